@@ -1,0 +1,28 @@
+#!/bin/sh
+# Prints the path of a CPython 3.13 that extension modules can be built for: $PYTHON if it is set,
+# else the first that fits of those on the search path and those that pyenv has installed.
+
+fits() {
+    "$1" - 2>/dev/null <<'PYTHON'
+import os, sys, sysconfig
+header = os.path.join(sysconfig.get_path("include"), "Python.h")
+fits = sys.version_info[:2] == (3, 13) and sys.implementation.name == "cpython"
+sys.exit(0 if fits and os.path.exists(header) else 1)
+PYTHON
+}
+
+if [ -n "$PYTHON" ]; then
+    candidates=$(command -v "$PYTHON")
+else
+    candidates="python3.13 python3 python
+        $(ls -d "${PYENV_ROOT:-$HOME/.pyenv}"/versions/3.13*/bin/python3.13 2>/dev/null)"
+fi
+for candidate in $candidates; do
+    if fits "$candidate"; then
+        "$candidate" -c 'import sys; print(sys.executable)'
+        exit 0
+    fi
+done
+echo "CPython 3.13 with its headers is needed${PYTHON:+ and PYTHON=$PYTHON is not one}:" \
+    "install python3.13 and python3.13-dev, or run: pyenv install 3.13" >&2
+exit 1

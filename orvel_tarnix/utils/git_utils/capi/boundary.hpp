@@ -1,0 +1,55 @@
+// The one way from Python into native code.
+#pragma once
+
+#include <cassert>
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "capi/errors.hpp"
+#include "capi/module.hpp"
+
+namespace git_utils {
+
+// Runs `body`, with its C++ exceptions turned into Python's. There is no catch-all: the unwinding
+// of a daemon thread at interpreter shutdown has to pass.
+template <class Body>
+PyObject* guarded(Body body) {
+    try {
+        PyObject* result = body().release();
+        assert((result == nullptr) == (PyErr_Occurred() != nullptr));
+        return result;
+    } catch (const PythonError&) {
+        assert(PyErr_Occurred() != nullptr);
+    } catch (const std::bad_alloc&) {
+        PyErr_NoMemory();
+    } catch (const std::exception& error) {
+        PyErr_SetString(PyExc_SystemError, error.what());
+    }
+    return nullptr;
+}
+
+template <class>
+struct Signature;
+template <class... Arguments>
+struct Signature<Ref (*)(const Module&, Arguments...)> {
+    static constexpr std::size_t arity = sizeof...(Arguments);
+};
+
+// The C face of `body(module, argument, ...)`. The function objects bind the arguments and so
+// always pass the right number; whoever digs a native body out of one gets a TypeError.
+template <auto body>
+PyObject* enter(PyObject* self, PyObject* const* arguments, Py_ssize_t count) {
+    constexpr std::size_t arity = Signature<decltype(body)>::arity;
+    if (count != static_cast<Py_ssize_t>(arity)) {
+        PyErr_Format(PyExc_TypeError, "expected %zu arguments, got %zd", arity, count);
+        return nullptr;
+    }
+    return guarded([&] {
+        return [&]<std::size_t... index>(std::index_sequence<index...>) {
+            return body(Module::of(self), arguments[index]...);
+        }(std::make_index_sequence<arity>());
+    });
+}
+
+}  // namespace git_utils

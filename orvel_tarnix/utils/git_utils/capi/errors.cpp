@@ -1,0 +1,84 @@
+#include "capi/errors.hpp"
+
+#include <cstdarg>
+
+namespace git_utils {
+namespace {
+
+// What is handled at this level. PyErr_GetHandledException would also answer with what a caller
+// of the running generator handles; put back from there, it would outlive that handler.
+PyObject* handled_here() { return PyThreadState_Get()->exc_info->exc_value; }
+
+bool is_exception_type(PyObject* type) {
+    if (!PyTuple_Check(type)) {
+        return PyExceptionClass_Check(type);
+    }
+    for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(type); ++i) {
+        if (!PyExceptionClass_Check(PyTuple_GET_ITEM(type, i))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+void raise(PyObject* type, const char* format, ...) {
+    va_list values;
+    va_start(values, format);
+    PyErr_FormatV(type, format, values);
+    va_end(values);
+    throw PythonError{};
+}
+
+void raise(const Ref& error) {
+    if (!PyExceptionInstance_Check(error.get())) {
+        raise(PyExc_TypeError, "exceptions must derive from BaseException");
+    }
+    PyErr_SetObject(PyExceptionInstance_Class(error.get()), error.get());
+    throw PythonError{};
+}
+
+HandledException::HandledException() {
+    Ref raised = Ref::maybe(PyErr_GetRaisedException());
+    traceback_ = Ref::maybe(PyException_GetTraceback(raised.get()));
+    PyErr_SetRaisedException(raised.release());
+    // A handler finds the frame of the function that handles at the top of the traceback.
+    if (PyFrameObject* frame = PyEval_GetFrame()) {
+        PyTraceBack_Here(frame);
+    }
+    exception_ = Ref::maybe(PyErr_GetRaisedException());
+    previous_ = Ref::borrow(handled_here());
+    PyErr_SetHandledException(exception_.get());
+}
+
+HandledException::~HandledException() noexcept(false) {
+    if (PyThreadState_GetUnchecked() != nullptr) {
+        PyErr_SetHandledException(previous_.get());
+    }
+}
+
+bool HandledException::matches(PyObject* type) const {
+    if (!is_exception_type(type)) {
+        raise(PyExc_TypeError,
+              "catching classes that do not inherit from BaseException is not allowed");
+    }
+    return PyErr_GivenExceptionMatches(exception_.get(), type) != 0;
+}
+
+void HandledException::reraise() {
+    // The interpreter puts this frame on again as the exception leaves it.
+    PyException_SetTraceback(exception_.get(), traceback_ ? traceback_.get() : Py_None);
+    PyErr_SetRaisedException(Ref(exception_).release());
+    throw PythonError{};
+}
+
+void HandledException::raise_from(PyObject* type, const Ref& message) const {
+    PyErr_SetObject(type, message.get());
+    PyObject* raised = PyErr_GetRaisedException();
+    PyException_SetCause(raised, Ref(exception_).release());
+    PyErr_SetRaisedException(raised);
+    throw PythonError{};
+}
+
+}  // namespace git_utils

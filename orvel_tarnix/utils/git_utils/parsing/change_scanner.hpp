@@ -1,0 +1,203 @@
+// Reading git's NUL-separated streams of raw records, numstat records and commit headers.
+#pragma once
+
+#include "parsing/scan.hpp"
+
+namespace git_utils::parsing {
+
+inline constexpr char commit_start = '\x1e';
+
+// The pieces of a text between NUL characters.
+template <class Unit>
+class TokenStream {
+public:
+    explicit TokenStream(Units<Unit> text) : at_(text.data()), end_(text.data() + text.size()) {}
+
+    // The same from here on, but ending ahead of the next commit header.
+    [[nodiscard]] TokenStream of_this_commit() const {
+        TokenStream stream = *this;
+        stream.ends_at_commit_ = true;
+        return stream;
+    }
+    // Goes on where `other` has ended.
+    void continue_behind(const TokenStream& other) { at_ = other.at_; }
+
+    // The next token; at the end false and an empty one. That the text after the last NUL is a
+    // token even when it is empty makes no difference to those who read this stream.
+    bool next(Units<Unit>& token) {
+        if (at_ == end_ || (ends_at_commit_ && opens_commit())) {
+            token = {};
+            return false;
+        }
+        const Unit* token_end = find(at_, end_, '\0');
+        token = {at_, token_end};
+        at_ = token_end == end_ ? end_ : token_end + 1;
+        return true;
+    }
+
+private:
+    [[nodiscard]] bool opens_commit() const {
+        const auto rest = without_leading_feeds(Units<Unit>(at_, end_));
+        return !rest.empty() && rest.front() == static_cast<Unit>(commit_start);
+    }
+
+    const Unit* at_;
+    const Unit* end_;
+    bool ends_at_commit_ = false;
+};
+
+// One file, as pieces of the text that names it. NUL stands for no letter at all.
+template <class Unit>
+struct ScannedFile {
+    Units<Unit> path;
+    Units<Unit> old_path;
+    char letter = 0;
+    std::int64_t additions = 0;
+    std::int64_t deletions = 0;
+};
+
+inline bool names_two_paths(char letter) { return letter == 'R' || letter == 'C'; }
+
+// Reads a numstat count: a number, or anything else, such as the "-" of a binary file, for 0; false
+// where only the interpreter can tell.
+template <class Unit>
+bool read_count(Units<Unit> field, std::int64_t& count) {
+    if (read_number(field, count) == Verdict::undecided) {
+        return false;
+    }
+    if (!field.empty()) {
+        count = 0;
+    }
+    return std::ranges::all_of(field, [](Unit unit) { return unit < 0x80; });
+}
+
+// Reads the records of one diff as git writes them: first a raw record for each file, in the order
+// of their paths, then in the same order the numstat records, of which some may be missing. Two
+// cursors, one in each section, then join the records without a map of them, and that the paths
+// ascend shows that none comes twice. Any other stream is declined.
+template <class Unit>
+class ChangeScanner {
+public:
+    explicit ChangeScanner(TokenStream<Unit> tokens) : raw_(tokens), numstat_(tokens) {
+        // The numstat section begins where the raw one ends.
+        for (TokenStream<Unit> ahead = tokens; next_raw_record(ahead) == Verdict::yes;) {
+            count_ += file_.path.empty() ? 0 : 1;
+            numstat_ = ahead;
+        }
+        file_ = {};
+        read_numstat();
+    }
+
+    // How many files there are.
+    [[nodiscard]] std::size_t count() const { return count_; }
+
+    // Reads the next file, as long as there is one.
+    Verdict next(ScannedFile<Unit>& file) {
+        const Units<Unit> previous = file_.path;
+        const Verdict verdict = next_raw_record(raw_);
+        if (verdict != Verdict::yes || file_.path.empty()) {
+            // What was counted belongs to no file: either of another order, or of none.
+            const bool is_over = verdict != Verdict::undecided && numstat_verdict_ == Verdict::no;
+            return is_over ? Verdict::no : Verdict::undecided;
+        }
+        if (!previous.empty() && !sorts_before(previous, file_.path)) {
+            return Verdict::undecided;
+        }
+        file = file_;
+        if (numstat_verdict_ == Verdict::yes && is_same(counted_.path, file.path)) {
+            file.additions = counted_.additions;
+            file.deletions = counted_.deletions;
+            read_numstat();
+        }
+        return Verdict::yes;
+    }
+
+    // The tokens behind the last record.
+    [[nodiscard]] const TokenStream<Unit>& behind() const { return numstat_; }
+
+private:
+    // Reads a raw record into file_, unless what follows is something else.
+    Verdict next_raw_record(TokenStream<Unit>& tokens) {
+        TokenStream<Unit> ahead = tokens;
+        Units<Unit> token;
+        ahead.next(token);
+        const auto record = without_leading_feeds(token);
+        if (record.empty() || record.front() != ':') {
+            return Verdict::no;
+        }
+        std::size_t letter_at = record.size();
+        while (letter_at > 0 && record[letter_at - 1] != ' ') {
+            --letter_at;
+        }
+        const Unit letter = letter_at == record.size() ? Unit{0} : record[letter_at];
+        if (letter >= 0x80) {
+            return Verdict::undecided;
+        }
+        file_.letter = static_cast<char>(letter);
+        if (names_two_paths(file_.letter)) {
+            ahead.next(file_.old_path);
+        }
+        ahead.next(file_.path);
+        tokens = ahead;
+        return Verdict::yes;
+    }
+
+    // Reads the next numstat record into counted_; a token that is no record is passed over.
+    void read_numstat() {
+        Units<Unit> token;
+        numstat_verdict_ = Verdict::no;
+        while (numstat_verdict_ == Verdict::no && numstat_.next(token)) {
+            token = without_leading_feeds(token);
+            Units<Unit> added;
+            Units<Unit> deleted;
+            if (!token.empty() && token.front() == ':') {
+                numstat_verdict_ = Verdict::undecided;
+            } else if (cut_at_tab(token, added) && cut_at_tab(token, deleted)) {
+                counted_.path = token;
+                if (token.empty()) {
+                    numstat_.next(counted_.path);
+                    numstat_.next(counted_.path);
+                }
+                const bool is_plain = read_count(added, counted_.additions) &&
+                                      read_count(deleted, counted_.deletions);
+                numstat_verdict_ = is_plain ? Verdict::yes : Verdict::undecided;
+            }
+        }
+    }
+
+    // Cuts `text` behind its first tab and gives the field ahead of it.
+    static bool cut_at_tab(Units<Unit>& text, Units<Unit>& field) {
+        const auto tab = std::ranges::find(text, Unit{'\t'});
+        if (tab == text.end()) {
+            return false;
+        }
+        field = {text.begin(), tab};
+        text = {tab + 1, text.end()};
+        return true;
+    }
+
+    static bool is_same(Units<Unit> left, Units<Unit> right) {
+        return left.size() == right.size() &&
+               std::memcmp(left.data(), right.data(), left.size_bytes()) == 0;
+    }
+
+    // By characters, which is by bytes in UTF-8 and so the order of git.
+    static bool sorts_before(Units<Unit> left, Units<Unit> right) {
+        if constexpr (sizeof(Unit) == 1) {
+            const int order =
+                std::memcmp(left.data(), right.data(), std::min(left.size(), right.size()));
+            return order < 0 || (order == 0 && left.size() < right.size());
+        } else {
+            return std::ranges::lexicographical_compare(left, right);
+        }
+    }
+
+    TokenStream<Unit> raw_;
+    TokenStream<Unit> numstat_;
+    std::size_t count_ = 0;
+    ScannedFile<Unit> file_;     // the raw record read last
+    ScannedFile<Unit> counted_;  // the numstat record read last
+    Verdict numstat_verdict_ = Verdict::no;
+};
+
+}  // namespace git_utils::parsing

@@ -1,0 +1,11 @@
+// Starting the git program.
+#pragma once
+
+#include "capi/module.hpp"
+
+namespace git_utils::runner {
+
+// subprocess.run(["git"] + args, ...) in the repository root, with the host's extra keywords.
+Ref launch(const Module& module, PyObject* repo_root, PyObject* args, PyObject* timeout);
+
+}  // namespace git_utils::runner
