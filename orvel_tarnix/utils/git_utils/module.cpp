@@ -69,10 +69,11 @@ void run_body(PyObject* module_object) {
     bind_functions(face, self, 0, functions_before_limit);
     bind(module.globals(), "_MAX_PATHSPEC_CHARS", Ref::steal(PyLong_FromLong(max_pathspec_chars)));
     bind_functions(face, self, functions_before_limit, function_count);
-    Module::remember_own(self, {"_TWO_PATH_LETTERS"_name, "_COMMIT_START"_name, "_HUNK_HEADER"_name,
-                                "_C_ESCAPE"_name, "FileChange"_name, "CommitChanges"_name,
-                                "LineSpan"_name, "_span"_name, "_file_changes"_name,
-                                "_line_count"_name, "_patch_path"_name, "_unquote"_name});
+    Module::remember_own(
+        self,
+        {"_RELATIVE_SPEC"_name, "_TWO_PATH_LETTERS"_name, "_COMMIT_START"_name, "_HUNK_HEADER"_name,
+         "_C_ESCAPE"_name, "FileChange"_name, "CommitChanges"_name, "LineSpan"_name, "_span"_name,
+         "_file_changes"_name, "_line_count"_name, "_patch_path"_name, "_unquote"_name});
 }
 
 int execute(PyObject* module) {

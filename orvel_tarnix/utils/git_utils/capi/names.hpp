@@ -111,8 +111,11 @@ inline constexpr auto name_spellings = std::to_array<std::string_view>({
     "update",
     "warning",
     // values
+    ".git",
     "commits",
     "email",
+    "lore-book",
+    "memory",
     "modified",
     "name",
     "utf-8",

@@ -1,7 +1,7 @@
 // Reading git's NUL-separated streams of raw records, numstat records and commit headers.
 #pragma once
 
-#include "parsing/scan.hpp"
+#include "text/scan.hpp"
 
 namespace git_utils::parsing {
 

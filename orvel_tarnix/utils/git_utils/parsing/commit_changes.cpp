@@ -1,7 +1,6 @@
-#include "capi/text.hpp"
 #include "parsing/file_changes.hpp"
 #include "parsing/parsing.hpp"
-#include "parsing/records.hpp"
+#include "text/units.hpp"
 
 namespace git_utils::parsing {
 namespace {
@@ -28,6 +27,9 @@ template <class Unit>
 Ref read_log(const Module& module, Units<Unit> output) {
     Ref commits = Ref::steal(PyList_New(0));
     const Ref commit_changes = module["CommitChanges"_name];
+    RecordFiller fill_commit(module, commit_changes.get(), commit_changes_fields);
+    const Ref file_change = module["FileChange"_name];
+    FileChangeFiller fill_file_change(module, file_change.get(), file_change_fields);
     TokenStream<Unit> tokens(output);
     Units<Unit> token;
     while (tokens.next(token)) {
@@ -37,7 +39,7 @@ Ref read_log(const Module& module, Units<Unit> output) {
             continue;
         }
         ChangeScanner<Unit> scanner(tokens.of_this_commit());
-        const Ref files = read_file_changes(module, scanner);
+        const Ref files = read_file_changes(module, fill_file_change, scanner);
         if (verdict == Verdict::undecided || !files) {
             return {};
         }

@@ -1,8 +1,7 @@
 #include "parsing/file_changes.hpp"
 
-#include "capi/text.hpp"
 #include "parsing/parsing.hpp"
-#include "parsing/records.hpp"
+#include "text/units.hpp"
 
 namespace git_utils::parsing {
 namespace {
@@ -116,10 +115,10 @@ bool file_changes_are_own(const Module& module) {
 }
 
 template <class Unit>
-Ref read_file_changes(const Module& module, ChangeScanner<Unit>& scanner) {
+Ref read_file_changes(const Module& module, FileChangeFiller& fill_file_change,
+                      ChangeScanner<Unit>& scanner) {
     const auto count = static_cast<Py_ssize_t>(scanner.count());
     Ref changes = Ref::steal(PyTuple_New(count));
-    const Ref file_change = module["FileChange"_name];
     const Ref statuses = module["_STATUS_BY_LETTER"_name];
     Ref status;
     char status_letter = 0;  // whose status that is; most files have that of the one before
@@ -137,22 +136,24 @@ Ref read_file_changes(const Module& module, ChangeScanner<Unit>& scanner) {
         const Ref deletions = Ref::steal(PyLong_FromLongLong(file.deletions));
         const Ref old_path =
             names_two_paths(file.letter) ? to_str(file.old_path) : Ref::borrow(Py_None);
-        Ref change = fill(module, file_change.get(), file_change_fields, path.get(), status.get(),
-                          additions.get(), deletions.get(), old_path.get());
+        Ref change = fill_file_change(path.get(), status.get(), additions.get(), deletions.get(),
+                                      old_path.get());
         PyTuple_SET_ITEM(changes.get(), index, change.release());
     }
     return scanner.next(file) == Verdict::no ? changes : Ref();
 }
 
-template Ref read_file_changes(const Module&, ChangeScanner<Py_UCS1>&);
-template Ref read_file_changes(const Module&, ChangeScanner<Py_UCS2>&);
-template Ref read_file_changes(const Module&, ChangeScanner<Py_UCS4>&);
+template Ref read_file_changes(const Module&, FileChangeFiller&, ChangeScanner<Py_UCS1>&);
+template Ref read_file_changes(const Module&, FileChangeFiller&, ChangeScanner<Py_UCS2>&);
+template Ref read_file_changes(const Module&, FileChangeFiller&, ChangeScanner<Py_UCS4>&);
 
 Ref parse_file_changes(const Module& module, PyObject* output) {
     if (PyUnicode_CheckExact(output) && file_changes_are_own(module)) {
         const Ref changes = with_text(output, [&](auto units) {
             ChangeScanner scanner{TokenStream(units)};
-            return read_file_changes(module, scanner);
+            const Ref file_change = module["FileChange"_name];
+            FileChangeFiller fill_file_change(module, file_change.get(), file_change_fields);
+            return read_file_changes(module, fill_file_change, scanner);
         });
         if (changes) {
             return Ref::steal(PySequence_List(changes.get()));

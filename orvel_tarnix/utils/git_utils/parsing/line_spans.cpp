@@ -1,8 +1,8 @@
-#include "capi/text.hpp"
 #include "parsing/parsing.hpp"
 #include "parsing/patch_scanner.hpp"
 #include "parsing/quoted_names.hpp"
 #include "parsing/records.hpp"
+#include "text/units.hpp"
 
 namespace git_utils::parsing {
 namespace {
@@ -19,16 +19,17 @@ Ref spans_of(PyObject* spans, PyObject* path) {
 
 Ref integer(std::int64_t value) { return Ref::steal(PyLong_FromLongLong(value)); }
 
-// _span() of a hunk, through the class's own constructor's short cut.
-Ref native_span(const Module& module, PyObject* line_span, const HunkHeader& hunk) {
+using LineSpanFiller = RecordFiller<line_span_fields.size()>;
+
+// _span() of a hunk.
+Ref native_span(LineSpanFiller& fill_line_span, const HunkHeader& hunk) {
     const bool removes_only = hunk.new_count == 0;
     const std::int64_t first = removes_only ? std::max<std::int64_t>(hunk.start, 1) : hunk.start;
     const std::int64_t last = removes_only ? first : first + hunk.new_count - 1;
     const bool added = !removes_only && hunk.old_count == 0;
     const Ref start = integer(first);
     const Ref end = first == last ? start : integer(last);
-    return fill(module, line_span, line_span_fields, start.get(), end.get(),
-                added ? Py_True : Py_False);
+    return fill_line_span(start.get(), end.get(), added ? Py_True : Py_False);
 }
 
 bool spans_are_own(const Module& module) {
@@ -40,6 +41,7 @@ template <class Unit>
 Ref read_patch(const Module& module, Units<Unit> patch) {
     Ref spans = Ref::steal(PyDict_New());
     const Ref line_span = module["LineSpan"_name];
+    LineSpanFiller fill_line_span(module, line_span.get(), line_span_fields);
     Ref path = Ref::borrow(Py_None);
     Ref path_spans;
     PatchScanner<Unit> scanner(patch);
@@ -65,7 +67,7 @@ Ref read_patch(const Module& module, Units<Unit> patch) {
             if (!path_spans) {
                 path_spans = spans_of(spans.get(), path.get());
             }
-            const Ref span = native_span(module, line_span.get(), hunk);
+            const Ref span = native_span(fill_line_span, hunk);
             check(PyList_Append(path_spans.get(), span.get()));
         }
         scanner.skip_hunk(hunk.old_count, hunk.new_count);

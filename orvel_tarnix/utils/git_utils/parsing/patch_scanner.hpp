@@ -1,7 +1,7 @@
 // Reading a zero-context patch line by line.
 #pragma once
 
-#include "parsing/scan.hpp"
+#include "text/scan.hpp"
 
 namespace git_utils::parsing {
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "capi/text.hpp"
 #include "parsing/parsing.hpp"
+#include "text/units.hpp"
 
 namespace git_utils::parsing {
 namespace {
@@ -67,6 +67,24 @@ bool escapes_are_own(const Module& module) {
     return module.is_own("_C_ESCAPE"_name) && escapes && PyDict_CheckExact(escapes.get());
 }
 
+enum class NameForm { none, quoted, plain };
+
+// Cuts the text of a header line to the name itself, without the tab or the quotes around it.
+template <class Unit>
+NameForm cut_to_name(Units<Unit>& text) {
+    if (!text.empty() && text.back() == '\t') {
+        text = text.first(text.size() - 1);
+    }
+    if (equals(text, "/dev/null")) {
+        return NameForm::none;
+    }
+    if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
+        text = text.subspan(1, text.size() - 2);
+        return NameForm::quoted;
+    }
+    return NameForm::plain;
+}
+
 // _unquote(text), or nothing.
 template <class Unit>
 Ref read_quoted(const Module& module, Units<Unit> text) {
@@ -102,29 +120,30 @@ bool patch_paths_are_own(const Module& module) {
 
 template <class Unit>
 Ref read_patch_path(const Module& module, Units<Unit> text) {
-    if (!text.empty() && text.back() == '\t') {
-        text = text.first(text.size() - 1);
+    switch (cut_to_name(text)) {
+        case NameForm::none:
+            return Ref::borrow(Py_None);
+        case NameForm::quoted:
+            return read_quoted(module, text);
+        default:
+            return to_str(text);
     }
-    if (equals(text, "/dev/null")) {
-        return Ref::borrow(Py_None);
-    }
-    if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
-        return read_quoted(module, text.subspan(1, text.size() - 2));
-    }
-    return to_str(text);
 }
 
 template Ref read_patch_path(const Module&, Units<Py_UCS1>);
 template Ref read_patch_path(const Module&, Units<Py_UCS2>);
 template Ref read_patch_path(const Module&, Units<Py_UCS4>);
 
-Ref _patch_path(const Module& module, PyObject* text) {
-    if (PyUnicode_CheckExact(text) && module.is_own("_unquote"_name) && escapes_are_own(module)) {
-        Ref path = with_text(text, [&](auto units) { return read_patch_path(module, units); });
-        if (path) {
-            return path;
-        }
-    }
+namespace {
+
+// raw += text.encode("utf-8")
+void append_encoded(const Module& module, Ref& raw, PyObject* text) {
+    const Ref bytes = module.call_method(text, "encode"_name, module.name("utf-8"_name));
+    raw = Ref::steal(PyNumber_InPlaceAdd(raw.get(), bytes.get()));
+}
+
+// What _patch_path() does to an object that is no plain str.
+Ref patch_path(const Module& module, PyObject* text) {
     const Ref name = module.call_method(text, "removesuffix"_name, git_utils::text("\t").get());
     if (compare(name.get(), git_utils::text("/dev/null").get(), Py_EQ)) {
         return Ref::borrow(Py_None);
@@ -139,14 +158,7 @@ Ref _patch_path(const Module& module, PyObject* text) {
     return name;
 }
 
-namespace {
-
-// raw += text.encode("utf-8")
-void append_encoded(const Module& module, Ref& raw, PyObject* text) {
-    const Ref bytes = module.call_method(text, "encode"_name, module.name("utf-8"_name));
-    raw = Ref::steal(PyNumber_InPlaceAdd(raw.get(), bytes.get()));
-}
-
+// What _unquote() does to whatever native code declines.
 Ref unquote(const Module& module, PyObject* text) {
     Ref raw = Ref::steal(PyByteArray_FromStringAndSize(nullptr, 0));
     Ref position = Ref::steal(PyLong_FromLong(0));
@@ -178,6 +190,23 @@ Ref unquote(const Module& module, PyObject* text) {
 }
 
 }  // namespace
+
+Ref _patch_path(const Module& module, PyObject* text) {
+    if (!PyUnicode_CheckExact(text)) {
+        return patch_path(module, text);
+    }
+    return with_text(text, [&](auto name) {
+        const std::size_t size = name.size();
+        switch (cut_to_name(name)) {
+            case NameForm::none:
+                return Ref::borrow(Py_None);
+            case NameForm::quoted:
+                return call(module["_unquote"_name].get(), to_str(name).get());
+            default:
+                return name.size() == size ? Ref::borrow(text) : to_str(name);
+        }
+    });
+}
 
 Ref _unquote(const Module& module, PyObject* text) {
     if (PyUnicode_CheckExact(text) && escapes_are_own(module)) {

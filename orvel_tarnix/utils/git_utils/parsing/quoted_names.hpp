@@ -2,7 +2,7 @@
 #pragma once
 
 #include "capi/module.hpp"
-#include "parsing/scan.hpp"
+#include "text/scan.hpp"
 
 namespace git_utils::parsing {
 

@@ -2,8 +2,9 @@
 #include <array>
 #include <string_view>
 
-#include "capi/text.hpp"
 #include "repository/repository.hpp"
+#include "text/scan.hpp"
+#include "text/units.hpp"
 
 namespace git_utils::repository {
 namespace {
@@ -12,9 +13,9 @@ constexpr std::array<std::string_view, 4> ref_prefixes = {"refs/heads/", "refs/r
                                                           "remotes/", "origin/"};
 constexpr std::size_t max_directory_name = 100;
 
-// One call does the work of normalize_branch_name() on characters, and nowhere makes a str.
+// The name without white space around it and without what precedes its short form.
 template <class Unit>
-std::span<const Unit> short_form(std::span<const Unit> name) {
+Units<Unit> short_form(Units<Unit> name) {
     while (!name.empty() && Py_UNICODE_ISSPACE(name.front())) {
         name = name.subspan(1);
     }
@@ -24,8 +25,7 @@ std::span<const Unit> short_form(std::span<const Unit> name) {
     for (bool changed = true; changed;) {
         changed = false;
         for (const std::string_view prefix : ref_prefixes) {
-            if (name.size() >= prefix.size() &&
-                std::equal(prefix.begin(), prefix.end(), name.begin())) {
+            if (starts_with(name, prefix)) {
                 name = name.subspan(prefix.size());
                 changed = true;
             }
@@ -34,7 +34,7 @@ std::span<const Unit> short_form(std::span<const Unit> name) {
     return name;
 }
 
-// What normalize_branch_name() does to an object that is no plain str.
+// The same of an object that is no plain str.
 Ref short_form(const Module& module, PyObject* name) {
     Ref rest = module.call_method(name, "strip"_name);
     for (bool changed = true; changed;) {
@@ -57,7 +57,7 @@ bool is_kept(Py_UCS4 character) {
 
 // The directory name of a branch; each slash or backslash gives two of the characters.
 template <class Unit>
-Ref directory_name(std::span<const Unit> branch) {
+Ref directory_name(Units<Unit> branch) {
     std::array<Py_UCS4, max_directory_name + 1> name;
     std::size_t size = 0;
     for (const Unit unit : branch) {
@@ -69,7 +69,7 @@ Ref directory_name(std::span<const Unit> branch) {
             name[size++] = '_';
         }
     }
-    return to_str(std::span<const Py_UCS4>(name.data(), std::min(size, max_directory_name)));
+    return to_str(Units<Py_UCS4>(name.data(), std::min(size, max_directory_name)));
 }
 
 // The same of an object that is no plain str.
@@ -116,9 +116,9 @@ Ref sanitize_branch_name(const Module& module, PyObject* branch) {
     return is_true(name) ? name : text("default");
 }
 
-Ref wiki_root(const Module&, PyObject* repo_root) {
-    const Ref memory = Ref::steal(PyNumber_TrueDivide(repo_root, text("memory").get()));
-    return Ref::steal(PyNumber_TrueDivide(memory.get(), text("lore-book").get()));
+Ref wiki_root(const Module& module, PyObject* repo_root) {
+    const Ref memory = Ref::steal(PyNumber_TrueDivide(repo_root, module.name("memory"_name)));
+    return Ref::steal(PyNumber_TrueDivide(memory.get(), module.name("lore-book"_name)));
 }
 
 Ref wiki_directory(const Module& module, PyObject* repo_root, PyObject* branch) {

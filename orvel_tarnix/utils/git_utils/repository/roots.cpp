@@ -14,10 +14,10 @@ Ref find_git_root(const Module& module, PyObject* start) {
     const Ref current = module.call_method(origin.get(), "absolute"_name);
     const Ref candidates = list_of({current.get()});
     extend(candidates.get(), module.attribute(current.get(), "parents"_name).get());
-    const Ref marker = text(".git");
     for (Py_ssize_t i = 0; i < PyList_GET_SIZE(candidates.get()); ++i) {
         Ref candidate = Ref::borrow(PyList_GET_ITEM(candidates.get(), i));
-        const Ref entry = Ref::steal(PyNumber_TrueDivide(candidate.get(), marker.get()));
+        const Ref entry =
+            Ref::steal(PyNumber_TrueDivide(candidate.get(), module.name(".git"_name)));
         if (is_true(module.call_method(entry.get(), "exists"_name))) {
             return candidate;
         }

@@ -10,7 +10,7 @@
 #include <span>
 #include <string_view>
 
-namespace git_utils::parsing {
+namespace git_utils {
 
 template <class Unit>
 using Units = std::span<const Unit>;
@@ -84,4 +84,4 @@ Verdict read_number(Units<Unit>& text, std::int64_t& number) {
     return digits == 0 ? Verdict::no : Verdict::yes;
 }
 
-}  // namespace git_utils::parsing
+}  // namespace git_utils
