@@ -12,17 +12,16 @@ PYTHON
 }
 
 if [ -n "$PYTHON" ]; then
-    candidates=$(command -v "$PYTHON")
+    set -- "$PYTHON"
 else
-    candidates="python3.13 python3 python
-        $(ls -d "${PYENV_ROOT:-$HOME/.pyenv}"/versions/3.13*/bin/python3.13 2>/dev/null)"
+    set -- python3.13 python3 python "${PYENV_ROOT:-$HOME/.pyenv}"/versions/3.13*/bin/python3.13
 fi
-for candidate in $candidates; do
+for candidate in "$@"; do
     if fits "$candidate"; then
         "$candidate" -c 'import sys; print(sys.executable)'
         exit 0
     fi
 done
-echo "CPython 3.13 with its headers is needed${PYTHON:+ and PYTHON=$PYTHON is not one}:" \
+echo "CPython 3.13 with its headers is needed${PYTHON:+, and PYTHON=$PYTHON is not one}:" \
     "install python3.13 and python3.13-dev, or run: pyenv install 3.13" >&2
 exit 1
