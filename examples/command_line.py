@@ -1,0 +1,27 @@
+"""How the examples behave as commands: one line for an error, quiet when a pipe closes."""
+
+import os
+import sys
+from collections.abc import Callable
+from typing import NoReturn
+
+from branch_facts import ReportError
+
+from orvel_tarnix.utils.git_utils import GitError
+
+
+def run(name: str, command: Callable[[], int]) -> NoReturn:
+    """Run a command and leave with its exit code, or with 2 when it cannot do its work."""
+    # Whatever the locale or a name holds, what cannot be encoded is written as an escape.
+    sys.stdout.reconfigure(errors="backslashreplace")  # type: ignore[union-attr]
+    try:
+        code = command()
+        sys.stdout.flush()
+    except BrokenPipeError:
+        # The reader has seen enough; nor may the interpreter fail to flush the rest at exit.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        code = 0
+    except (ReportError, GitError, OSError) as error:
+        print(f"{name}: {str(error).partition('\n')[0]}", file=sys.stderr)
+        code = 2
+    sys.exit(code)
