@@ -57,7 +57,7 @@ build/demo/module: $(sources)
 	@touch $@
 
 .PHONY: test
-test: tools .venv/module .venv/group-test ## run the tests against the installed module
+test: tools .venv/module .venv/group-test .venv/group-examples ## run the tests against the installed module
 	@$(venv_python) -m pytest --numprocesses=auto $(TESTS)
 
 .PHONY: clean

@@ -179,3 +179,10 @@ def test_the_page_needs_nothing_else_and_escapes_names(run: Run, tmp_path: Path)
     kinds = ["size", "added", "deleted", "strip", "touched", "fresh", "touched"]
     assert marks[:7] == [f"class={kind}" for kind in kinds]
 
+
+def test_many_repositories_are_asked_at_once(run: Run, repository: Path) -> None:
+    answer = run("many_repositories", "..", "/", "--since", "2020-01-02")
+    _, good, bad = map(str.split, answer.stdout.splitlines())
+    assert good == ["2", "1", "5", "+4", "-4", "2", "1", BRANCH, "main", str(repository)]
+    assert " ".join(bad).endswith("- /: / is in no git repository")
+    assert (answer.returncode, answer.stderr) == (1, "")
