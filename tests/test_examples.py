@@ -53,7 +53,7 @@ def repository(tmp_path_factory: pytest.TempPathFactory, environment: dict[str, 
     commit(2, {"src/app.py": changed, ODD_NAME: ["<p>"], "logo.bin": ["\0 2"]})
     commit(3, {})
     git("checkout", "--quiet", "main")
-    commit(4, {})
+    commit(4, {"src/app.py": [1, 2, 3, 4, 5, "main's", 7, 8, 9, 10]})
     git("checkout", "--quiet", BRANCH)
     return root
 
@@ -124,7 +124,7 @@ Authors of the period: 1
     [
         (
             ["--head=main", "--since=2020-01-02"],
-            "What main changed since 2020-01-02 00:00: 0 files",
+            "What main changed since 2020-01-02 00:00: 1 file,",
         ),
         # All has been quiet for long: the usual period ends with the newest commit.
         (["--head=main"], "All that main holds, from its first commit on: 4 files, +42 -0"),
