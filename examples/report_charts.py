@@ -58,10 +58,11 @@ def commit_chart(commits: Sequence[CommitChanges], start: datetime) -> Iterator[
     for commit in commits:
         with suppress(ValueError, OverflowError, OSError):  # a time that no calendar has
             times.append(datetime.fromtimestamp(commit.timestamp))
-    end = max([datetime.now(), *times])
-    # A young repository is not shown as the empty end of a long period.
-    first = min([*times, end])
-    start = max(start, first - max((end - first) / 4, STEPS["day"]))
+    # Neither the time before a young repository nor a long quiet up to now fills the picture.
+    now = datetime.now()
+    first, last = min([*times, now]), max([*times, start])
+    start = max(start, first - max((last - first) / 4, STEPS["day"]))
+    end = max(min(now, last + max(last - start, STEPS["day"])), last)
     unit = next((name for name in STEPS if (end - start) / STEPS[name] < MOST_BARS), "year")
     step = STEPS[unit]
     start = start.replace(minute=0, second=0, microsecond=0)
@@ -83,7 +84,7 @@ def _bars(counts: Sequence[int], start: datetime, step: timedelta) -> str:
     label = "%d %b %Y %H:%M" if step < STEPS["day"] else "%d %b %Y"
     bars = []
     for number, count in enumerate(counts):
-        tall = height * count / max(counts)
+        tall = height * count / max(1, *counts)
         tip = f"{start + number * step:{label}}: {counted(count, 'commit')}"
         bars.append(
             f'<g><title>{tip}</title><rect class=hit x="{number * room:.2f}" y="0" '
