@@ -85,8 +85,9 @@ def find_repo_root() -> Path:
 
 def resolve_display_branch(repo_root: Path) -> str | None:
     stdout, _, code = run_git_command(repo_root, ["branch", "--show-current"])
-    branch = stdout.strip()
-    return branch if code == 0 and branch else None
+    if code == 0 and stdout.strip():
+        return stdout.strip()
+    return None
 
 
 def normalize_branch_name(name: str | None) -> str | None:

@@ -60,6 +60,8 @@ void run_body(PyObject* module_object) {
     const Face face;
     const Ref self = Module::create(module_object);
     auto& module = Module::of(self.get());
+    // As exec() does; C code that imports for a function of ours looks for them here.
+    bind(module.globals(), "__builtins__", Ref::borrow(PyEval_GetBuiltins()));
     bind(module.globals(), "__doc__", Ref::borrow(face.module_doc()));
     bind_imports(module.globals());
     bind_logger(module);

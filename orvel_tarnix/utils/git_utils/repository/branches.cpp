@@ -95,8 +95,13 @@ Ref resolve_display_branch(const Module& module, PyObject* repo_root) {
     const Ref args = list_of_texts({"branch", "--show-current"});
     const Ref result = call(module["run_git_command"_name].get(), repo_root, args.get());
     const auto [output, errors, code] = unpack_three(result.get());
-    Ref branch = module.call_method(output.get(), "strip"_name);
-    return equals(code.get(), 0) && is_true(branch) ? branch : Ref::borrow(Py_None);
+    if (equals(code.get(), 0)) {
+        Ref branch = module.call_method(output.get(), "strip"_name);
+        if (is_true(branch)) {
+            return branch;
+        }
+    }
+    return Ref::borrow(Py_None);
 }
 
 Ref normalize_branch_name(const Module& module, PyObject* name) {

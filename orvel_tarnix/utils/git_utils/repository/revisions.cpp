@@ -37,10 +37,13 @@ Ref get_head_commit(const Module& module, PyObject* repo_root, PyObject* is_shor
 
 Ref get_default_branch(const Module& module, PyObject* repo_root) {
     const Ref args = list_of_texts({"symbolic-ref", "refs/remotes/origin/HEAD"});
-    const Ref remote_head = printed_or_none(module, repo_root, args.get());
-    if (remote_head.get() != Py_None) {
-        return module.call_method(remote_head.get(), "removeprefix"_name,
-                                  text("refs/remotes/origin/").get());
+    const Answer remote_head = ask_git(module, repo_root, args.get());
+    if (remote_head.succeeded) {
+        const Ref ref = module.call_method(remote_head.output.get(), "strip"_name);
+        if (is_true(ref)) {
+            return module.call_method(ref.get(), "removeprefix"_name,
+                                      text("refs/remotes/origin/").get());
+        }
     }
     for (const char* name : {"main", "master"}) {
         Ref branch = text(name);
