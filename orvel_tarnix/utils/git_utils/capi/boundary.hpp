@@ -41,7 +41,7 @@ struct Signature<Ref (*)(const Module&, Arguments...)> {
 template <auto body>
 PyObject* enter(PyObject* self, PyObject* const* arguments, Py_ssize_t count) {
     constexpr std::size_t arity = Signature<decltype(body)>::arity;
-    if (count != static_cast<Py_ssize_t>(arity)) {
+    if (std::cmp_not_equal(count, arity)) {
         PyErr_Format(PyExc_TypeError, "expected %zu arguments, got %zd", arity, count);
         return nullptr;
     }

@@ -75,9 +75,9 @@ void HandledException::reraise() {
 
 void HandledException::raise_from(PyObject* type, const Ref& message) const {
     PyErr_SetObject(type, message.get());
-    PyObject* raised = PyErr_GetRaisedException();
-    PyException_SetCause(raised, Ref(exception_).release());
-    PyErr_SetRaisedException(raised);
+    Ref raised = Ref::maybe(PyErr_GetRaisedException());
+    PyException_SetCause(raised.get(), Ref(exception_).release());
+    PyErr_SetRaisedException(raised.release());
     throw PythonError{};
 }
 

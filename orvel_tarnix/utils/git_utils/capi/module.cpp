@@ -11,10 +11,8 @@ bool makes_plain_instances(const PyTypeObject* type) {
            (type->tp_flags & Py_TPFLAGS_IS_ABSTRACT) == 0;
 }
 
-// Calls `visit` with each object that decides what `bound` does when it is called: a function's
-// code and what its cells hold, a class's constructor. Anything else is its own only part.
 template <class Visit>
-void visit_parts(PyObject* bound, PyObject* init, Visit visit) {
+void visit_function(PyObject* bound, Visit visit) {
     visit(bound);
     if (PyFunction_Check(bound)) {
         visit(PyFunction_GET_CODE(bound));
@@ -22,13 +20,22 @@ void visit_parts(PyObject* bound, PyObject* init, Visit visit) {
         for (Py_ssize_t i = 0; closure != nullptr && i < PyTuple_GET_SIZE(closure); ++i) {
             visit(PyCell_GET(PyTuple_GET_ITEM(closure, i)));
         }
-    } else if (PyType_Check(bound)) {
+    }
+}
+
+// Calls `visit` with each object that decides what `bound` does when it is called: a function's
+// code and what its cells hold, a class's constructor. Anything else is its own only part; so is
+// a class that somebody made a constructor, perhaps of itself.
+template <class Visit>
+void visit_parts(PyObject* bound, PyObject* init, Visit visit) {
+    visit_function(bound, visit);
+    if (PyType_Check(bound)) {
         auto* type = reinterpret_cast<PyTypeObject*>(bound);
         visit(reinterpret_cast<PyObject*>(Py_TYPE(bound)));
         visit(makes_plain_instances(type) ? Py_True : Py_False);
-        Ref members = Ref::steal(PyType_GetDict(type));
+        const Ref members = Ref::steal(PyType_GetDict(type));
         PyObject* constructor = PyDict_GetItemWithError(members.get(), init);
-        visit_parts(constructor == nullptr ? Py_None : constructor, init, visit);
+        visit_function(constructor == nullptr ? Py_None : constructor, visit);
     }
 }
 
@@ -49,7 +56,7 @@ Ref Module::create(PyObject* module) {
                  Py_TPFLAGS_IMMUTABLETYPE,
         .slots = slots,
     };
-    Ref type = Ref::steal(PyType_FromSpec(&spec));
+    const Ref type = Ref::steal(PyType_FromSpec(&spec));
     auto* heap_type = reinterpret_cast<PyTypeObject*>(type.get());
     Ref self = Ref::steal(heap_type->tp_alloc(heap_type, 0));
     auto& created = *reinterpret_cast<Module*>(self.get());

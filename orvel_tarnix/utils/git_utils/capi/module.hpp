@@ -23,9 +23,9 @@ public:
 
     // A module-level name read as a Python statement reads it: from the globals, then from the
     // built-ins, else NameError. Read it at each use; whoever runs in between may rebind it.
-    [[nodiscard]] Ref operator[](Name name) const;
+    [[nodiscard]] Ref operator[](Name wanted) const;
     // The same where it is no error that there is none.
-    [[nodiscard]] Ref find(Name name) const;
+    [[nodiscard]] Ref find(Name wanted) const;
 
     [[nodiscard]] Ref attribute(PyObject* object, Name attribute) const {
         return Ref::steal(PyObject_GetAttr(object, name(attribute)));
@@ -37,11 +37,11 @@ public:
 
     // Takes down what the names in `own` are bound to, and of what parts it consists.
     static void remember_own(const Ref& self, std::initializer_list<Name> own);
-    // Whether `bound` is what the import bound to `name`, in all its parts: then, and only then,
+    // Whether `bound` is what the import bound to `wanted`, in all its parts: then, and only then,
     // native code may do its work in its place.
-    [[nodiscard]] bool is_own(Name name, PyObject* bound) const;
+    [[nodiscard]] bool is_own(Name wanted, PyObject* bound) const;
     // The same of what the name is bound to now.
-    [[nodiscard]] bool is_own(Name name) const;
+    [[nodiscard]] bool is_own(Name wanted) const;
 
 private:
     using Objects = std::array<PyObject*, name_spellings.size()>;
@@ -52,7 +52,7 @@ private:
 
     [[nodiscard]] Ref parts_of(PyObject* bound) const;
 
-    PyObject ob_base_;
+    [[maybe_unused]] PyObject ob_base_;  // the head that every object has, for the interpreter
     PyObject* globals_;
     Objects names_;
     Objects own_;  // for each name either null or the parts of what the import bound to it

@@ -34,7 +34,7 @@ public:
         }
     }
 
-    Ref changes() const {
+    [[nodiscard]] Ref changes() const {
         Ref changes = Ref::steal(PyList_New(0));
         const Ref zero = Ref::steal(PyLong_FromLong(0));
         const Ref uncounted = Ref::steal(PyTuple_Pack(2, zero.get(), zero.get()));
@@ -57,7 +57,7 @@ public:
 private:
     // next(cursor, "")
     Ref next_path() const {
-        Ref token = next(cursor_.get());
+        const Ref token = next(cursor_.get());
         return token ? token : text("");
     }
 
@@ -118,7 +118,7 @@ template <class Unit>
 Ref read_file_changes(const Module& module, FileChangeFiller& fill_file_change,
                       ChangeScanner<Unit>& scanner) {
     const auto count = static_cast<Py_ssize_t>(scanner.count());
-    Ref changes = Ref::steal(PyTuple_New(count));
+    const Ref changes = Ref::steal(PyTuple_New(count));
     const Ref statuses = module["_STATUS_BY_LETTER"_name];
     Ref status;
     char status_letter = 0;  // whose status that is; most files have that of the one before

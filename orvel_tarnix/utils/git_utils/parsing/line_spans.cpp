@@ -86,7 +86,10 @@ std::int64_t lines_left(const Ref& count) {
     int overflow = 0;
     const long long lines = PyLong_AsLongLongAndOverflow(count.get(), &overflow);
     check(lines == -1 && PyErr_Occurred() != nullptr ? -1 : 0);
-    return overflow > 0 ? INT64_MAX : overflow < 0 ? INT64_MIN : lines;
+    if (overflow != 0) {
+        return overflow > 0 ? INT64_MAX : INT64_MIN;
+    }
+    return lines;
 }
 
 // The general way: one line after the other, each an object.

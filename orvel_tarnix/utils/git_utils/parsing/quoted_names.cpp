@@ -27,7 +27,7 @@ bool append_utf8(std::string& bytes, Py_UCS4 character) {
         append_tail(6);
         append_tail(0);
     }
-    return !Py_UNICODE_IS_SURROGATE(character);
+    return Py_UNICODE_IS_SURROGATE(character) == 0;
 }
 
 // The three octal digits at the front of `text`, or -1.
@@ -41,7 +41,7 @@ int octal_at(Units<Unit> text) {
         if (unit < '0' || unit > '7') {
             return -1;
         }
-        value = value * 8 + (unit - '0');
+        value = value * 8 + static_cast<int>(unit - '0');
     }
     return value;
 }
@@ -144,7 +144,7 @@ void append_encoded(const Module& module, Ref& raw, PyObject* text) {
 
 // What _patch_path() does to an object that is no plain str.
 Ref patch_path(const Module& module, PyObject* text) {
-    const Ref name = module.call_method(text, "removesuffix"_name, git_utils::text("\t").get());
+    Ref name = module.call_method(text, "removesuffix"_name, git_utils::text("\t").get());
     if (compare(name.get(), git_utils::text("/dev/null").get(), Py_EQ)) {
         return Ref::borrow(Py_None);
     }

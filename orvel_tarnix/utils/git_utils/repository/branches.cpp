@@ -52,7 +52,7 @@ Ref short_form(const Module& module, PyObject* name) {
 
 bool is_kept(Py_UCS4 character) {
     return character == '-' || character == '_' || character == '.' ||
-           Py_UNICODE_ISALNUM(character);
+           Py_UNICODE_ISALNUM(character) != 0;
 }
 
 // The directory name of a branch; each slash or backslash gives two of the characters.
@@ -108,16 +108,16 @@ Ref normalize_branch_name(const Module& module, PyObject* name) {
     if (!is_true(name)) {
         return Ref::borrow(Py_None);
     }
-    Ref rest = PyUnicode_CheckExact(name)
-                   ? with_text(name, [](auto units) { return to_str(short_form(units)); })
-                   : short_form(module, name);
+    const Ref rest = PyUnicode_CheckExact(name)
+                         ? with_text(name, [](auto units) { return to_str(short_form(units)); })
+                         : short_form(module, name);
     return is_true(rest) ? rest : Ref::borrow(Py_None);
 }
 
 Ref sanitize_branch_name(const Module& module, PyObject* branch) {
-    Ref name = PyUnicode_CheckExact(branch)
-                   ? with_text(branch, [](auto units) { return directory_name(units); })
-                   : directory_name(module, branch);
+    const Ref name = PyUnicode_CheckExact(branch)
+                         ? with_text(branch, [](auto units) { return directory_name(units); })
+                         : directory_name(module, branch);
     return is_true(name) ? name : text("default");
 }
 

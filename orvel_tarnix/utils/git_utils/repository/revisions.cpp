@@ -17,7 +17,7 @@ Answer ask_git(const Module& module, PyObject* repo_root, PyObject* args) {
 // What git printed without the white space around it, or None when it failed or printed none.
 Ref printed_or_none(const Module& module, PyObject* repo_root, PyObject* args) {
     const Answer answer = ask_git(module, repo_root, args);
-    Ref printed = module.call_method(answer.output.get(), "strip"_name);
+    const Ref printed = module.call_method(answer.output.get(), "strip"_name);
     return answer.succeeded && is_true(printed) ? printed : Ref::borrow(Py_None);
 }
 
@@ -64,7 +64,7 @@ Ref branch_exists(const Module& module, PyObject* repo_root, PyObject* branch) {
     }
     const Ref tracked =
         Ref::steal(PyUnicode_FromFormat("%U%U", remote.get(), format(branch).get()));
-    return Ref::steal(PyBool_FromLong(verifies(module, repo_root, tracked.get())));
+    return Ref::borrow(verifies(module, repo_root, tracked.get()) ? Py_True : Py_False);
 }
 
 Ref resolve_commit(const Module& module, PyObject* repo_root, PyObject* name) {
@@ -93,7 +93,7 @@ Ref commit_before(const Module& module, PyObject* repo_root, PyObject* ref, PyOb
     const Ref before = Ref::steal(PyUnicode_FromFormat("--before=%U", written.get()));
     const Ref args = list_of({text("rev-list").get(), text("-1").get(), before.get(), ref});
     const Ref output = call(module["_git_output"_name].get(), repo_root, args.get());
-    Ref commit = module.call_method(output.get(), "strip"_name);
+    const Ref commit = module.call_method(output.get(), "strip"_name);
     return is_true(commit) ? commit : Ref::borrow(Py_None);
 }
 

@@ -26,7 +26,7 @@ Ref find_git_root(const Module& module, PyObject* start) {
 }
 
 Ref find_repo_root(const Module& module) {
-    Ref root = call(module["find_git_root"_name].get());
+    const Ref root = call(module["find_git_root"_name].get());
     return is_true(root) ? root : working_directory(module);
 }
 

@@ -23,8 +23,9 @@ void unpack_keywords(PyObject* callable, PyObject* keywords, PyObject* extra) {
         merge_new_keys(keywords, extra);
     } catch (const PythonError&) {
         const Ref raised = Ref::maybe(PyErr_GetRaisedException());
-        const bool no_mapping = PyErr_GivenExceptionMatches(raised.get(), PyExc_AttributeError);
-        if (no_mapping || PyErr_GivenExceptionMatches(raised.get(), PyExc_KeyError)) {
+        const bool no_mapping =
+            PyErr_GivenExceptionMatches(raised.get(), PyExc_AttributeError) != 0;
+        if (no_mapping || PyErr_GivenExceptionMatches(raised.get(), PyExc_KeyError) != 0) {
             const Ref function = Ref::steal(_PyObject_FunctionStr(callable));
             if (no_mapping) {
                 raise(PyExc_TypeError, "%U argument after ** must be a mapping, not %.200s",

@@ -24,7 +24,7 @@ const Unit* find(const Unit* begin, const Unit* end, char wanted) {
     }
     // Blocks without an early exit are what the compiler turns into vector code.
     constexpr std::ptrdiff_t block = 32 / sizeof(Unit);
-    const auto target = static_cast<Unit>(wanted);
+    const auto target = static_cast<Unit>(static_cast<unsigned char>(wanted));
     for (; end - begin >= block; begin += block) {
         Unit hits = 0;
         for (std::ptrdiff_t i = 0; i < block; ++i) {
