@@ -134,11 +134,9 @@ struct NameLiteral {
 
 // "split"_name; a spelling that is not in the list does not compile.
 template <NameLiteral literal>
-consteval Name operator""_name() {
-    const auto found = std::ranges::find(name_spellings, std::string_view(literal.text));
-    if (found == name_spellings.end()) {
-        throw "no such name";
-    }
+constexpr Name operator""_name() {
+    constexpr auto found = std::ranges::find(name_spellings, std::string_view(literal.text));
+    static_assert(found != name_spellings.end(), "no such name");
     return Name{static_cast<std::size_t>(found - name_spellings.begin())};
 }
 
