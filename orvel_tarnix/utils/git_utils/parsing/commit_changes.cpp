@@ -45,8 +45,7 @@ Ref read_log(const Module& module, Units<Unit> output) {
         }
         tokens.continue_behind(scanner.behind());
         const Ref timestamp = Ref::steal(PyLong_FromLongLong(stamp));
-        const Ref commit =
-            fill(module, commit_changes.get(), commit_changes_fields, timestamp.get(), files.get());
+        const Ref commit = fill_commit(timestamp.get(), files.get());
         check(PyList_Append(commits.get(), commit.get()));
     }
     return commits;

@@ -68,8 +68,8 @@ public:
             if (places.capacity >= size) {
                 PyObject** value = places.values();
                 ((*value++ = Py_NewRef(values)), ...);
-                for (std::uint8_t i = 0; i < size; ++i) {
-                    places.order()[i] = i;
+                for (std::size_t i = 0; i < size; ++i) {
+                    places.order()[i] = static_cast<std::uint8_t>(i);
                 }
                 places.size = size;
                 return record;
