@@ -3,14 +3,17 @@
 import json
 import subprocess
 import sys
+from collections.abc import Callable
 from pathlib import Path
 
 import pytest
 
+from orvel_tarnix.utils import git_utils
+
 PROGRAMS = Path(__file__).parent / "typing"
 
 
-def mypy_errors(program, folder):
+def mypy_errors(program: Path, folder: Path) -> set[int]:
     command = [sys.executable, "-m", "mypy", "--strict", "--output=json", "--no-error-summary"]
     command += [f"--cache-dir={folder}", program]
     run = subprocess.run(command, cwd=folder, capture_output=True, text=True, check=False)
@@ -19,7 +22,7 @@ def mypy_errors(program, folder):
     return {each["line"] for each in reports if each["severity"] == "error"}
 
 
-def pyright_errors(program, folder):
+def pyright_errors(program: Path, folder: Path) -> set[int]:
     command = [sys.executable, "-m", "basedpyright", "--outputjson", "--level=error"]
     command += [f"--pythonpath={sys.executable}", program]
     run = subprocess.run(command, cwd=folder, capture_output=True, text=True, check=False)
@@ -28,16 +31,16 @@ def pyright_errors(program, folder):
 
 
 @pytest.mark.parametrize("errors", [mypy_errors, pyright_errors])
-def test_a_checker_accepts_every_public_function_and_rejects_misuse(errors, tmp_path):
+def test_a_checker_accepts_every_public_function_and_rejects_misuse(
+    errors: Callable[[Path, Path], set[int]], tmp_path: Path
+) -> None:
     marked = (PROGRAMS / "rejected.py").read_text(encoding="utf-8").splitlines()
     wrong = {number for number, line in enumerate(marked, 1) if line.endswith("# wrong")}
     assert errors(str(PROGRAMS / "accepted.py"), tmp_path) == set()
     assert errors(str(PROGRAMS / "rejected.py"), tmp_path) == wrong
 
 
-def test_the_accepted_program_uses_every_public_function():
-    from orvel_tarnix.utils import git_utils
-
+def test_the_accepted_program_uses_every_public_function() -> None:
     program = (PROGRAMS / "accepted.py").read_text(encoding="utf-8")
     public = [
         name
