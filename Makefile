@@ -60,6 +60,8 @@ build/demo/module: $(sources)
 test: tools .venv/module .venv/group-test .venv/group-examples ## run the tests against the installed module
 	@$(venv_python) -m pytest --numprocesses=auto $(TESTS)
 
+include checks/checks.mk
+
 .PHONY: clean
 clean: ## remove all that was made
 	@rm -rf build dist .venv .cache

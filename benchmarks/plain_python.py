@@ -138,9 +138,7 @@ def wiki_directory(repo_root: Path, branch: str) -> Path:
     return wiki_root(repo_root) / sanitize_branch_name(branch)
 
 
-def run_git_command(
-    repo_root: Path, args: list[str], timeout: int = 30
-) -> tuple[str, str, int]:
+def run_git_command(repo_root: Path, args: list[str], timeout: int = 30) -> tuple[str, str, int]:
     try:
         result = subprocess.run(
             ["git"] + args,  # noqa: RUF005 - a tuple of arguments is refused, not taken

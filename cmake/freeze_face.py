@@ -48,9 +48,7 @@ def function_code(definition: ast.FunctionDef) -> CodeType:
     function = only_code(factory)
     assert function.co_consts[0] == "docstring"
     published = ast.get_docstring(definition, clean=False)
-    function = function.replace(
-        co_qualname=name, co_consts=(published, *function.co_consts[1:])
-    )
+    function = function.replace(co_qualname=name, co_consts=(published, *function.co_consts[1:]))
     constants = (function if isinstance(each, CodeType) else each for each in factory.co_consts)
     return factory.replace(co_qualname=name, co_consts=tuple(constants))
 

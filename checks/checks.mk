@@ -1,0 +1,85 @@
+# What `make check` and `make fuzz` consist of; each part can be run by itself.
+
+# How long `make fuzz` searches.
+SECONDS ?= 60
+
+cpp_sources = $(shell find orvel_tarnix -name '*.[ch]pp')
+site_packages := lib/python3.13/site-packages
+
+# The sanitizer sees only what malloc gives out. At its end the interpreter keeps what it never
+# meant to free, so leaks are for the tests, which count what calls leave behind. A test may swallow
+# what a process that it has started says, so reports go to files.
+sanitizer_options := PYTHONMALLOC=malloc \
+    ASAN_OPTIONS=detect_leaks=0:log_path=$(CURDIR)/build/report \
+    UBSAN_OPTIONS=print_stacktrace=1:log_path=$(CURDIR)/build/report
+# The interpreter is linked to none of these, and they have to be there first.
+runtimes = $(foreach each,libasan.so libubsan.so libstdc++.so,$(shell g++ -print-file-name=$(each)))
+sanitized = rm -f build/report.*; LD_PRELOAD="$(runtimes)" $(sanitizer_options)
+# Fails with the reports, if there are any.
+no_reports = { ! cat build/report.* 2>/dev/null; }
+
+.PHONY: check
+check: tools .venv/module .venv/group-test .venv/group-check ## run every check (15 minutes)
+	@$(MAKE) lint
+	@$(MAKE) stub
+	@$(MAKE) corpus
+	@$(MAKE) coverage
+	@$(MAKE) sanitize
+
+# The module as a preset of CMakePresets.json builds it, and a Python that finds it ahead of the
+# installed one, whatever search path a process is started with.
+build/%/module: $(sources) CMakePresets.json .venv/group-build
+	@mkdir -p build/$*
+	@{ .venv/bin/cmake --preset $* -DPython_EXECUTABLE="$(CURDIR)/$(venv_python)" && \
+	   .venv/bin/cmake --build --preset $* --parallel "$$(nproc)"; } > build/$*/log 2>&1 || \
+	 { cat build/$*/log; exit 1; }
+	@$(venv_python) -m venv --without-pip --clear build/$*/venv
+	@printf '%s\n' "$(CURDIR)/build/$*" "$(CURDIR)/.venv/$(site_packages)" \
+	    > build/$*/venv/$(site_packages)/module.pth
+	@build/$*/venv/bin/python -c \
+	    'import importlib.util as u; print(u.find_spec("orvel_tarnix.utils.git_utils").origin)' | \
+	 grep -q '^$(CURDIR)/build/$*/' || { echo "build/$*/venv finds another module" >&2; exit 1; }
+	@touch $@
+
+.PHONY: lint
+lint: build/asan/module .venv/group-test .venv/group-check
+	@.venv/bin/clang-format --dry-run -Werror $(cpp_sources)
+	@.venv/bin/ruff check --quiet
+	@.venv/bin/ruff format --quiet --check
+	@$(venv_python) checks/lint_boundary.py
+	@$(venv_python) -m pytest --quiet checks
+	@printf '%s\n' $(filter %.cpp,$(cpp_sources)) | \
+	    xargs -P "$$(nproc)" -n 1 .venv/bin/clang-tidy -p build/asan --quiet 2>build/tidy.log || \
+	 { grep error: build/tidy.log; exit 1; }
+
+.PHONY: stub
+stub: .venv/module .venv/group-check
+	@$(venv_python) -m mypy.stubtest orvel_tarnix.utils.git_utils
+
+.PHONY: corpus
+corpus: build/asan/module
+	@$(sanitized) PYTHONPATH=benchmarks:. build/asan/venv/bin/python fuzz/replay.py
+	@$(no_reports)
+
+.PHONY: coverage
+coverage: build/coverage/module .venv/group-test .venv/group-check
+	@find build/coverage -name '*.gcda' -delete
+	@build/coverage/venv/bin/python -m pytest --quiet --numprocesses=auto
+	@.venv/bin/gcovr --filter orvel_tarnix/ build/coverage/CMakeFiles/git_utils.dir
+
+.PHONY: sanitize
+sanitize: build/asan/module .venv/group-test
+	@$(sanitized) build/asan/venv/bin/python -m pytest --numprocesses=auto
+	@$(no_reports)
+
+.PHONY: fuzz
+fuzz: tools clang build/fuzz/module .venv/group-fuzz ## search for inputs that break a parser, for SECONDS=60
+	@mkdir -p build/fuzz/corpus
+	@libraries=$$($(venv_python) -c 'import atheris; print(atheris.path())') && \
+	 LD_PRELOAD="$$libraries/asan_with_fuzzer.so" PYTHONMALLOC=malloc ASAN_OPTIONS=detect_leaks=0 \
+	 PYTHONPATH=benchmarks:. build/fuzz/venv/bin/python fuzz/fuzz_parsers.py -max_len=1024 \
+	    -max_total_time=$(SECONDS) -artifact_prefix=build/fuzz/ build/fuzz/corpus fuzz/corpus
+
+.PHONY: clang
+clang:
+	@command -v clang++ >/dev/null || { echo "clang++ is needed: install clang and libclang-rt" >&2; exit 1; }
