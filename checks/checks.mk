@@ -65,7 +65,7 @@ corpus: build/asan/module
 coverage: build/coverage/module .venv/group-test .venv/group-check
 	@find build/coverage -name '*.gcda' -delete
 	@build/coverage/venv/bin/python -m pytest --quiet --numprocesses=auto
-	@.venv/bin/gcovr --filter orvel_tarnix/ build/coverage/CMakeFiles/git_utils.dir
+	@.venv/bin/gcovr --merge-lines --filter orvel_tarnix/ build/coverage/CMakeFiles/git_utils.dir
 
 .PHONY: sanitize
 sanitize: build/asan/module .venv/group-test
