@@ -50,14 +50,15 @@ int octal_at(Units<Unit> text) {
 bool append_letter(const Module& module, std::string& bytes, Py_UCS4 letter) {
     const Ref code = Ref::steal(PyUnicode_FromOrdinal(static_cast<int>(letter)));
     const Ref escapes = module["_C_ESCAPES"_name];
-    PyObject* meaning = PyDict_GetItemWithError(escapes.get(), code.get());
-    if (meaning == nullptr) {
+    PyObject* found = nullptr;
+    if (check(PyDict_GetItemRef(escapes.get(), code.get(), &found)) == 0) {
         return append_utf8(bytes, letter);
     }
-    if (!PyUnicode_CheckExact(meaning)) {
+    const Ref meaning = Ref::steal(found);
+    if (!PyUnicode_CheckExact(meaning.get())) {
         return false;
     }
-    return with_text(meaning, [&](auto units) {
+    return with_text(meaning.get(), [&](auto units) {
         return std::ranges::all_of(units, [&](auto unit) { return append_utf8(bytes, unit); });
     });
 }
