@@ -60,13 +60,21 @@ PyMethodDef natives[] = {
 const std::size_t function_count = std::size(natives);
 
 Face::Face()
-    : parts_(Ref::steal(PyMarshal_ReadObjectFromString(reinterpret_cast<const char*>(frozen_face),
-                                                       sizeof(frozen_face)))) {}
+    : parts_(Ref::maybe(PyMarshal_ReadObjectFromString(reinterpret_cast<const char*>(frozen_face),
+                                                       sizeof(frozen_face)))) {
+    if (!parts_) {
+        // For want of memory it fails without raising anything.
+        if (PyErr_Occurred() == nullptr) {
+            PyErr_NoMemory();
+        }
+        throw PythonError{};
+    }
+}
 
 PyObject* Face::module_doc() const { return PyTuple_GET_ITEM(parts_.get(), 0); }
 
-PyObject* Face::class_doc(const char* name) const {
-    return PyDict_GetItemString(PyTuple_GET_ITEM(parts_.get(), 1), name);
+Ref Face::class_doc(const char* name) const {
+    return Ref::steal(PyObject_GetItem(PyTuple_GET_ITEM(parts_.get(), 1), text(name).get()));
 }
 
 PyObject* Face::functions() const { return PyTuple_GET_ITEM(parts_.get(), 2); }

@@ -13,7 +13,7 @@ public:
 
     [[nodiscard]] PyObject* module_doc() const;
     // The docstring of a class.
-    [[nodiscard]] PyObject* class_doc(const char* name) const;
+    [[nodiscard]] Ref class_doc(const char* name) const;
     // The codes of the functions.
     [[nodiscard]] PyObject* functions() const;
 

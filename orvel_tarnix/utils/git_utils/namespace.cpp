@@ -38,7 +38,7 @@ Ref make_class(const Module& module, const Face& face, const char* name, PyObjec
     const Ref title = text(name);
     check(PyDict_SetItemString(members.get(), "__module__", module_name.get()));
     check(PyDict_SetItemString(members.get(), "__qualname__", title.get()));
-    check(PyDict_SetItemString(members.get(), "__doc__", face.class_doc(name)));
+    check(PyDict_SetItemString(members.get(), "__doc__", face.class_doc(name).get()));
     const Ref bases =
         base == nullptr ? Ref::steal(PyTuple_New(0)) : Ref::steal(PyTuple_Pack(1, base));
     return call(reinterpret_cast<PyObject*>(&PyType_Type), title.get(), bases.get(), members.get());
