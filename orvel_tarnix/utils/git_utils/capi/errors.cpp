@@ -40,14 +40,16 @@ void raise(const Ref& error) {
 }
 
 HandledException::HandledException() {
-    Ref raised = Ref::maybe(PyErr_GetRaisedException());
-    traceback_ = Ref::maybe(PyException_GetTraceback(raised.get()));
-    PyErr_SetRaisedException(raised.release());
-    // A handler finds the frame of the function that handles at the top of the traceback.
-    if (PyFrameObject* frame = PyEval_GetFrame()) {
-        PyTraceBack_Here(frame);
-    }
     exception_ = Ref::maybe(PyErr_GetRaisedException());
+    traceback_ = Ref::maybe(PyException_GetTraceback(exception_.get()));
+    // Without memory for the frame's object, asking for it drops whatever is raised by then.
+    PyFrameObject* frame = PyEval_GetFrame();
+    // A handler finds the frame of the function that handles at the top of the traceback.
+    if (frame != nullptr) {
+        PyErr_SetRaisedException(exception_.release());
+        PyTraceBack_Here(frame);
+        exception_ = Ref::maybe(PyErr_GetRaisedException());
+    }
     previous_ = Ref::borrow(handled_here());
     PyErr_SetHandledException(exception_.get());
 }
