@@ -21,9 +21,12 @@ PyObject* guarded(Body body) {
         return result;
     } catch (const PythonError&) {
         assert(PyErr_Occurred() != nullptr);
+        destroy_postponed();
     } catch (const std::bad_alloc&) {
+        destroy_postponed();
         PyErr_NoMemory();
     } catch (const std::exception& error) {
+        destroy_postponed();
         PyErr_SetString(PyExc_SystemError, error.what());
     }
     return nullptr;

@@ -40,6 +40,7 @@ void raise(const Ref& error) {
 }
 
 HandledException::HandledException() {
+    destroy_postponed();
     exception_ = Ref::maybe(PyErr_GetRaisedException());
     traceback_ = Ref::maybe(PyException_GetTraceback(exception_.get()));
     // Without memory for the frame's object, asking for it drops whatever is raised by then.

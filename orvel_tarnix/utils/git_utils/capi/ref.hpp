@@ -5,12 +5,19 @@
 
 #include <Python.h>
 
+#include <exception>
 #include <utility>
 
 namespace git_utils {
 
 // Thrown after an API call has failed: the exception itself stays the interpreter's raised one.
 struct PythonError {};
+
+// Destroys an object later: a finaliser that runs while a C++ exception passes could not itself be
+// unwound, which happens to a daemon thread that the finalising interpreter stops.
+void postpone(PyObject* object);
+// Destroys what has been postponed; for whoever catches PythonError to do first.
+void destroy_postponed();
 
 class Ref {
 public:
@@ -39,8 +46,13 @@ public:
     // destructor may not be noexcept. Immortal objects need neither the question nor the answer;
     // passing them over makes the parsers faster by a tenth.
     ~Ref() noexcept(false) {
-        if (object_ != nullptr && !_Py_IsImmortal(object_) &&
-            PyThreadState_GetUnchecked() != nullptr) {
+        if (object_ == nullptr || _Py_IsImmortal(object_) ||
+            PyThreadState_GetUnchecked() == nullptr) {
+            return;
+        }
+        if (Py_REFCNT(object_) == 1 && std::uncaught_exceptions() > 0) {
+            postpone(object_);
+        } else {
             Py_DECREF(object_);
         }
     }

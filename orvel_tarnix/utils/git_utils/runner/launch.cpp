@@ -22,6 +22,7 @@ void unpack_keywords(PyObject* callable, PyObject* keywords, PyObject* extra) {
     try {
         merge_new_keys(keywords, extra);
     } catch (const PythonError&) {
+        destroy_postponed();
         const Ref raised = Ref::maybe(PyErr_GetRaisedException());
         const bool no_mapping =
             PyErr_GivenExceptionMatches(raised.get(), PyExc_AttributeError) != 0;
