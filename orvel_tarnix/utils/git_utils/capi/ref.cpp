@@ -15,7 +15,7 @@ void postpone(PyObject* object) {
     try {
         postponed.push_back(object);
     } catch (const std::bad_alloc&) {
-        // Better lost than destroyed now.
+        return;  // better lost than destroyed now
     }
 }
 
