@@ -62,6 +62,10 @@ test: tools .venv/module .venv/group-test .venv/group-examples ## run the tests 
 
 include checks/checks.mk
 
+.PHONY: bench
+bench: tools .venv/module .venv/group-bench ## print the table of ratios; BENCH="--repo PATH"
+	@PYTHONPATH=. $(venv_python) benchmarks/run.py $(BENCH)
+
 .PHONY: clean
 clean: ## remove all that was made
 	@rm -rf build dist .venv .cache

@@ -1,0 +1,130 @@
+"""The files of every commit and the files of a diff, beside libraries that tell the same."""
+
+from collections.abc import Callable, Iterator
+from functools import partial
+from pathlib import Path
+
+import git
+import pydriller
+import pygit2
+from repository import COMMITS, MOVES_EVERY
+from request_rows import EVER
+from table import Row
+from timing import Stopwatch
+
+from orvel_tarnix.utils import git_utils
+
+BASE = "HEAD~300"
+
+# The lines added to and deleted from each file, by path.
+Files = dict[str, tuple[int, int]]
+
+
+def library_rows(watch: Stopwatch, repository: Path) -> Iterator[Row]:
+    """The rows of both questions."""
+    every_commit = {
+        "ours": _log_of_ours,
+        "GitPython": _log_of_gitpython,
+        "PyDriller": _log_of_pydriller,
+        "pygit2": _log_of_pygit2,
+    }
+    _agree(every_commit, repository, _unmoved)
+    work = f"files of every commit, whole request, {COMMITS:,} commits"
+    for name, ratio in _race(watch, work, every_commit, repository):
+        yield Row(work, name, ratio, None if name == "pygit2" else 10)
+
+    diff = {
+        "ours": _diff_of_ours,
+        "GitPython": _diff_of_gitpython,
+        "PyDriller": _diff_of_pydriller,
+        "pygit2": _diff_of_pygit2,
+    }
+    _agree(diff, repository, sorted)
+    work = "files of a diff, whole request, 300 commits apart"
+    for name, ratio in _race(watch, work, diff, repository):
+        yield Row(work, f"{name} (no line counts)" if name == "GitPython" else name, ratio)
+
+
+def _agree(ways: dict[str, Callable], repository: Path, facts: Callable) -> None:
+    answers = {name: facts(way(repository)) for name, way in ways.items()}
+    for name, answer in answers.items():
+        if answer != answers["ours"]:
+            raise AssertionError(f"{name} gives another answer")
+
+
+def _unmoved(commits: list[Files]) -> list[Files]:
+    # GitPython reads a file that was moved as one that was deleted and one that was added.
+    oldest_first = enumerate(reversed(commits), start=1)
+    return [files for number, files in oldest_first if number % MOVES_EVERY]
+
+
+def _race(
+    watch: Stopwatch, work: str, ways: dict[str, Callable], repository: Path
+) -> Iterator[tuple[str, float]]:
+    sides = {name: partial(way, repository) for name, way in ways.items()}
+    race = watch.race(f"{work} / libraries", least_rounds=3, **sides)
+    return ((name, race.ratio(name, "ours")) for name in ways if name != "ours")
+
+
+def _log_of_ours(repository: Path) -> list[Files]:
+    commits = git_utils.log_commit_changes(repository, since=EVER, ref=None, max_commits=COMMITS)
+    return [
+        {file.path: (file.additions, file.deletions) for file in commit.files} for commit in commits
+    ]
+
+
+def _log_of_gitpython(repository: Path) -> list[Files]:
+    with git.Repo(repository) as opened:
+        return [
+            {
+                path: (counts["insertions"], counts["deletions"])
+                for path, counts in commit.stats.files.items()
+            }
+            for commit in opened.iter_commits()
+        ]
+
+
+def _log_of_pydriller(repository: Path) -> list[Files]:
+    commits = pydriller.Repository(str(repository), order="reverse").traverse_commits()
+    return [_files_of_pydriller(commit.modified_files) for commit in commits]
+
+
+def _log_of_pygit2(repository: Path) -> list[Files]:
+    opened = pygit2.Repository(str(repository))
+    return [
+        _files_of_pygit2(
+            opened.diff(commit.parents[0], commit)
+            if commit.parents
+            else commit.tree.diff_to_tree(swap=True)
+        )
+        for commit in opened.walk(opened.head.target)
+    ]
+
+
+def _diff_of_ours(repository: Path) -> Files:
+    files = git_utils.diff_file_changes(repository, BASE, "HEAD")
+    return {file.path: (file.additions, file.deletions) for file in files}
+
+
+def _diff_of_gitpython(repository: Path) -> dict[str, str]:
+    with git.Repo(repository) as opened:
+        return {each.b_path: each.change_type for each in opened.commit(BASE).diff("HEAD")}
+
+
+def _diff_of_pydriller(repository: Path) -> Files:
+    return _files_of_pydriller(pydriller.Git(str(repository)).diff(BASE, "HEAD"))
+
+
+def _diff_of_pygit2(repository: Path) -> Files:
+    return _files_of_pygit2(pygit2.Repository(str(repository)).diff(BASE, "HEAD"))
+
+
+def _files_of_pydriller(files: list[pydriller.ModifiedFile]) -> Files:
+    return {
+        file.new_path or file.old_path: (file.added_lines, file.deleted_lines) for file in files
+    }
+
+
+def _files_of_pygit2(diff: pygit2.Diff) -> Files:
+    diff.find_similar()
+    return {patch.delta.new_file.path: patch.line_stats[1:] for patch in diff}

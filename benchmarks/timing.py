@@ -1,0 +1,83 @@
+"""Timing calls beside each other, for ratios that hold on a busy machine."""
+
+import gc
+from collections.abc import Callable, Mapping
+from dataclasses import dataclass
+from itertools import repeat
+from pathlib import Path
+from random import Random
+from statistics import median
+
+import pyperf
+
+Call = Callable[[], object]
+
+# A sample is of so many calls that it takes at least this long.
+SHORTEST_SAMPLE = 0.005
+
+
+@dataclass(frozen=True)
+class Race:
+    """The seconds that each side took, round by round."""
+
+    times: Mapping[str, list[float]]
+
+    def ratio(self, above: str, below: str, *, without: str | None = None) -> float:
+        """The median of `above / below`, from `above` taken what `without` took."""
+        spared = self.times[without] if without else repeat(0.0)
+        rounds = zip(self.times[above], spared, self.times[below], strict=False)
+        return median((time - spare) / other for time, spare, other in rounds)
+
+
+class Stopwatch:
+    """Runs races and keeps all their times."""
+
+    def __init__(self) -> None:
+        self._benchmarks: list[pyperf.Benchmark] = []
+
+    def race(self, name: str, seconds: float = 2.0, least_rounds: int = 5, **sides: Call) -> Race:
+        """Lets the sides take turns for about so long, in every round in another order."""
+        # What the benchmarks themselves hold is not for the collector to walk meanwhile.
+        gc.collect()
+        gc.freeze()
+        loops = {side: _calibrate(call) for side, call in sides.items()}
+        times: dict[str, list[float]] = {side: [] for side in sides}
+        order = Random(10)
+        end = pyperf.perf_counter() + seconds
+        rounds = 0
+        while rounds < least_rounds or pyperf.perf_counter() < end:
+            rounds += 1
+            for side in order.sample(sorted(sides), len(sides)):
+                times[side].append(_time(sides[side], loops[side]))
+        gc.unfreeze()
+        return self.keep(name, times)
+
+    def keep(self, name: str, times: Mapping[str, list[float]]) -> Race:
+        """Takes up a race whose sides took their own times."""
+        for side, values in times.items():
+            metadata = {"name": f"{name}: {side}"}
+            run = pyperf.Run(values, metadata=metadata, collect_metadata=False)
+            self._benchmarks.append(pyperf.Benchmark([run]))
+        return Race(times)
+
+    def dump(self, file: Path) -> None:
+        """Writes all times, for `python -m pyperf stats` and its like."""
+        pyperf.BenchmarkSuite(self._benchmarks).dump(str(file), replace=True)
+
+
+def _calibrate(call: Call) -> int:
+    loops = 1
+    while (seconds := _time(call, loops) * loops) < SHORTEST_SAMPLE:
+        loops = max(loops + 1, min(loops * 10, int(loops * SHORTEST_SAMPLE / seconds)))
+    return loops
+
+
+def _time(call: Call, loops: int) -> float:
+    kept = None
+    begin = pyperf.perf_counter()
+    for _ in repeat(None, loops):
+        kept = call()
+    seconds = pyperf.perf_counter() - begin
+    # Only here: to free the last result is no part of the call.
+    del kept
+    return seconds / loops
