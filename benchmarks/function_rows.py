@@ -29,9 +29,6 @@ WORK = [
     ("_line_count", ("120",), "", 1),
     ("_patch_path", ("source/module.py",), "", 1),
     ("_file_changes", (file_changes(100).split("\0"),), "of 100 files", 1),
-    ("parse_file_changes", ("",), "of nothing", 1),
-    ("parse_commit_changes", ("",), "of nothing", 1),
-    ("parse_line_spans", ("",), "of nothing", 1),
 ]
 
 

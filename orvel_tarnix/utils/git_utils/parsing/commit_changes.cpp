@@ -28,8 +28,7 @@ Ref read_log(const Module& module, Units<Unit> output) {
     Ref commits = Ref::steal(PyList_New(0));
     const Ref commit_changes = module["CommitChanges"_name];
     RecordFiller fill_commit(module, commit_changes.get(), commit_changes_fields);
-    const Ref file_change = module["FileChange"_name];
-    FileChangeFiller fill_file_change(module, file_change.get(), file_change_fields);
+    FileChangeReader file_changes(module);
     TokenStream<Unit> tokens(output);
     Units<Unit> token;
     while (tokens.next(token)) {
@@ -39,7 +38,7 @@ Ref read_log(const Module& module, Units<Unit> output) {
             continue;
         }
         ChangeScanner<Unit> scanner(tokens.of_this_commit());
-        const Ref files = read_file_changes(module, fill_file_change, scanner);
+        const Ref files = file_changes.read(scanner);
         if (verdict == Verdict::undecided || !files) {
             return {};
         }

@@ -6,14 +6,6 @@
 namespace git_utils::parsing {
 namespace {
 
-// _STATUS_BY_LETTER.get(letter, "modified")
-Ref status_of(const Module& module, PyObject* statuses, char letter) {
-    const Ref key = letter == 0 ? text("") : Ref::steal(PyUnicode_FromOrdinal(letter));
-    PyObject* status = nullptr;
-    check(PyDict_GetItemRef(statuses, key.get(), &status));
-    return status == nullptr ? Ref::borrow(module.name("modified"_name)) : Ref::steal(status);
-}
-
 // The general way: the two maps, and one cursor over the tokens.
 class StreamReading {
 public:
@@ -114,46 +106,52 @@ bool file_changes_are_own(const Module& module) {
            statuses && PyDict_CheckExact(statuses.get());
 }
 
+FileChangeReader::FileChangeReader(const Module& module)
+    : module_(module),
+      fill_(module, module["FileChange"_name].get(), file_change_fields),
+      statuses_(module["_STATUS_BY_LETTER"_name]) {}
+
+PyObject* FileChangeReader::status_of(char letter) {
+    if (!status_ || letter != letter_) {
+        const Ref key = letter == 0 ? text("") : Ref::steal(PyUnicode_FromOrdinal(letter));
+        PyObject* found = nullptr;
+        check(PyDict_GetItemRef(statuses_.get(), key.get(), &found));
+        status_ = found == nullptr ? Ref::borrow(module_.name("modified"_name)) : Ref::steal(found);
+        letter_ = letter;
+    }
+    return status_.get();
+}
+
 template <class Unit>
-Ref read_file_changes(const Module& module, FileChangeFiller& fill_file_change,
-                      ChangeScanner<Unit>& scanner) {
+Ref FileChangeReader::read(ChangeScanner<Unit>& scanner) {
     const auto count = static_cast<Py_ssize_t>(scanner.count());
-    const Ref changes = Ref::steal(PyTuple_New(count));
-    const Ref statuses = module["_STATUS_BY_LETTER"_name];
-    Ref status;
-    char status_letter = 0;  // whose status that is; most files have that of the one before
+    Ref changes = Ref::steal(PyTuple_New(count));
     ScannedFile<Unit> file;
     for (Py_ssize_t index = 0; index < count; ++index) {
         if (scanner.next(file) != Verdict::yes) {
             return {};
         }
         const Ref path = to_str(file.path);
-        if (!status || file.letter != status_letter) {
-            status_letter = file.letter;
-            status = status_of(module, statuses.get(), status_letter);
-        }
         const Ref additions = Ref::steal(PyLong_FromLongLong(file.additions));
         const Ref deletions = Ref::steal(PyLong_FromLongLong(file.deletions));
         const Ref old_path =
             names_two_paths(file.letter) ? to_str(file.old_path) : Ref::borrow(Py_None);
-        Ref change = fill_file_change(path.get(), status.get(), additions.get(), deletions.get(),
-                                      old_path.get());
+        Ref change = fill_(path.get(), status_of(file.letter), additions.get(), deletions.get(),
+                           old_path.get());
         PyTuple_SET_ITEM(changes.get(), index, change.release());
     }
     return scanner.next(file) == Verdict::no ? changes : Ref();
 }
 
-template Ref read_file_changes(const Module&, FileChangeFiller&, ChangeScanner<Py_UCS1>&);
-template Ref read_file_changes(const Module&, FileChangeFiller&, ChangeScanner<Py_UCS2>&);
-template Ref read_file_changes(const Module&, FileChangeFiller&, ChangeScanner<Py_UCS4>&);
+template Ref FileChangeReader::read(ChangeScanner<Py_UCS1>&);
+template Ref FileChangeReader::read(ChangeScanner<Py_UCS2>&);
+template Ref FileChangeReader::read(ChangeScanner<Py_UCS4>&);
 
 Ref parse_file_changes(const Module& module, PyObject* output) {
     if (PyUnicode_CheckExact(output) && file_changes_are_own(module)) {
         const Ref changes = with_text(output, [&](auto units) {
             ChangeScanner scanner{TokenStream(units)};
-            const Ref file_change = module["FileChange"_name];
-            FileChangeFiller fill_file_change(module, file_change.get(), file_change_fields);
-            return read_file_changes(module, fill_file_change, scanner);
+            return FileChangeReader(module).read(scanner);
         });
         if (changes) {
             return Ref::steal(PySequence_List(changes.get()));

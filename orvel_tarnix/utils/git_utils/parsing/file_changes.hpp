@@ -10,11 +10,24 @@ namespace git_utils::parsing {
 // Whether nothing that reading file changes uses has been rebound or replaced.
 bool file_changes_are_own(const Module& module);
 
-using FileChangeFiller = RecordFiller<file_change_fields.size()>;
+// Makes the records of one stream after another.
+class FileChangeReader {
+public:
+    explicit FileChangeReader(const Module& module);
 
-// (FileChange(...), ...) of the files that the scanner finds; nothing when it declines.
-template <class Unit>
-Ref read_file_changes(const Module& module, FileChangeFiller& fill_file_change,
-                      ChangeScanner<Unit>& scanner);
+    // (FileChange(...), ...) of the files that the scanner finds; nothing when it declines.
+    template <class Unit>
+    Ref read(ChangeScanner<Unit>& scanner);
+
+private:
+    // _STATUS_BY_LETTER.get(letter, "modified")
+    PyObject* status_of(char letter);
+
+    const Module& module_;
+    RecordFiller<file_change_fields.size()> fill_;
+    Ref statuses_;
+    char letter_ = 0;  // that of the file before, which most files share,
+    Ref status_;       // and what it means
+};
 
 }  // namespace git_utils::parsing
