@@ -18,7 +18,9 @@ NO_CODE = re.compile(
     r"|\"(?:\\.|[^\"\\\n])*\"|'(?:\\.|[^'\\\n])+'",
     re.DOTALL,
 )
-OBJECT = r"(?:Ref|PyObject\s*\*|PyTypeObject\s*\*|std::\w+<[^;()]*\bRef\b[^;()]*>)"
+OBJECT = r"(?:Ref|Py(?:Type)?Object\s*\*|std::\w+<[^;()]*\b(?:Ref|Py(?:Type)?Object\s*\*)[^;()]*>)"
+# A thread's own, and empty whenever Python code can run.
+NAMED = r"\s*(?!postponed\b)\w+\s*[;={\[]"
 
 # What must not be written anywhere, and why.
 FORBIDDEN = {
@@ -29,9 +31,9 @@ FORBIDDEN = {
     r"~\w+\(\)(?!\s*noexcept\(false\))(?=\s*[{;=])": "a destructor that no unwinding may leave",
     r"\bstd::(?:vector|deque|list|map|unordered_map|set|optional|variant|any|function|unique_ptr"
     r"|shared_ptr)<[^;]*?\bRef\b": "a Ref in a library class whose destructor is noexcept",
-    rf"\b(?:static|thread_local)\s+(?:const )?{OBJECT}\s*\w+\s*[;={{\[]": "a static object: the "
-    "interpreters of a process would share it",
-    rf"^(?:inline |const |extern )*{OBJECT}\s*\w+\s*[;={{\[]": "an object at namespace scope",
+    rf"\b(?:static|thread_local)\s+(?:const )?{OBJECT}{NAMED}": "a static object: the interpreters "
+    "of a process would share it",
+    rf"^(?:inline |const |extern )*{OBJECT}{NAMED}": "an object at namespace scope",
     r"\b(?:Py_BEGIN_ALLOW_THREADS|PyGILState_\w+|PyEval_SaveThread)\b": "letting go of the GIL",
     r"\bPy_(?:X?INCREF|XDECREF)\b": "counting references by hand",
 }

@@ -15,6 +15,7 @@ BREACHES = [
     ("x.cpp", "PyObject* kept;", "namespace scope"),
     ("x.cpp", "const Ref kept{};", "namespace scope"),
     ("x.cpp", "std::array<Ref, 3> kept;", "namespace scope"),
+    ("x.cpp", "thread_local std::vector<PyObject*> kept;", "share it"),
     ("x.cpp", "void f() { Py_BEGIN_ALLOW_THREADS }", "GIL"),
     ("x.cpp", "void f(PyObject* o) { Py_INCREF(o); }", "by hand"),
     ("x.cpp", "void f() noexcept { g(); }", "noexcept:"),
