@@ -1,0 +1,143 @@
+"""Lets the n-th allocation of a call fail, for every n, and prints what comes of it but should not.
+
+The interpreter's allocators are the ones that fail; C++ has its own, which `grow` exhausts.
+"""
+
+import builtins
+import dataclasses
+import gc
+import inspect
+import importlib.util
+import logging
+import re
+import resource
+import sys
+from collections.abc import Callable, Iterator, Sequence
+from importlib.machinery import ExtensionFileLoader
+from functools import partial
+from itertools import count
+from pathlib import Path
+from typing import Any
+from unittest.mock import patch
+
+try:
+    import _testcapi
+except ImportError:
+    sys.exit("allocations cannot be made to fail: this interpreter has no _testcapi")
+
+from orvel_tarnix.utils import git_utils
+from worlds import PURE_CALLS, REBOUND_CALLS, Call, answer, describe, rebound, shared_objects
+
+LOADER = ExtensionFileLoader("second.git_utils", git_utils.__file__)
+SPEC = importlib.util.spec_from_loader(LOADER.name, LOADER)
+# When it cannot make the object of a Python function's frame, CPython 3.13 loses the exception
+# that leaves that function; its os.stat takes having no memory for having no path.
+INTERPRETERS_OWN = (
+    "SystemError: <function ",
+    "SystemError: error return without exception set",
+    "TypeError: stat: path should be ",
+)
+
+
+def starved(function: Callable[[], object], nth: int) -> tuple[object, bool]:
+    """What the function gives or raises without its n-th allocation, and whether it has so many."""
+    has_so_many = True
+    sys._getframe()  # noqa: SLF001 - makes this frame's object while there is memory for it
+    _testcapi.set_nomemory(nth, nth + 1)
+    try:
+        result = function()
+    except Exception as error:  # noqa: BLE001 - whatever it raises is looked at
+        result = error
+    try:
+        for _ in range(30):
+            bytearray(2000)
+    except MemoryError:
+        has_so_many = False
+    finally:
+        _testcapi.remove_mem_hooks()
+    return result, has_so_many
+
+
+def sweep(function: Callable[[], object], expected: str, shared: Sequence[object]) -> set[str]:
+    """Every outcome that is neither the expected one nor a MemoryError, and references kept."""
+    wrong = set()
+    for nth in count():
+        gc.collect()
+        before = [sys.getrefcount(each) for each in shared]
+        result, has_so_many = starved(function, nth)
+        if not isinstance(result, MemoryError):
+            outcome = describe(result) if isinstance(result, Exception) else repr(result)
+            if outcome != expected and not outcome.startswith(INTERPRETERS_OWN):
+                wrong.add(f"{nth}: {outcome}")
+        del result
+        gc.collect()
+        if before != [sys.getrefcount(each) for each in shared]:
+            wrong.add(f"{nth}: references are kept")
+        if not has_so_many:
+            break
+    return wrong
+
+
+def sweep_call(call: Call) -> set[str]:
+    """The same of one call of a native function, as its Python face calls it."""
+    with rebound(git_utils, call.world):
+        expected = answer(git_utils, call)
+        function = getattr(git_utils, call.name)
+        bound = inspect.signature(function).bind(*call.args, **call.kwargs)
+        bound.apply_defaults()
+        native = partial(function.__closure__[0].cell_contents, *bound.arguments.values())
+        return sweep(native, expected, shared_objects(git_utils, call))
+
+
+def break_import(owner: object, name: str) -> Iterator[str]:
+    """What fresh imports give whose first, second, ... call of that function finds no memory.
+
+    Single allocations of an import cannot fail: CPython 3.13 itself crashes when it is short of
+    memory while it loads code, makes a class or makes a function with a closure.
+    """
+    real = getattr(owner, name)
+    for number in count(1):
+        calls = count(1)
+
+        def function(*args: Any, **kwargs: Any) -> Any:
+            if next(calls) == number:  # noqa: B023
+                raise MemoryError
+            return real(*args, **kwargs)
+
+        module = SPEC.loader.create_module(SPEC)
+        with patch.object(owner, name, function):
+            try:
+                SPEC.loader.exec_module(module)
+            except MemoryError:
+                continue
+            yield f"{name} {number}"
+            return
+
+
+def grow() -> None:
+    """An escaped name that is longer than what memory is left for its bytes."""
+    name = "a" * (64 << 20)
+    size = int(Path("/proc/self/statm").read_text(encoding="ascii").split()[0])
+    resource.setrlimit(resource.RLIMIT_AS, (size * resource.getpagesize() + (32 << 20),) * 2)
+    try:
+        git_utils._unquote(name)  # noqa: SLF001
+    except MemoryError:
+        print("MemoryError")
+
+
+def main() -> None:
+    """Prints what is wrong, and on standard error what is looked at, should that crash."""
+    logging.disable()
+    gc.freeze()
+    for call in PURE_CALLS + REBOUND_CALLS:
+        print(f"{call!r:.120}", file=sys.stderr)
+        for wrong in sweep_call(call):
+            print(f"{call!r:.120}: {wrong:.200}")
+    print(len(PURE_CALLS + REBOUND_CALLS), "calls")
+    places = [(builtins, "__import__"), (logging, "getLogger"), (re, "compile")]
+    places += [(dataclasses, "dataclass"), (dataclasses, "_process_class")]
+    print(*(end for place in places for end in break_import(*place)))
+
+
+if __name__ == "__main__":
+    grow() if sys.argv[1:] == ["grow"] else main()

@@ -1,0 +1,204 @@
+"""What holds in many threads, in many interpreters, on Ctrl-C and when the interpreter ends."""
+
+import ctypes
+import gc
+import os
+import signal
+import weakref
+from importlib.machinery import ExtensionFileLoader
+from importlib.util import module_from_spec, spec_from_loader
+from pathlib import Path
+from types import ModuleType
+
+import pytest
+from orvel_tarnix.utils import git_utils
+from worlds import Repository, environment, fake_git, functions, python, run_python
+
+ASK_EVERYTHING = """
+from worlds import PURE_CALLS, QUESTIONS, Call, answer
+from orvel_tarnix.utils import git_utils
+from pathlib import Path
+calls = [call for call in PURE_CALLS if call.name != "parse_time_spec" or "7d" not in call.args]
+asked = [Call(name, (Path(ROOT), *args), kwargs) for name, args, kwargs, _ in QUESTIONS]
+def answers():
+    return [answer(git_utils, call) for call in calls * 20 + asked]
+"""
+
+THREADS = """
+import sys, threading
+sys.setswitchinterval(1e-5)
+expected, all_of, at_once = answers(), [], threading.Barrier(16)
+def run():
+    at_once.wait()
+    all_of.append(answers())
+threads = [threading.Thread(target=run) for _ in range(16)]
+for each in threads: each.start()
+for each in threads: each.join()
+print([each == expected for each in all_of].count(True), any("FileChange" in a for a in expected))
+"""
+
+INTERPRETERS = """
+import _interpreters, sys, threading
+prologue = f"import sys; sys.path[:] = {sys.path!r}; ROOT = {ROOT!r}"
+check = f"assert answers() == {answers()!r}"
+failures = []
+def run():
+    own = _interpreters.create("isolated")
+    failures.append(_interpreters.exec(own, "\\n".join([prologue, ASK, check])))
+    _interpreters.destroy(own)
+threads = [threading.Thread(target=run) for _ in range(4)]
+for each in threads: each.start()
+for each in threads: each.join()
+print(failures)
+"""
+
+
+@pytest.fixture
+def root(tmp_path: Path) -> Path:
+    repository = Repository(tmp_path / "repository")
+    repository.commit({"a": "1\n2\n3\n"})
+    repository.git("switch", "--quiet", "--create=topic")
+    repository.commit({"a": "1\n3\n4\n", "b": "5\n"})
+    return repository.root
+
+
+def test_sixteen_threads_get_the_answers_of_one(root: Path) -> None:
+    source = f"ROOT = {str(root)!r}\n{ASK_EVERYTHING}{THREADS}"
+    assert run_python("-c", source, cwd=root) == "16 True\n"
+
+
+def test_isolated_interpreters_get_the_answers_of_the_main_one(root: Path) -> None:
+    source = f"ROOT = {str(root)!r}\nASK = {ASK_EVERYTHING!r}\n{ASK_EVERYTHING}{INTERPRETERS}"
+    assert run_python("-c", source, cwd=root) == "[None, None, None, None]\n"
+
+
+def test_ctrl_c_ends_git_and_raises(tmp_path: Path) -> None:
+    ready = tmp_path / "ready"
+    os.mkfifo(ready)
+    # More than the pipe holds: the interpreter is reading it by the time git is ready.
+    script = f'trap "" INT; head -c 200000 /dev/zero; echo $$ > {ready}; exec sleep 600'
+    path = fake_git(tmp_path / "bin", script)
+    source = """if True:
+        import os, signal
+        from orvel_tarnix.utils import git_utils
+        signal.signal(signal.SIGINT, signal.default_int_handler)
+        try:
+            git_utils.run_git_command("/", ["status"])
+        except KeyboardInterrupt:
+            print("interrupted")
+        try:
+            print(os.WTERMSIG(os.waitpid(-1, 0)[1]))
+        except ChildProcessError:
+            print("gone")
+    """
+    with python("-c", source, env=environment(PATH=path)) as process:
+        git = int(ready.read_text(encoding="ascii"))
+        process.send_signal(signal.SIGINT)
+        # The interpreter kills a child that ignores the signal, but may leave it to be reaped.
+        assert process.communicate()[0] in {"interrupted\n9\n", "interrupted\ngone\n"}
+    with pytest.raises(ProcessLookupError):
+        os.kill(git, 0)
+
+
+# A daemon thread is inside the module when the interpreter ends, and wakes after it has begun to
+# end: `Last` keeps it from ending before that thread is gone.
+SHUTDOWN = """
+import os, threading, time
+from orvel_tarnix.utils import git_utils
+class Last:
+    def __del__(self, tasks=os.listdir, wait=time.sleep):
+        while len(tasks("/proc/self/task")) > 1:
+            wait(0.001)
+last = Last()
+inside = threading.Event()
+def linger(*_, **__):
+    inside.set()
+    while True:
+        time.sleep(0.0001)
+class Text(str):
+    split = strip = linger
+class Mortal:
+    startswith = staticmethod(int)
+    __del__ = linger
+class Name:
+    def strip(self): return Mortal()
+class Logger:
+    warning = linger
+def set_off():
+    inside.set()
+    while True:
+        git_utils.parse_commit_changes("\\x1e1\\0" * 99)
+        git_utils.parse_line_spans('+++ "\\\\q"\\n@@ -1 +1 @@\\n-\\n+\\n' * 99)
+        git_utils._span(1, 2, 3)
+{caught}
+threading.Thread(target=run, daemon=True).start()
+inside.wait()
+print("ends")
+"""
+CAUGHT = {
+    "in parsers": "run = set_off",
+    "in a method of its argument": "run = lambda: git_utils.parse_file_changes(Text())",
+    "in a rebound function": "git_utils._span = linger\n"
+    "run = lambda: git_utils.parse_line_spans('+++ a\\n@@ -1 +1 @@\\n')",
+    "in the launcher": "git_utils.subprocess = type('', (), {'run': linger})\n"
+    "run = lambda: git_utils.get_default_branch('/')",
+    "in a handler of an error": "git_utils.logger = Logger()\n"
+    "run = lambda: git_utils.run_git_command('/nowhere', ['status'])",
+    "in a finaliser as the call ends": "class Path(str):\n"
+    "    def __truediv__(self, _): return Path()\n"
+    "    __del__ = linger\n"
+    "run = lambda: git_utils.wiki_root(Path())",
+    "in a finaliser as an error passes": "run = lambda: git_utils.normalize_branch_name(Name())",
+    "in runs of git": "def run():\n"
+    "    while True: inside.set(); git_utils.run_git_command('/', ['version'])",
+}
+
+
+@pytest.mark.parametrize("caught", CAUGHT.values(), ids=CAUGHT)
+def test_a_daemon_thread_is_gone_without_a_trace(caught: str) -> None:
+    for _ in range(5):
+        assert run_python("-c", SHUTDOWN.replace("{caught}", caught)) == "ends\n"
+
+
+def load(name: str) -> ModuleType:
+    """One more copy of the module; it is in no list of modules."""
+    loader = ExtensionFileLoader(name, git_utils.__file__)
+    module = module_from_spec(spec_from_loader(name, loader))
+    loader.exec_module(module)
+    return module
+
+
+def test_a_second_copy_has_its_own_logger_and_classes() -> None:
+    second = load("second.git_utils")
+    assert second.logger.name == "second.git_utils"
+    assert second.GitError is not git_utils.GitError
+    span = second.parse_line_spans("+++ a\n@@ -1 +1 @@\n")["a"][0]
+    assert type(span) is second.LineSpan
+    assert type(span) is not git_utils.LineSpan
+    assert span.__module__ == second.parse_line_spans.__module__ == "second.git_utils"
+
+
+def test_an_unloaded_module_is_collected() -> None:
+    module = load("passing.git_utils")
+    module.parse_file_changes(":1 1 a b M\0a\0")
+    parts = [module, module.FileChange, module.GitError, *functions(module)]
+    parts += [each.__closure__[0].cell_contents for each in functions(module)]
+    remains = [weakref.ref(each) for each in parts]
+    del module, parts
+    gc.collect()
+    assert [each() for each in remains if each() is not None] == []
+
+
+def test_it_declares_that_it_needs_no_gil_of_its_own_and_none_at_all() -> None:
+    init = ctypes.PyDLL(git_utils.__file__).PyInit_git_utils
+    init.restype = ctypes.POINTER(ctypes.c_void_p * 10)
+    slots_at = init().contents[
+        9
+    ]  # behind the object's head of five words, name, doc, size, methods
+    words = ctypes.cast(slots_at, ctypes.POINTER(ctypes.c_size_t))
+    slots = {}
+    while words[2 * len(slots)] != 0:
+        slots[words[2 * len(slots)]] = words[2 * len(slots) + 1]
+    multiple_interpreters, gil = 3, 4
+    assert slots[multiple_interpreters] == 2  # noqa: PLR2004 - each interpreter with its own GIL
+    assert slots[gil] == 1  # it is not used
