@@ -6,15 +6,15 @@ The interpreter's allocators are the ones that fail; C++ has its own, which `gro
 import builtins
 import dataclasses
 import gc
-import inspect
 import importlib.util
+import inspect
 import logging
 import re
 import resource
 import sys
 from collections.abc import Callable, Iterator, Sequence
-from importlib.machinery import ExtensionFileLoader
 from functools import partial
+from importlib.machinery import ExtensionFileLoader
 from itertools import count
 from pathlib import Path
 from typing import Any
@@ -25,8 +25,9 @@ try:
 except ImportError:
     sys.exit("allocations cannot be made to fail: this interpreter has no _testcapi")
 
-from orvel_tarnix.utils import git_utils
 from worlds import PURE_CALLS, REBOUND_CALLS, Call, answer, describe, rebound, shared_objects
+
+from orvel_tarnix.utils import git_utils
 
 LOADER = ExtensionFileLoader("second.git_utils", git_utils.__file__)
 SPEC = importlib.util.spec_from_loader(LOADER.name, LOADER)
@@ -42,11 +43,11 @@ INTERPRETERS_OWN = (
 def starved(function: Callable[[], object], nth: int) -> tuple[object, bool]:
     """What the function gives or raises without its n-th allocation, and whether it has so many."""
     has_so_many = True
-    sys._getframe()  # noqa: SLF001 - makes this frame's object while there is memory for it
+    sys._getframe()
     _testcapi.set_nomemory(nth, nth + 1)
     try:
         result = function()
-    except Exception as error:  # noqa: BLE001 - whatever it raises is looked at
+    except Exception as error:
         result = error
     try:
         for _ in range(30):
@@ -120,7 +121,7 @@ def grow() -> None:
     size = int(Path("/proc/self/statm").read_text(encoding="ascii").split()[0])
     resource.setrlimit(resource.RLIMIT_AS, (size * resource.getpagesize() + (32 << 20),) * 2)
     try:
-        git_utils._unquote(name)  # noqa: SLF001
+        git_utils._unquote(name)
     except MemoryError:
         print("MemoryError")
 

@@ -10,8 +10,9 @@ from itertools import batched
 from pathlib import Path
 from typing import Any
 
-from orvel_tarnix.utils import git_utils
 from worlds import PURE_CALLS, REBOUND_CALLS, answer, rebound, shared_objects
+
+from orvel_tarnix.utils import git_utils
 
 CALLS_A_ROUND = 40
 # The interpreter's own caches fill for some hundred calls; a leak grows in every round.
@@ -46,7 +47,8 @@ def leaks(run: Callable[[], object], objects: list[Any]) -> set[str]:
 def held() -> tuple[int, int, str]:
     """How many files and threads this process has, and which children."""
     children = Path("/proc/thread-self/children").read_text(encoding="ascii")
-    return len(os.listdir("/proc/self/fd")), len(os.listdir("/proc/self/task")), children
+    files, threads = (len([*Path("/proc/self", what).iterdir()]) for what in ("fd", "task"))
+    return files, threads, children
 
 
 def main() -> None:

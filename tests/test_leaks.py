@@ -1,8 +1,10 @@
 """What is left behind by calls that succeed and by calls that fail: nothing."""
 
+import os
 from pathlib import Path
 
-from worlds import PURE_CALLS, REBOUND_CALLS, fake_git, run_python
+from conftest import FakeGit
+from worlds import PURE_CALLS, REBOUND_CALLS, run_python
 
 
 def test_no_call_keeps_memory_or_references() -> None:
@@ -10,9 +12,13 @@ def test_no_call_keeps_memory_or_references() -> None:
 
 
 def test_a_thousand_runs_keep_no_file_no_child_and_no_thread(tmp_path: Path) -> None:
-    good = fake_git(tmp_path / "good", "echo fine")
-    bad = fake_git(tmp_path / "bad", "echo wrong >&2; exit 3")
-    late = fake_git(tmp_path / "late", "exec sleep 600")
+    def git(name: str, *answers: bytes, end: str = "exit 0") -> str:
+        fake = FakeGit(tmp_path / name)
+        fake.answers(*answers, end=end)
+        return f"{fake.directory}{os.pathsep}{os.environ['PATH']}"
+
+    good, bad = git("good", b"fine\n"), git("bad", b"", b"wrong\n", end="exit 3")
+    late = git("late", end="exec sleep 600")
     runs = (good, "600", bad, "600", late, "0", str(tmp_path / "none"), "600")
     assert run_python("-m", "leaks", *runs).splitlines() == [
         "('fine\\n', '', 0)",

@@ -1,18 +1,15 @@
 """What holds in many threads, in many interpreters, on Ctrl-C and when the interpreter ends."""
 
 import ctypes
-import gc
 import os
 import signal
-import weakref
-from importlib.machinery import ExtensionFileLoader
-from importlib.util import module_from_spec, spec_from_loader
 from pathlib import Path
-from types import ModuleType
 
 import pytest
+from conftest import FakeGit, Repository
+from worlds import python, run_python
+
 from orvel_tarnix.utils import git_utils
-from worlds import Repository, environment, fake_git, functions, python, run_python
 
 ASK_EVERYTHING = """
 from worlds import PURE_CALLS, QUESTIONS, Call, answer
@@ -54,8 +51,8 @@ print(failures)
 
 
 @pytest.fixture
-def root(tmp_path: Path) -> Path:
-    repository = Repository(tmp_path / "repository")
+def root(repository: Repository) -> Path:
+    """A repository in which every question has an answer."""
     repository.commit({"a": "1\n2\n3\n"})
     repository.git("switch", "--quiet", "--create=topic")
     repository.commit({"a": "1\n3\n4\n", "b": "5\n"})
@@ -72,12 +69,11 @@ def test_isolated_interpreters_get_the_answers_of_the_main_one(root: Path) -> No
     assert run_python("-c", source, cwd=root) == "[None, None, None, None]\n"
 
 
-def test_ctrl_c_ends_git_and_raises(tmp_path: Path) -> None:
-    ready = tmp_path / "ready"
-    os.mkfifo(ready)
-    # More than the pipe holds: the interpreter is reading it by the time git is ready.
-    script = f'trap "" INT; head -c 200000 /dev/zero; echo $$ > {ready}; exec sleep 600'
-    path = fake_git(tmp_path / "bin", script)
+def test_ctrl_c_ends_git_and_raises(fake_git: FakeGit) -> None:
+    pipe = fake_git.directory / "pipe"
+    os.mkfifo(pipe)
+    # More than the output's pipe holds: by the time git is ready the interpreter is reading.
+    fake_git.answers(b" " * 200000, end="trap '' INT; echo $$ > pipe; exec sleep 600")
     source = """if True:
         import os, signal
         from orvel_tarnix.utils import git_utils
@@ -91,8 +87,8 @@ def test_ctrl_c_ends_git_and_raises(tmp_path: Path) -> None:
         except ChildProcessError:
             print("gone")
     """
-    with python("-c", source, env=environment(PATH=path)) as process:
-        git = int(ready.read_text(encoding="ascii"))
+    with python("-c", source) as process:
+        git = int(pipe.read_text())
         process.send_signal(signal.SIGINT)
         # The interpreter kills a child that ignores the signal, but may leave it to be reaped.
         assert process.communicate()[0] in {"interrupted\n9\n", "interrupted\ngone\n"}
@@ -160,35 +156,6 @@ def test_a_daemon_thread_is_gone_without_a_trace(caught: str) -> None:
         assert run_python("-c", SHUTDOWN.replace("{caught}", caught)) == "ends\n"
 
 
-def load(name: str) -> ModuleType:
-    """One more copy of the module; it is in no list of modules."""
-    loader = ExtensionFileLoader(name, git_utils.__file__)
-    module = module_from_spec(spec_from_loader(name, loader))
-    loader.exec_module(module)
-    return module
-
-
-def test_a_second_copy_has_its_own_logger_and_classes() -> None:
-    second = load("second.git_utils")
-    assert second.logger.name == "second.git_utils"
-    assert second.GitError is not git_utils.GitError
-    span = second.parse_line_spans("+++ a\n@@ -1 +1 @@\n")["a"][0]
-    assert type(span) is second.LineSpan
-    assert type(span) is not git_utils.LineSpan
-    assert span.__module__ == second.parse_line_spans.__module__ == "second.git_utils"
-
-
-def test_an_unloaded_module_is_collected() -> None:
-    module = load("passing.git_utils")
-    module.parse_file_changes(":1 1 a b M\0a\0")
-    parts = [module, module.FileChange, module.GitError, *functions(module)]
-    parts += [each.__closure__[0].cell_contents for each in functions(module)]
-    remains = [weakref.ref(each) for each in parts]
-    del module, parts
-    gc.collect()
-    assert [each() for each in remains if each() is not None] == []
-
-
 def test_it_declares_that_it_needs_no_gil_of_its_own_and_none_at_all() -> None:
     init = ctypes.PyDLL(git_utils.__file__).PyInit_git_utils
     init.restype = ctypes.POINTER(ctypes.c_void_p * 10)
@@ -200,5 +167,5 @@ def test_it_declares_that_it_needs_no_gil_of_its_own_and_none_at_all() -> None:
     while words[2 * len(slots)] != 0:
         slots[words[2 * len(slots)]] = words[2 * len(slots) + 1]
     multiple_interpreters, gil = 3, 4
-    assert slots[multiple_interpreters] == 2  # noqa: PLR2004 - each interpreter with its own GIL
+    assert slots[multiple_interpreters] == 2
     assert slots[gil] == 1  # it is not used

@@ -1,4 +1,4 @@
-"""What the tests of soundness share: sample calls of every function, fake gits, own processes."""
+"""Sample calls of every function, and Python processes that may well crash."""
 
 import os
 import subprocess
@@ -6,13 +6,13 @@ import sys
 from collections.abc import Iterator
 from contextlib import contextmanager
 from dataclasses import dataclass, field
-from datetime import UTC, datetime, timedelta
+from datetime import datetime
 from itertools import product
 from pathlib import Path
 from types import ModuleType, SimpleNamespace
 from typing import Any
 
-MOMENT = datetime(2026, 1, 2, 3, 4, 5)  # noqa: DTZ001 - the product's moments are naive
+MOMENT = datetime(2026, 1, 2, 3, 4, 5)
 NOBODY = "/nowhere"
 STREAM = (
     ":100644 100644 a b M\0a\0:100644 100644 a b R100\0old\0b\0:0 100644 0 b A\0c\0"
@@ -60,7 +60,7 @@ def answer(module: ModuleType, call: Call) -> str:
     """What the call gives or raises."""
     try:
         return repr(getattr(module, call.name)(*call.args, **call.kwargs))
-    except Exception as error:  # noqa: BLE001 - whatever it raises is the answer
+    except Exception as error:
         return describe(error)
 
 
@@ -191,23 +191,12 @@ def functions(module: ModuleType) -> list[Any]:
     return [each for each in own if getattr(each, "__closure__", None)]
 
 
-def environment(**changes: str) -> dict[str, str]:
-    """The environment of this process without git's variables, the user's settings and the time zone."""
-    kept = {name: value for name, value in os.environ.items() if not name.startswith("GIT_")}
-    who = {
-        f"GIT_{role}_{part}": value
-        for role in ("AUTHOR", "COMMITTER")
-        for part, value in (("NAME", "Ann"), ("EMAIL", "ann@example.org"))
-    }
-    config = {"GIT_CONFIG_GLOBAL": os.devnull, "GIT_CONFIG_SYSTEM": os.devnull, "TZ": "UTC"}
-    return {**kept, **who, **config, "PYTHONPATH": os.pathsep.join(sys.path), **changes}
-
-
 def python(*args: str, **popen: Any) -> subprocess.Popen[str]:
-    """A Python process that finds what this one finds, its output captured."""
+    """Start a Python process that finds what this one finds; its output is captured."""
     command = [sys.executable, "-X", "faulthandler", "-W", "error", *args]
-    options = {"env": environment(), "stdin": subprocess.DEVNULL, "text": True, **popen}
-    return subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
+    environment = os.environ | {"PYTHONPATH": os.pathsep.join(sys.path)}
+    pipe = subprocess.PIPE
+    return subprocess.Popen(command, env=environment, stdout=pipe, stderr=pipe, text=True, **popen)
 
 
 def run_python(*args: str, **popen: Any) -> str:
@@ -216,44 +205,3 @@ def run_python(*args: str, **popen: Any) -> str:
         stdout, stderr = process.communicate()
     assert process.returncode == 0, f"status {process.returncode}\n{stdout[-500:]}\n{stderr}"
     return stdout
-
-
-def fake_git(directory: Path, script: str) -> str:
-    """A search path on which git is that shell script."""
-    directory.mkdir(exist_ok=True)
-    (directory / "git").write_text(f"#!/bin/sh\n{script}\n", encoding="utf-8")
-    (directory / "git").chmod(0o755)
-    return f"{directory}{os.pathsep}{os.environ['PATH']}"
-
-
-class Repository:
-    """A real repository, each commit an hour younger than the one before."""
-
-    def __init__(self, root: Path) -> None:
-        root.mkdir(exist_ok=True)
-        self.root = root
-        self.age = 0
-        self.git("init", "--quiet", "--initial-branch=main")
-
-    def git(self, *args: str) -> str:
-        """What git prints there."""
-        date = (datetime(2026, 1, 1, tzinfo=UTC) + timedelta(hours=self.age)).isoformat()
-        dates = {"GIT_AUTHOR_DATE": date, "GIT_COMMITTER_DATE": date}
-        run = subprocess.run(
-            ["git", *args],
-            cwd=self.root,
-            env=environment(**dates),
-            stdin=subprocess.DEVNULL,
-            capture_output=True,
-            check=True,
-            text=True,
-        )
-        return run.stdout
-
-    def commit(self, files: dict[str, str]) -> None:
-        """A commit of these files."""
-        for name, text in files.items():
-            (self.root / name).write_text(text, encoding="utf-8")
-        self.age += 1
-        self.git("--literal-pathspecs", "add", "--", *files)
-        self.git("commit", "--quiet", "--message=c")
