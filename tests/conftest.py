@@ -20,21 +20,23 @@ pytest.register_assert_rewrite("twin")
 settings.register_profile("tests", deadline=None, max_examples=200)
 settings.load_profile("tests")
 
-PERSONS = {"AUTHOR": ("Ann Lee", "ann@example.org"), "COMMITTER": ("Cy Dee", "cy@example.org")}
+IDENTITY = {"GIT_AUTHOR_NAME": "Ann Lee", "GIT_AUTHOR_EMAIL": "ann@example.org"}
+IDENTITY |= {"GIT_COMMITTER_NAME": "Cy Dee", "GIT_COMMITTER_EMAIL": "cy@example.org"}
 
+type FakeGit = Callable[[str], Path]
+type Log = list[tuple[str, str, str, type]]
 type Runs = Callable[..., list[list[str]]]
 
 
 @contextmanager
 def standard_input(source: int) -> Iterator[None]:
     """Let child processes inherit `source` as their standard input."""
-    kept = os.dup(0)
-    os.dup2(source, 0)
-    try:
-        yield
-    finally:
-        os.dup2(kept, 0)
-        os.close(kept)
+    with os.fdopen(os.dup(0)) as kept:
+        os.dup2(source, 0)
+        try:
+            yield
+        finally:
+            os.dup2(kept.fileno(), 0)
 
 
 @pytest.fixture(autouse=True)
@@ -43,12 +45,9 @@ def _hermetic(tmp_path_factory: pytest.TempPathFactory) -> Iterator[None]:
     with pytest.MonkeyPatch.context() as patch:
         for name in [name for name in os.environ if name.startswith("GIT_")]:
             patch.delenv(name)
-        for role, (name, email) in PERSONS.items():
-            patch.setenv(f"GIT_{role}_NAME", name)
-            patch.setenv(f"GIT_{role}_EMAIL", email)
-        config = {"GIT_CONFIG_GLOBAL": os.devnull, "GIT_CONFIG_SYSTEM": os.devnull}
+        config = dict.fromkeys(["GIT_CONFIG_GLOBAL", "GIT_CONFIG_SYSTEM"], os.devnull)
         machine = {"HOME": home, "XDG_CONFIG_HOME": home, "LC_ALL": "C.UTF-8", "TZ": "UTC"}
-        for name, value in {**config, "GIT_CONFIG_NOSYSTEM": "1", **machine}.items():
+        for name, value in (IDENTITY | config | machine).items():
             patch.setenv(name, value)
         time.tzset()
         with Path(os.devnull).open("rb") as nothing, standard_input(nothing.fileno()):
@@ -73,15 +72,10 @@ class Repository:
     def git(self, *args: str, **environment: str) -> str:
         """Run git, which has to succeed, and give what it printed."""
         command, environment = ["git", *args], os.environ | environment
-        run = subprocess.run(command, cwd=self.root, env=environment, capture_output=True)
-        assert run.returncode == 0, run.stderr
-        return os.fsdecode(run.stdout)
+        return os.fsdecode(subprocess.check_output(command, cwd=self.root, env=environment))
 
     def commit(
-        self,
-        files: dict[str, str | bytes | None],
-        date: str = "2026-01-01T00:00:00+00:00",
-        author: str = "Ann Lee <ann@example.org>",
+        self, files: dict[str, str | bytes | None], date: str = "2026-01-01T00:00:00Z", by: str = ""
     ) -> str:
         """Write the files, remove those that are None, and commit all; give the commit's id."""
         for name, content in files.items():
@@ -92,8 +86,9 @@ class Repository:
             else:
                 path.write_bytes(content if isinstance(content, bytes) else content.encode())
         self.git("add", "--all")
-        message = ("--quiet", "--message=work", f"--author={author}")
-        self.git("commit", *message, GIT_AUTHOR_DATE=date, GIT_COMMITTER_DATE=date)
+        author = [f"--author={by}"] if by else []
+        dates = {"GIT_AUTHOR_DATE": date, "GIT_COMMITTER_DATE": date}
+        self.git("commit", "--quiet", "--message=work", *author, **dates)
         return self.git("rev-parse", "HEAD").strip()
 
 
@@ -103,36 +98,18 @@ def repository(tmp_path: Path) -> Repository:
     return Repository(tmp_path / "repository")
 
 
-class FakeGit:
-    """A program named git, first on the search path, that does what real git will not do."""
-
-    def __init__(self, directory: Path) -> None:
-        self.directory = directory
-        directory.mkdir()
-
-    def answers(self, stdout: bytes = b"", stderr: bytes = b"", end: str = "exit 0") -> None:
-        """At each call print those bytes, then run the shell command `end`."""
-        (self.directory / "stdout").write_bytes(stdout)
-        (self.directory / "stderr").write_bytes(stderr)
-        program = self.directory / "git"
-        record = 'for each; do printf "%s\\0" "$each" >> calls; done; echo >> calls'
-        show = "cat stdout; cat stderr >&2"
-        program.write_text(f"#!/bin/sh\ncd '{self.directory}'\n{record}\n{show}\n{end}\n")
-        program.chmod(0o755)
-
-    def calls(self) -> list[list[str]]:
-        """The arguments of each call so far, as long as none ends in a line feed."""
-        calls = self.directory / "calls"
-        lines = calls.read_text().split("\0\n")[:-1] if calls.exists() else []
-        return [line.split("\0") for line in lines]
-
-
 @pytest.fixture
 def fake_git(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> FakeGit:
-    """Put a fake git first on the search path."""
-    fake = FakeGit(tmp_path / "fake")
-    monkeypatch.setenv("PATH", str(fake.directory), prepend=os.pathsep)
-    return fake
+    """Make a shell script the first git on the search path; give the directory it is in."""
+
+    def make(script: str) -> Path:
+        program = tmp_path / "git"
+        program.write_text(f"#!/bin/sh\n{script}\n")
+        program.chmod(0o755)
+        monkeypatch.setenv("PATH", str(tmp_path), prepend=os.pathsep)
+        return tmp_path
+
+    return make
 
 
 @pytest.fixture
@@ -148,24 +125,15 @@ def answer_runs(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Runs:
     return answer
 
 
-class LogWatcher(logging.Handler):
-    """Keeps the records that it sees and the exceptions that were handled meanwhile."""
-
-    def __init__(self) -> None:
-        super().__init__()
-        self.records: list[tuple[str, str, str]] = []
-        self.handled: list[BaseException | None] = []
-
-    def emit(self, record: logging.LogRecord) -> None:
-        """Take the record down."""
-        self.records.append((record.levelname, record.funcName, record.getMessage()))
-        self.handled.append(sys.exception())
-
-
 @pytest.fixture
-def log(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> LogWatcher:
-    """Watch what the module logs."""
-    watcher = LogWatcher()
-    monkeypatch.setattr(either, "logger", logging.Logger("watched"))
-    either.logger.addHandler(watcher)
-    return watcher
+def log(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Log:
+    """List what the module logs, each with the type of the exception that is handled meanwhile."""
+    told: Log = []
+
+    def handle(record: logging.LogRecord) -> None:
+        event = record.levelname, record.funcName, record.getMessage()
+        told.append((*event, type(sys.exception())))
+
+    monkeypatch.setattr(either, "logger", logging.Logger("watched"))  # noqa: LOG001
+    monkeypatch.setattr(either.logger, "handle", handle)
+    return told

@@ -9,6 +9,7 @@ from typing import Any
 from unittest.mock import patch
 
 import plain_python as plain
+import pytest
 
 import orvel_tarnix.utils.git_utils as native
 
@@ -54,6 +55,12 @@ def outcome(function: Callable[..., object], *args: object, **keywords: object) 
     except Exception as error:
         return described(error)
     return type(result).__name__, neutral(repr(result))
+
+
+def rebind(patch: pytest.MonkeyPatch, name: str, value: object) -> None:
+    """Bind the name in both modules."""
+    for module in (native, plain):
+        patch.setattr(module, name, value)
 
 
 def assert_alike(name: str, *args: object, **keywords: object) -> None:
