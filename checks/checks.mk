@@ -63,7 +63,7 @@ lint: build/asan/module .venv/group-test .venv/group-check
 
 .PHONY: stub
 stub: .venv/module .venv/group-check
-	@$(venv_python) -m mypy.stubtest orvel_tarnix.utils.git_utils
+	@MYPY_CACHE_DIR=.cache/mypy $(venv_python) -m mypy.stubtest orvel_tarnix.utils.git_utils
 
 .PHONY: corpus
 corpus: build/asan/module build/thread_exit.so
