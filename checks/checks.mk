@@ -19,8 +19,8 @@ runtime = $(shell g++ -print-file-name=$(1))
 runtimes = $(call runtime,libasan.so) $(CURDIR)/build/thread_exit.so $(call runtime,libubsan.so) \
     $(call runtime,libstdc++.so)
 sanitized = rm -f build/report.*; LD_PRELOAD="$(runtimes)" $(sanitizer_options)
-# Fails with the reports, if there are any.
-no_reports = { ! cat build/report.* 2>/dev/null; }
+# Goes on as the command ahead of it has ended, but fails when there is a report.
+reported = status=$$?; if cat build/report.* 2>/dev/null; then exit 1; fi; exit $$status
 
 .PHONY: check
 check: tools .venv/module $(test_needs) .venv/group-check ## run every check (15 minutes)
@@ -67,8 +67,8 @@ stub: .venv/module .venv/group-check
 
 .PHONY: corpus
 corpus: build/asan/module build/thread_exit.so
-	@$(sanitized) PYTHONPATH=benchmarks:. build/asan/venv/bin/python fuzz/replay.py
-	@$(no_reports)
+	@$(sanitized) PYTHONPATH=benchmarks:. build/asan/venv/bin/python fuzz/replay.py; \
+	 $(reported)
 
 .PHONY: coverage
 coverage: build/coverage/module $(test_needs) .venv/group-check
@@ -81,8 +81,8 @@ coverage: build/coverage/module $(test_needs) .venv/group-check
 # Left out: the sanitizer's own operator new ends the process where the real one would throw.
 sanitize: build/asan/module build/thread_exit.so $(test_needs)
 	@$(sanitized) build/asan/venv/bin/python -m pytest --numprocesses=auto \
-	    --deselect=tests/test_exhaustion.py::test_a_name_may_be_longer_than_memory
-	@$(no_reports)
+	    --deselect=tests/test_exhaustion.py::test_a_name_may_be_longer_than_memory; \
+	 $(reported)
 
 .PHONY: fuzz
 fuzz: tools clang build/fuzz/module .venv/group-fuzz ## search for inputs that break a parser, for SECONDS=60
