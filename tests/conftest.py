@@ -23,7 +23,6 @@ settings.load_profile("tests")
 IDENTITY = {"GIT_AUTHOR_NAME": "Ann Lee", "GIT_AUTHOR_EMAIL": "ann@example.org"}
 IDENTITY |= {"GIT_COMMITTER_NAME": "Cy Dee", "GIT_COMMITTER_EMAIL": "cy@example.org"}
 
-type FakeGit = Callable[[str], Path]
 type Log = list[tuple[str, str, str, type]]
 type Runs = Callable[..., list[list[str]]]
 
@@ -98,18 +97,27 @@ def repository(tmp_path: Path) -> Repository:
     return Repository(tmp_path / "repository")
 
 
+class FakeGit:
+    """A program named git in a directory of its own, to do what real git will not do."""
+
+    def __init__(self, directory: Path) -> None:
+        self.directory = directory
+        directory.mkdir()
+
+    def __call__(self, script: str) -> Path:
+        """Let it run a shell script, in its directory; give that."""
+        program = self.directory / "git"
+        program.write_text(f"#!/bin/sh\ncd '{self.directory}'\n{script}\n")
+        program.chmod(0o755)
+        return self.directory
+
+
 @pytest.fixture
 def fake_git(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> FakeGit:
-    """Make a shell script the first git on the search path; give the directory it is in."""
-
-    def make(script: str) -> Path:
-        program = tmp_path / "git"
-        program.write_text(f"#!/bin/sh\n{script}\n")
-        program.chmod(0o755)
-        monkeypatch.setenv("PATH", str(tmp_path), prepend=os.pathsep)
-        return tmp_path
-
-    return make
+    """Put a fake git first on the search path, once it is given its script."""
+    fake = FakeGit(tmp_path / "fake")
+    monkeypatch.setenv("PATH", str(fake.directory), prepend=os.pathsep)
+    return fake
 
 
 @pytest.fixture
@@ -134,6 +142,6 @@ def log(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Log:
         event = record.levelname, record.funcName, record.getMessage()
         told.append((*event, type(sys.exception())))
 
-    monkeypatch.setattr(either, "logger", logging.Logger("watched"))  # noqa: LOG001
+    monkeypatch.setattr(either, "logger", logging.Logger("watched"))
     monkeypatch.setattr(either.logger, "handle", handle)
     return told

@@ -49,7 +49,7 @@ class SinceReady(float):
 def test_git_is_killed_when_time_is_up_but_not_what_it_has_started(
     either: ModuleType, fake_git: FakeGit, script: str, is_killed: bool
 ) -> None:
-    fake_git.answers(b"some", end=script)
+    fake_git(f"printf some; {script}")
     limit = SinceReady(0.05)
     limit.pipe = fake_git.directory / "pipe"
     os.mkfifo(limit.pipe)
@@ -64,14 +64,14 @@ def test_git_is_killed_when_time_is_up_but_not_what_it_has_started(
 def test_a_hundred_megabytes_of_complaints_are_handed_on(
     either: ModuleType, fake_git: FakeGit
 ) -> None:
-    fake_git.answers(b"1\n", end="head -c 100000000 /dev/zero >&2; exit 3")
+    fake_git("echo 1; head -c 100000000 /dev/zero >&2; exit 3")
     assert either.run_git_command("/", ["x"]) == ("1\n", "\0" * 100_000_000, 3)
 
 
 def test_a_git_that_is_no_program_is_an_error_and_one_without_its_interpreter_is_missing(
     either: ModuleType, fake_git: FakeGit, monkeypatch: pytest.MonkeyPatch
 ) -> None:
-    fake_git.answers()
+    fake_git("exit 0")
     (fake_git.directory / "git").write_text("no program")
     monkeypatch.setenv("PATH", str(fake_git.directory))
     with pytest.raises(OSError, match="Exec format error"):
@@ -136,8 +136,13 @@ def everything(root: Path) -> list[Any]:
 
 OVERRIDDEN = """
     color.ui=always log.showSignature=true diff.external=false diff.own.command=false
-    diff.own.textconv=false diff.noprefix=false diff.mnemonicPrefix=true diff.context=9
-    core.quotePath=true core.pager=false log.decorate=full format.pretty=fuller
+    diff.own.textconv=false diff.mnemonicPrefix=true diff.context=9 format.pretty=fuller
+"""
+SIGNER = """#!/bin/sh
+case "$*" in
+*--verify*) echo "gpg: a good signature" >&2; echo "[GNUPG:] GOODSIG Ann" ;;
+*) echo "[GNUPG:] SIG_CREATED " >&2; echo "-----BEGIN PGP SIGNATURE-----"; cat > /dev/null ;;
+esac
 """
 
 
@@ -146,6 +151,11 @@ def test_settings_that_only_change_how_git_shows_things_change_nothing(
     setting: str, branched: Repository
 ) -> None:
     (branched.root / ".git/info/attributes").write_text("* diff=own\n")
+    signer = branched.root / ".git/signer"
+    signer.write_text(SIGNER)
+    signer.chmod(0o755)
+    branched.git("config", "gpg.program", str(signer))
+    branched.git("commit", "--quiet", "--amend", "--no-edit", "--gpg-sign")
     expected = everything(branched.root)
     branched.git("config", *setting.split("=", 1))
     assert everything(branched.root) == expected

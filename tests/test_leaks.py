@@ -12,13 +12,11 @@ def test_no_call_keeps_memory_or_references() -> None:
 
 
 def test_a_thousand_runs_keep_no_file_no_child_and_no_thread(tmp_path: Path) -> None:
-    def git(name: str, *answers: bytes, end: str = "exit 0") -> str:
-        fake = FakeGit(tmp_path / name)
-        fake.answers(*answers, end=end)
-        return f"{fake.directory}{os.pathsep}{os.environ['PATH']}"
+    def git(name: str, script: str) -> str:
+        return f"{FakeGit(tmp_path / name)(script)}{os.pathsep}{os.environ['PATH']}"
 
-    good, bad = git("good", b"fine\n"), git("bad", b"", b"wrong\n", end="exit 3")
-    late = git("late", end="exec sleep 600")
+    good, bad = git("good", "echo fine"), git("bad", "echo wrong >&2; exit 3")
+    late = git("late", "exec sleep 600")
     runs = (good, "600", bad, "600", late, "0", str(tmp_path / "none"), "600")
     assert run_python("-m", "leaks", *runs).splitlines() == [
         "('fine\\n', '', 0)",

@@ -73,7 +73,7 @@ def test_ctrl_c_ends_git_and_raises(fake_git: FakeGit) -> None:
     pipe = fake_git.directory / "pipe"
     os.mkfifo(pipe)
     # More than the output's pipe holds: by the time git is ready the interpreter is reading.
-    fake_git.answers(b" " * 200000, end="trap '' INT; echo $$ > pipe; exec sleep 600")
+    fake_git("head -c 200000 /dev/zero; trap '' INT; echo $$ > pipe; exec sleep 600")
     source = """if True:
         import os, signal
         from orvel_tarnix.utils import git_utils
