@@ -125,7 +125,7 @@ PyObject* FileChangeReader::status_of(char letter) {
 template <class Unit>
 Ref FileChangeReader::read(ChangeScanner<Unit>& scanner) {
     const auto count = static_cast<Py_ssize_t>(scanner.count());
-    Ref changes = Ref::steal(PyTuple_New(count));
+    const Ref changes = Ref::steal(PyTuple_New(count));
     ScannedFile<Unit> file;
     for (Py_ssize_t index = 0; index < count; ++index) {
         if (scanner.next(file) != Verdict::yes) {
