@@ -36,10 +36,10 @@ def test_the_root_is_the_nearest_directory_above_that_has_a_git_entry(
 
 def test_a_branch_has_one_short_name_and_one_directory(either: ModuleType) -> None:
     assert either.normalize_branch_name("\u3000origin/refs/heads/x/é\x85") == "x/é"
-    lore_book = Path("some/root/memory/lore-book")
+    lore_book = Path("some/place/memory/lore-book")
     directories = {"fix: é/y\\٣²-.": "fix__é__y__٣²-.", "/" * 60: "_" * 100, "": "default"}
     for branch, directory in directories.items():
-        assert either.wiki_directory(Path("some/root"), branch) == lore_book / directory
+        assert either.wiki_directory(Path("some/place"), branch) == lore_book / directory
 
 
 PREFIXES = ["refs/heads/", "refs/remotes/", "remotes/", "origin/", "/", " ", "\x85", "\\", "Refs"]
