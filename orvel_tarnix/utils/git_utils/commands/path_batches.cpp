@@ -14,8 +14,8 @@ Ref batch_texts(PyObject* paths, PyObject* limit) {
     Ref batch = Ref::steal(PyList_New(0));
     check(PyList_Append(batches.get(), batch.get()));
     long long length = 0;
-    for (Py_ssize_t i = 0; i < PySequence_Fast_GET_SIZE(paths); ++i) {
-        const Ref path = Ref::borrow(PySequence_Fast_GET_ITEM(paths, i));
+    const Ref iterator = Ref::steal(PyObject_GetIter(paths));
+    while (const Ref path = next(iterator.get())) {
         if (!PyUnicode_CheckExact(path.get())) {
             return {};
         }
