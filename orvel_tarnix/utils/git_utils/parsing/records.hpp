@@ -51,7 +51,8 @@ struct alignas(PyObject*) InlineValues {
 // Fills one record after another. Half of what a record costs is the interpreter's search for the
 // place of each field, which is the same in all of them. So the first record is filled in the
 // public way; if its values are then found at the places known above, the following ones are
-// written there directly, which takes 0.07 us instead of 0.2 us. If not, nothing is lost but time.
+// written there directly, which takes a third off the time of a whole file of a stream. If not,
+// nothing is lost but time.
 template <std::size_t size>
 class RecordFiller {
 public:
