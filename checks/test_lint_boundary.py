@@ -20,13 +20,19 @@ BREACHES = [
     ("x.cpp", "void f(PyObject* o) { Py_INCREF(o); }", "by hand"),
     ("x.cpp", "void f() noexcept { g(); }", "noexcept:"),
     ("ref.hpp", "    Ref(const Ref& other) noexcept : o_(other.o_) {}", "noexcept:"),
-    ("scan.hpp", "template <class Unit>\nvoid f(PyObject* o);", "in a scanner"),
-    ("patch_scanner.hpp", "void f() { throw 1; }", "in a scanner"),
+    ("parsing/native/scan.hpp", "template <class Unit>\nvoid f(PyObject* o);", "in a scanner"),
+    ("parsing/native/x.hpp", "void f() { throw 1; }", "in a scanner"),
+    ("parsing/native/x.hpp", '#include "capi/ref.hpp"', "in a scanner"),
     ("x.cpp", "void f() {\n    PyErr_Clear();\n}", "an error is lost"),
     ("x.cpp", "void f() {\n    PyObject* list = PyList_New(0);\n}", "outside of Ref::steal"),
     ("x.cpp", "void f(PyTypeObject* t) { g(Ref::borrow(t->tp_alloc(t, 0))); }", "tp_alloc outside"),
-    ("x.cpp", "void f() { call(PyObject_Str(o), Ref::steal(g())); }", "PyObject_Str outside"),
-    ("x.cpp", 'PyMethodDef all[] = {\n    {"f", f, METH_NOARGS, nullptr},\n};', "not made by"),
+    ("x.cpp", "void f() { call(PyObject_Str(o), Ref::steal(x)); }", "PyObject_Str outside"),
+    ("x.cpp", "void f() { while (PyDict_Next(map, &i, &key, &value)) {} }", "others can replace"),
+    ("x.cpp", "auto f() { return Ref::borrow(PyFunction_GET_CODE(o)); }", "others can replace"),
+    ("x.cpp", "auto f() { return call(module[name], format(x)); }", "no certain order"),
+    ("x.cpp", 'auto f() { return composed("%U..%U", format(a), format(b)); }', "no certain order"),
+    ("x.cpp", "auto f() { return g(Ref::steal(PyNumber_Long(a)), h(b)); }", "no certain order"),
+    ("x.cpp", 'PyMethodDef all[] = {\n    {"f", f, METH_NOARGS, nullptr},\n};', "of the stub"),
     ("x.cpp", "auto f = reinterpret_cast<PyCFunction>(g);", "another way"),
     ("x.cpp", "auto f = (PyCFunction)g;", "another way"),
     (
@@ -46,9 +52,11 @@ void extend(PyObject* list) {
     raise(PyExc_TypeError, "new: PyList_New(0)", PyTuple_GET_ITEM(all.get(), 0));
 }
 ~Ref() noexcept(false) {}
-PyMethodDef natives[] = {
-    native<parsing::_span>("_span"),
-};
+Ref f(const Module& module, Borrowed a, Borrowed b) {
+    const Ref first = PyTuple_GET_ITEM(code, 0);
+    append(commits, fill_commit({.timestamp = g(a), .files = h(b)}));
+    with_text(call(a, text("x"), b), [&](auto units) { return read(module, units); });
+}
 auto f = reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(enter<body>));
 int go(PyObject* m) {
     return guarded([&] { run(m); });

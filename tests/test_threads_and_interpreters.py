@@ -113,11 +113,6 @@ def linger(*_, **__):
         time.sleep(0.0001)
 class Text(str):
     split = strip = linger
-class Mortal:
-    startswith = staticmethod(int)
-    __del__ = linger
-class Name:
-    def strip(self): return Mortal()
 class Logger:
     warning = linger
 def set_off():
@@ -144,7 +139,6 @@ CAUGHT = {
     "    def __truediv__(self, _): return Path()\n"
     "    __del__ = linger\n"
     "run = lambda: git_utils.wiki_root(Path())",
-    "in a finaliser as an error passes": "run = lambda: git_utils.normalize_branch_name(Name())",
     "in runs of git": "def run():\n"
     "    while True: inside.set(); git_utils.run_git_command('/', ['version'])",
 }

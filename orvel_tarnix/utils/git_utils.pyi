@@ -21,8 +21,7 @@ import re
 import subprocess as subprocess
 from collections.abc import Sequence
 from dataclasses import dataclass
-from datetime import datetime
-from datetime import timedelta as timedelta
+from datetime import datetime as datetime, timedelta as timedelta
 from pathlib import Path
 from typing import Any
 

@@ -21,29 +21,26 @@ PyObject* guarded(Body body) {
         return result;
     } catch (const PythonError&) {
         assert(PyErr_Occurred() != nullptr);
-        destroy_postponed();
     } catch (const std::bad_alloc&) {
-        destroy_postponed();
         PyErr_NoMemory();
     } catch (const std::exception& error) {
-        destroy_postponed();
         PyErr_SetString(PyExc_SystemError, error.what());
     }
     return nullptr;
 }
 
-template <class>
-struct Signature;
+// The number of parameters that a native body has behind the module.
 template <class... Arguments>
-struct Signature<Ref (*)(const Module&, Arguments...)> {
-    static constexpr std::size_t arity = sizeof...(Arguments);
-};
+constexpr std::size_t arity_of(Ref (*)(const Module&, Arguments...)) {
+    return sizeof...(Arguments);
+}
 
-// The C face of `body(module, argument, ...)`. The function objects bind the arguments and so
-// always pass the right number; whoever digs a native body out of one gets a TypeError.
+// `body(module, argument, ...)` as the interpreter calls it. The Python functions bind the
+// arguments and so always pass the right number; whoever digs a native body out of one and calls it
+// with another gets a TypeError.
 template <auto body>
 PyObject* enter(PyObject* self, PyObject* const* arguments, Py_ssize_t count) {
-    constexpr std::size_t arity = Signature<decltype(body)>::arity;
+    constexpr std::size_t arity = arity_of(body);
     if (std::cmp_not_equal(count, arity)) {
         PyErr_Format(PyExc_TypeError, "expected %zu arguments, got %zd", arity, count);
         return nullptr;

@@ -31,16 +31,24 @@ void raise(PyObject* type, const char* format, ...) {
     throw PythonError{};
 }
 
-void raise(const Ref& error) {
-    if (!PyExceptionInstance_Check(error.get())) {
+void raise(Borrowed error) {
+    PyObject* raised = error.get();
+    Ref instance = Ref::borrow(raised);
+    if (PyExceptionClass_Check(raised)) {
+        instance = Ref::steal(PyObject_CallNoArgs(raised));
+        if (!PyExceptionInstance_Check(instance.get())) {
+            raise(PyExc_TypeError,
+                  "calling %R should have returned an instance of BaseException, not %R", raised,
+                  Py_TYPE(instance.get()));
+        }
+    } else if (!PyExceptionInstance_Check(raised)) {
         raise(PyExc_TypeError, "exceptions must derive from BaseException");
     }
-    PyErr_SetObject(PyExceptionInstance_Class(error.get()), error.get());
+    PyErr_SetObject(PyExceptionInstance_Class(instance.get()), instance.get());
     throw PythonError{};
 }
 
 HandledException::HandledException() {
-    destroy_postponed();
     exception_ = Ref::maybe(PyErr_GetRaisedException());
     traceback_ = Ref::maybe(PyException_GetTraceback(exception_.get()));
     // Without memory for the frame's object, asking for it drops whatever is raised by then.
@@ -61,12 +69,12 @@ HandledException::~HandledException() noexcept(false) {
     }
 }
 
-bool HandledException::matches(PyObject* type) const {
-    if (!is_exception_type(type)) {
+bool HandledException::matches(Borrowed type) const {
+    if (!is_exception_type(type.get())) {
         raise(PyExc_TypeError,
               "catching classes that do not inherit from BaseException is not allowed");
     }
-    return PyErr_GivenExceptionMatches(exception_.get(), type) != 0;
+    return PyErr_GivenExceptionMatches(exception_.get(), type.get()) != 0;
 }
 
 void HandledException::reraise() {
@@ -76,8 +84,8 @@ void HandledException::reraise() {
     throw PythonError{};
 }
 
-void HandledException::raise_from(PyObject* type, const Ref& message) const {
-    PyErr_SetObject(type, message.get());
+void HandledException::raise_from(Borrowed type, Borrowed message) const {
+    PyErr_SetObject(type.get(), message.get());
     Ref raised = Ref::maybe(PyErr_GetRaisedException());
     PyException_SetCause(raised.get(), Ref(exception_).release());
     PyErr_SetRaisedException(raised.release());

@@ -16,8 +16,8 @@ Status check(Status status) {
 
 // `raise type(message)`, the message as PyUnicode_FromFormat makes it.
 [[noreturn]] void raise(PyObject* type, const char* format, ...);
-// `raise error`
-[[noreturn]] void raise(const Ref& error);
+// `raise error`, an exception or an exception class.
+[[noreturn]] void raise(Borrowed error);
 
 // An `except` clause: while it stands, the exception that was raised is the one being handled, so
 // logging handlers see it, and what is raised inside is chained to it.
@@ -28,13 +28,12 @@ public:
     HandledException& operator=(const HandledException&) = delete;
     ~HandledException() noexcept(false);
 
-    [[nodiscard]] PyObject* get() const { return exception_.get(); }
     // Whether `except type:` would take it; raises as the interpreter does for what is no type.
-    [[nodiscard]] bool matches(PyObject* type) const;
+    [[nodiscard]] bool matches(Borrowed type) const;
     // A bare `raise`.
     [[noreturn]] void reraise();
     // `raise type(message) from` the exception being handled.
-    [[noreturn]] void raise_from(PyObject* type, const Ref& message) const;
+    [[noreturn]] void raise_from(Borrowed type, Borrowed message) const;
 
 private:
     Ref exception_;

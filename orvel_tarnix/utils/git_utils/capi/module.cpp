@@ -1,42 +1,19 @@
 #include "capi/module.hpp"
 
-#include "capi/errors.hpp"
+#include <algorithm>
+
+#include "capi/unmodified.hpp"
 
 namespace git_utils {
 namespace {
 
-// Whether calling the class makes an instance as object.__new__ does, for its constructor to fill.
-bool makes_plain_instances(const PyTypeObject* type) {
-    return type->tp_new == PyBaseObject_Type.tp_new &&
-           (type->tp_flags & Py_TPFLAGS_IS_ABSTRACT) == 0;
-}
-
-template <class Visit>
-void visit_function(PyObject* bound, Visit visit) {
-    visit(bound);
-    if (PyFunction_Check(bound)) {
-        visit(PyFunction_GET_CODE(bound));
-        PyObject* closure = PyFunction_GET_CLOSURE(bound);
-        for (Py_ssize_t i = 0; closure != nullptr && i < PyTuple_GET_SIZE(closure); ++i) {
-            visit(PyCell_GET(PyTuple_GET_ITEM(closure, i)));
-        }
+Ref interned_names() {
+    const Ref names = empty_list();
+    for (const std::string_view spelling : name_spellings) {
+        // It comes from a literal, so it ends with a NUL.
+        append(names, Ref::steal(PyUnicode_InternFromString(spelling.data())));
     }
-}
-
-// Calls `visit` with each object that decides what `bound` does when it is called: a function's
-// code and what its cells hold, a class's constructor. Anything else is its own only part; so is
-// a class that somebody made a constructor, perhaps of itself.
-template <class Visit>
-void visit_parts(PyObject* bound, PyObject* init, Visit visit) {
-    visit_function(bound, visit);
-    if (PyType_Check(bound)) {
-        auto* type = reinterpret_cast<PyTypeObject*>(bound);
-        visit(reinterpret_cast<PyObject*>(Py_TYPE(bound)));
-        visit(makes_plain_instances(type) ? Py_True : Py_False);
-        const Ref members = Ref::steal(PyType_GetDict(type));
-        PyObject* constructor = PyDict_GetItemWithError(members.get(), init);
-        visit_function(constructor == nullptr ? Py_None : constructor, visit);
-    }
+    return Ref::steal(PyList_AsTuple(names.get()));
 }
 
 }  // namespace
@@ -61,11 +38,7 @@ Ref Module::create(PyObject* module) {
     Ref self = Ref::steal(heap_type->tp_alloc(heap_type, 0));
     auto& created = *reinterpret_cast<Module*>(self.get());
     created.globals_ = Py_NewRef(PyModule_GetDict(module));
-    for (std::size_t i = 0; i < name_spellings.size(); ++i) {
-        // The spellings come from literals, so each ends with a NUL.
-        created.names_[i] =
-            Ref::steal(PyUnicode_InternFromString(name_spellings[i].data())).release();
-    }
+    created.names_ = interned_names().release();
     return self;
 }
 
@@ -73,16 +46,16 @@ int Module::traverse(PyObject* self, visitproc visit, void* arg) {
     const Module& module = of(self);
     Py_VISIT(Py_TYPE(self));
     Py_VISIT(module.globals_);
-    for (PyObject* parts : module.own_) {
-        Py_VISIT(parts);
+    for (PyObject* each : module.remembered_) {
+        Py_VISIT(each);
     }
     return 0;
 }
 
 int Module::clear(PyObject* self) {
     auto& module = *reinterpret_cast<Module*>(self);
-    for (PyObject*& parts : module.own_) {
-        Py_CLEAR(parts);
+    for (PyObject*& each : module.remembered_) {
+        Py_CLEAR(each);
     }
     return 0;
 }
@@ -92,9 +65,7 @@ void Module::dealloc(PyObject* self) {
     clear(self);
     auto& module = *reinterpret_cast<Module*>(self);
     Py_CLEAR(module.globals_);
-    for (PyObject*& name : module.names_) {
-        Py_CLEAR(name);
-    }
+    Py_CLEAR(module.names_);
     PyTypeObject* type = Py_TYPE(self);
     type->tp_free(self);
     Py_DECREF(type);
@@ -120,37 +91,28 @@ Ref Module::operator[](Name wanted) const {
     throw PythonError{};
 }
 
-Ref Module::parts_of(PyObject* bound) const {
-    Ref parts = Ref::steal(PyList_New(0));
-    visit_parts(bound, name("__init__"_name),
-                [&](PyObject* part) { check(PyList_Append(parts.get(), part)); });
-    return Ref::steal(PyList_AsTuple(parts.get()));
-}
-
-void Module::remember_own(const Ref& self, std::initializer_list<Name> own) {
+void Module::remember(const Ref& self, std::span<const Name> wanted) {
     auto& module = *reinterpret_cast<Module*>(self.get());
-    for (const Name each : own) {
-        module.own_[each.index] = module.parts_of(module[each].get()).release();
+    for (const Name each : wanted) {
+        if (module.remembered_[each.index] == nullptr) {
+            module.remembered_[each.index] = described(module, module[each]).release();
+        }
     }
 }
 
-bool Module::is_own(Name wanted, PyObject* bound) const {
-    PyObject* parts = own_[wanted.index];
-    if (parts == nullptr || bound != PyTuple_GET_ITEM(parts, 0)) {
-        return false;
-    }
-    Py_ssize_t count = 0;
-    bool same = true;
-    visit_parts(bound, name("__init__"_name), [&](PyObject* part) {
-        same = same && count < PyTuple_GET_SIZE(parts) && PyTuple_GET_ITEM(parts, count) == part;
-        ++count;
-    });
-    return same && count == PyTuple_GET_SIZE(parts);
-}
-
-bool Module::is_own(Name wanted) const {
+bool Module::is_unmodified(Name wanted) const {
     const Ref bound = find(wanted);
-    return bound && is_own(wanted, bound.get());
+    return bound && is_unmodified(wanted, bound);
+}
+
+bool Module::is_unmodified(Name wanted, Borrowed bound) const {
+    // The collector may have cleared what a finaliser still calls.
+    PyObject* description = remembered_[wanted.index];
+    return description != nullptr && still_as_described(*this, bound, description);
+}
+
+bool Module::are_unmodified(std::span<const Name> wanted) const {
+    return std::ranges::all_of(wanted, [&](Name each) { return is_unmodified(each); });
 }
 
 }  // namespace git_utils

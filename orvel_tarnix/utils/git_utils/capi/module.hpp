@@ -1,11 +1,12 @@
-// What every native function is bound to: the module's globals, as a Python function has them.
+// What every native body is bound to: the module's globals, as a Python function has them.
 #pragma once
 
 #include <array>
+#include <span>
 
-#include "capi/calls.hpp"
 #include "capi/names.hpp"
 #include "capi/ref.hpp"
+#include "capi/verbs.hpp"
 
 namespace git_utils {
 
@@ -13,13 +14,15 @@ namespace git_utils {
 // body and back is seen by the garbage collector. It never changes once the import has ended.
 class Module {
 public:
-    // Bound to the namespace of `module`; what create() makes is owned by the functions.
+    // Bound to the namespace of `module`; the functions own what create() makes.
     static Ref create(PyObject* module);
-    static const Module& of(PyObject* self) { return *reinterpret_cast<const Module*>(self); }
+    static const Module& of(Borrowed self) { return *reinterpret_cast<const Module*>(self.get()); }
 
     [[nodiscard]] PyObject* globals() const { return globals_; }
     // The interned string itself.
-    [[nodiscard]] PyObject* name(Name name) const { return names_[name.index]; }
+    [[nodiscard]] PyObject* name(Name name) const {
+        return PyTuple_GET_ITEM(names_, static_cast<Py_ssize_t>(name.index));
+    }
 
     // A module-level name read as a Python statement reads it: from the globals, then from the
     // built-ins, else NameError. Read it at each use; whoever runs in between may rebind it.
@@ -27,35 +30,33 @@ public:
     // The same where it is no error that there is none.
     [[nodiscard]] Ref find(Name wanted) const;
 
-    [[nodiscard]] Ref attribute(PyObject* object, Name attribute) const {
-        return Ref::steal(PyObject_GetAttr(object, name(attribute)));
+    [[nodiscard]] Ref attribute(Borrowed object, Name attribute) const {
+        return Ref::steal(PyObject_GetAttr(object.get(), name(attribute)));
     }
-    template <class... Arguments>
-    Ref call_method(PyObject* object, Name method, Arguments... arguments) const {
+    template <Object... Arguments>
+    Ref call_method(Borrowed object, Name method, const Arguments&... arguments) const {
         return git_utils::call_method(object, name(method), arguments...);
     }
 
-    // Takes down what the names in `own` are bound to, and of what parts it consists.
-    static void remember_own(const Ref& self, std::initializer_list<Name> own);
-    // Whether `bound` is what the import bound to `wanted`, in all its parts: then, and only then,
-    // native code may do its work in its place.
-    [[nodiscard]] bool is_own(Name wanted, PyObject* bound) const;
-    // The same of what the name is bound to now.
-    [[nodiscard]] bool is_own(Name wanted) const;
+    // Remembers what each of the names is bound to at the end of the import.
+    static void remember(const Ref& self, std::span<const Name> wanted);
+    // Whether the name is still bound to that, and nothing that decides what it does has been
+    // replaced (capi/unmodified.hpp): then, and only then, native code may do its work in its
+    // place.
+    [[nodiscard]] bool is_unmodified(Name wanted) const;
+    [[nodiscard]] bool is_unmodified(Name wanted, Borrowed bound) const;
+    [[nodiscard]] bool are_unmodified(std::span<const Name> wanted) const;
 
 private:
-    using Objects = std::array<PyObject*, name_spellings.size()>;
-
     static int traverse(PyObject* self, visitproc visit, void* arg);
     static int clear(PyObject* self);
     static void dealloc(PyObject* self);
 
-    [[nodiscard]] Ref parts_of(PyObject* bound) const;
-
     [[maybe_unused]] PyObject ob_base_;  // the head that every object has, for the interpreter
     PyObject* globals_;
-    Objects names_;
-    Objects own_;  // for each name either null or the parts of what the import bound to it
+    PyObject* names_;
+    // For each name null or the description of what it was bound to.
+    std::array<PyObject*, name_spellings.size()> remembered_;
 };
 
 }  // namespace git_utils

@@ -1,23 +1,14 @@
-// The one owner of Python references.
-//
-// A raw PyObject* in a signature is always borrowed; whoever owns one holds it in a Ref.
+// References to Python objects: Ref owns one, Borrowed does not.
 #pragma once
 
 #include <Python.h>
 
-#include <exception>
 #include <utility>
 
 namespace git_utils {
 
 // Thrown after an API call has failed: the exception itself stays the interpreter's raised one.
 struct PythonError {};
-
-// Destroys an object later: a finaliser that runs while a C++ exception passes could not itself be
-// unwound, which happens to a daemon thread that the finalising interpreter stops.
-void postpone(PyObject* object);
-// Destroys what has been postponed; for whoever catches PythonError to do first.
-void destroy_postponed();
 
 class Ref {
 public:
@@ -42,17 +33,12 @@ public:
     }
 
     // A daemon thread that the finalising interpreter unwinds has no thread state any more and
-    // must touch no object; and since a decref can run Python code, which can be unwound so, this
-    // destructor may not be noexcept. Immortal objects need neither the question nor the answer;
+    // must touch no object. Since a decref can run Python code, which can be unwound so, this
+    // destructor may not be noexcept. Immortal objects need neither the question nor the decref;
     // passing them over makes the parsers faster by a tenth.
     ~Ref() noexcept(false) {
-        if (object_ == nullptr || _Py_IsImmortal(object_) ||
-            PyThreadState_GetUnchecked() == nullptr) {
-            return;
-        }
-        if (Py_REFCNT(object_) == 1 && std::uncaught_exceptions() > 0) {
-            postpone(object_);
-        } else {
+        if (object_ != nullptr && !_Py_IsImmortal(object_) &&
+            PyThreadState_GetUnchecked() != nullptr) {
             Py_DECREF(object_);
         }
     }
@@ -66,5 +52,23 @@ private:
 
     PyObject* object_ = nullptr;
 };
+
+// An object that somebody else owns for as long as the call lasts: what functions take. It is made
+// from either kind of reference, so that a call reads like the Python statement that it stands for.
+class Borrowed {
+public:
+    // Conversions are what it is for. NOLINTNEXTLINE(google-explicit-constructor)
+    Borrowed(PyObject* object) : object_(object) {}
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    Borrowed(const Ref& ref) : object_(ref.get()) {}
+
+    [[nodiscard]] PyObject* get() const { return object_; }
+
+private:
+    PyObject* object_;
+};
+
+// left is right
+inline bool is(Borrowed left, Borrowed right) { return left.get() == right.get(); }
 
 }  // namespace git_utils

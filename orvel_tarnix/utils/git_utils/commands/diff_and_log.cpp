@@ -1,84 +1,77 @@
-#include "commands/commands.hpp"
+#include "declarations.hpp"
 
-namespace git_utils::commands {
+namespace git_utils {
 namespace {
 
-void append(const Ref& list, const Ref& item) { check(PyList_Append(list.get(), item.get())); }
-
 // f"{base}...{head}": what head has changed since it left base.
-Ref since_merge_base(PyObject* base, PyObject* head) {
-    const Ref base_text = format(base);
-    const Ref head_text = format(head);
-    return Ref::steal(PyUnicode_FromFormat("%U...%U", base_text.get(), head_text.get()));
+Ref since_merge_base(Borrowed base, Borrowed head) {
+    const Ref base_text = characters_of(base);
+    return composed("%U...%U", base_text, characters_of(head));
 }
 
 // The command of diff_line_spans() without its paths.
-Ref patch_command(const Module& module, PyObject* base, PyObject* head, PyObject* merge_base,
-                  PyObject* diff_filter) {
-    Ref command = list_of_texts({"-c", "core.quotepath=off", "--literal-pathspecs", "diff"});
-    extend(command.get(), module["_PATCH_OPTIONS"_name].get());
-    append(command,
-           Ref::steal(PyUnicode_FromFormat("--diff-filter=%U", format(diff_filter).get())));
+Ref patch_command(const Module& module, Borrowed base, Borrowed head, Borrowed merge_base,
+                  Borrowed diff_filter) {
+    Ref command = list_of({"-c", "core.quotepath=off", "--literal-pathspecs", "diff"});
+    extend(command, module["_PATCH_OPTIONS"_name]);
+    append(command, composed("--diff-filter=%U", characters_of(diff_filter)));
     if (is_true(merge_base)) {
         append(command, since_merge_base(base, head));
     } else {
-        check(PyList_Append(command.get(), base));
-        check(PyList_Append(command.get(), head));
+        append(command, base);
+        append(command, head);
     }
     return command;
 }
 
 // [*command, "--", *batch]
-Ref with_paths(PyObject* command, PyObject* batch) {
-    Ref whole = Ref::steal(PySequence_List(command));
+Ref with_paths(Borrowed command, Borrowed batch) {
+    Ref whole = Ref::steal(PySequence_List(command.get()));
     append(whole, text("--"));
-    extend(whole.get(), batch);
+    extend(whole, batch);
     return whole;
 }
 
 }  // namespace
 
-Ref diff_file_changes(const Module& module, PyObject* repo_root, PyObject* base, PyObject* head) {
+Ref diff_file_changes(const Module& module, Borrowed repo_root, Borrowed base, Borrowed head) {
     const Ref parse = module["parse_file_changes"_name];
     const Ref git_output = module["_git_output"_name];
-    const Ref args = list_of_texts({"diff", "--raw", "--numstat", "-M", "-z", "--no-textconv"});
+    const Ref args = list_of({"diff", "--raw", "--numstat", "-M", "-z", "--no-textconv"});
     append(args, since_merge_base(base, head));
-    return call(parse.get(), call(git_output.get(), repo_root, args.get()).get());
+    return call(parse, call(git_output, repo_root, args));
 }
 
-Ref log_commit_changes(const Module& module, PyObject* repo_root, PyObject* since, PyObject* ref,
-                       PyObject* max_commits) {
-    const Ref moment = format(since, text("%Y-%m-%d %H:%M:%S").get());
-    const Ref most = format(max_commits);
-    const Ref args = list_of_texts({"log"});
-    append(args, Ref::steal(PyUnicode_FromFormat("--since=%U", moment.get())));
-    append(args, Ref::steal(PyUnicode_FromFormat("--max-count=%U", most.get())));
-    extend(args.get(), list_of_texts({"--no-show-signature", "--format=%x1e%ct", "--raw",
-                                      "--numstat", "-M", "-z"})
-                           .get());
-    if (ref != Py_None) {
-        check(PyList_Append(args.get(), ref));
+Ref log_commit_changes(const Module& module, Borrowed repo_root, Borrowed since, Borrowed ref,
+                       Borrowed max_commits) {
+    const Ref args = list_of({"log"});
+    append(args, composed("--since=%U", format(since, text("%Y-%m-%d %H:%M:%S"))));
+    append(args, composed("--max-count=%U", format(max_commits)));
+    extend(args,
+           list_of({"--no-show-signature", "--format=%x1e%ct", "--raw", "--numstat", "-M", "-z"}));
+    if (!is(ref, Py_None)) {
+        append(args, ref);
     }
     const Ref parse = module["parse_commit_changes"_name];
-    const Ref output = call(module["_git_output"_name].get(), repo_root, args.get());
-    return call(parse.get(), output.get());
+    const Ref git_output = module["_git_output"_name];
+    return call(parse, call(git_output, repo_root, args));
 }
 
-Ref diff_line_spans(const Module& module, PyObject* repo_root, PyObject* base, PyObject* head,
-                    PyObject* merge_base, PyObject* paths, PyObject* diff_filter) {
-    Ref spans = Ref::steal(PyDict_New());
+Ref diff_line_spans(const Module& module, Borrowed repo_root, Borrowed base, Borrowed head,
+                    Borrowed merge_base, Borrowed paths, Borrowed diff_filter) {
+    Ref spans = empty_dict();
     const Ref command = patch_command(module, base, head, merge_base, diff_filter);
-    const Ref batches = is_true(paths) ? call(module["_path_batches"_name].get(), paths)
-                                       : list_of({Ref::steal(PyList_New(0)).get()});
-    const Ref iterator = Ref::steal(PyObject_GetIter(batches.get()));
-    while (const Ref batch = next(iterator.get())) {
+    const Ref batches =
+        is_true(paths) ? call(module["_path_batches"_name], paths) : tuple_of(empty_list());
+    const Ref iterator = iterate(batches);
+    while (const Ref batch = next(iterator)) {
         const Ref git_output = module["_git_output"_name];
-        const Ref args = is_true(batch) ? with_paths(command.get(), batch.get()) : command;
-        const Ref patch = call(git_output.get(), repo_root, args.get());
-        const Ref found = call(module["parse_line_spans"_name].get(), patch.get());
-        module.call_method(spans.get(), "update"_name, found.get());
+        const Ref args = is_true(batch) ? with_paths(command, batch) : command;
+        const Ref patch = call(git_output, repo_root, args);
+        const Ref found = call(module["parse_line_spans"_name], patch);
+        module.call_method(spans, "update"_name, found);
     }
     return spans;
 }
 
-}  // namespace git_utils::commands
+}  // namespace git_utils

@@ -1,71 +1,88 @@
-#include "commands/commands.hpp"
+#include "declarations.hpp"
 
-namespace git_utils::commands {
+namespace git_utils {
 namespace {
 
+// Puts paths into batches, a new one whenever the last one is full.
+class Batches {
+public:
+    Batches() { begin_batch(); }
+
+    void begin_batch() {
+        batch_ = empty_list();
+        append(batches_, batch_);
+    }
+    void add(Borrowed path) { append(batch_, path); }
+
+    [[nodiscard]] bool has_open_batch() const { return PyList_GET_SIZE(batch_.get()) > 0; }
+    [[nodiscard]] Ref batches() const { return batches_; }
+
+private:
+    Ref batches_ = empty_list();
+    Ref batch_;
+};
+
 // The batches of a plain list or tuple of plain texts; nothing when it declines.
-Ref batch_texts(PyObject* paths, PyObject* limit) {
+Ref batches_natively(const Module& module, Borrowed paths) {
+    const Ref limit = module.find("_MAX_PATHSPEC_CHARS"_name);
+    if (!(PyList_CheckExact(paths.get()) || PyTuple_CheckExact(paths.get())) || !limit ||
+        !PyLong_CheckExact(limit.get())) {
+        return {};
+    }
     int overflow = 0;
-    const long long most = PyLong_AsLongLongAndOverflow(limit, &overflow);
+    const long long most = PyLong_AsLongLongAndOverflow(limit.get(), &overflow);
     if (overflow != 0) {
         return {};
     }
-    Ref batches = Ref::steal(PyList_New(0));
-    Ref batch = Ref::steal(PyList_New(0));
-    check(PyList_Append(batches.get(), batch.get()));
+    Batches batches;
     long long length = 0;
-    const Ref iterator = Ref::steal(PyObject_GetIter(paths));
-    while (const Ref path = next(iterator.get())) {
+    const Ref iterator = iterate(paths);
+    while (const Ref path = next(iterator)) {
         if (!PyUnicode_CheckExact(path.get())) {
             return {};
         }
         const long long taken = PyUnicode_GET_LENGTH(path.get()) + 1;
-        if (PyList_GET_SIZE(batch.get()) > 0 && length + taken > most) {
-            batch = Ref::steal(PyList_New(0));
-            check(PyList_Append(batches.get(), batch.get()));
+        if (batches.has_open_batch() && length + taken > most) {
+            batches.begin_batch();
             length = 0;
         }
-        check(PyList_Append(batch.get(), path.get()));
+        batches.add(path);
         length += taken;
     }
-    return batches;
+    return batches.batches();
 }
 
 // length + len(path) + 1
-Ref longer_by(const Ref& length, PyObject* path) {
-    const Ref taken = Ref::steal(PyLong_FromSsize_t(check(PyObject_Size(path))));
-    const Ref sum = Ref::steal(PyNumber_Add(length.get(), taken.get()));
-    return Ref::steal(PyNumber_Add(sum.get(), Ref::steal(PyLong_FromLong(1)).get()));
+Ref longer_by(Borrowed length, Borrowed path) {
+    const Ref taken = integer(git_utils::length(path));
+    return add(add(length, taken), integer(1));
+}
+
+Ref batches_in_general(const Module& module, Borrowed paths) {
+    Batches batches;
+    Ref length = integer(0);
+    const Ref iterator = iterate(paths);
+    while (const Ref path = next(iterator)) {
+        if (batches.has_open_batch()) {
+            const Ref longer = longer_by(length, path);
+            if (compare(longer, module["_MAX_PATHSPEC_CHARS"_name], Py_GT)) {
+                batches.begin_batch();
+                length = integer(0);
+            }
+        }
+        batches.add(path);
+        length = longer_by(length, path);
+    }
+    return batches.batches();
 }
 
 }  // namespace
 
-Ref _path_batches(const Module& module, PyObject* paths) {
-    if (PyList_CheckExact(paths) || PyTuple_CheckExact(paths)) {
-        const Ref limit = module.find("_MAX_PATHSPEC_CHARS"_name);
-        if (limit && PyLong_CheckExact(limit.get())) {
-            if (Ref batches = batch_texts(paths, limit.get())) {
-                return batches;
-            }
-        }
+Ref _path_batches(const Module& module, Borrowed paths) {
+    if (Ref batches = batches_natively(module, paths)) {
+        return batches;
     }
-    Ref batches = Ref::steal(PyList_New(0));
-    Ref batch = Ref::steal(PyList_New(0));
-    check(PyList_Append(batches.get(), batch.get()));
-    Ref length = Ref::steal(PyLong_FromLong(0));
-    const Ref iterator = Ref::steal(PyObject_GetIter(paths));
-    while (const Ref path = next(iterator.get())) {
-        if (PyList_GET_SIZE(batch.get()) > 0 &&
-            compare(longer_by(length, path.get()).get(), module["_MAX_PATHSPEC_CHARS"_name].get(),
-                    Py_GT)) {
-            batch = Ref::steal(PyList_New(0));
-            check(PyList_Append(batches.get(), batch.get()));
-            length = Ref::steal(PyLong_FromLong(0));
-        }
-        check(PyList_Append(batch.get(), path.get()));
-        length = longer_by(length, path.get());
-    }
-    return batches;
+    return batches_in_general(module, paths);
 }
 
-}  // namespace git_utils::commands
+}  // namespace git_utils

@@ -1,94 +1,91 @@
-#include "parsing/file_changes.hpp"
+// Reading git's stream of raw and numstat records: what the Python statements do.
+#include "capi/records.hpp"
+#include "declarations.hpp"
+#include "parsing/native_ways.hpp"
 
-#include "parsing/parsing.hpp"
-#include "text/units.hpp"
-
-namespace git_utils::parsing {
+namespace git_utils {
 namespace {
 
-// The general way: the two maps, and one cursor over the tokens.
+// The two maps, and one cursor over the tokens.
 class StreamReading {
 public:
-    StreamReading(const Module& module, PyObject* tokens)
+    StreamReading(const Module& module, Borrowed tokens)
         : module_(module),
-          cursor_(Ref::steal(PyObject_GetIter(tokens))),
-          statuses_(Ref::steal(PyDict_New())),
-          counts_(Ref::steal(PyDict_New())) {}
+          cursor_(iterate(tokens)),
+          statuses_(empty_dict()),
+          counts_(empty_dict()) {}
 
     void read() {
-        while (const Ref token = next(cursor_.get())) {
-            const Ref record = module_.call_method(token.get(), "lstrip"_name, text("\n").get());
-            if (is_true(module_.call_method(record.get(), "startswith"_name, text(":").get()))) {
-                read_raw(record.get());
+        while (const Ref token = next(cursor_)) {
+            const Ref record = module_.call_method(token, "lstrip"_name, text("\n"));
+            if (is_true(module_.call_method(record, "startswith"_name, text(":")))) {
+                read_raw(record);
             } else {
-                read_numstat(record.get());
+                read_numstat(record);
             }
         }
     }
 
+    // for path, (status, old_path) in statuses.items(): ...
+    // with the errors of such a loop for whoever gets hold of the map and changes it meanwhile. The
+    // interpreter's iterator over items crashes when it is made without memory; these two do not.
     [[nodiscard]] Ref changes() const {
-        Ref changes = Ref::steal(PyList_New(0));
-        const Ref zero = Ref::steal(PyLong_FromLong(0));
-        const Ref uncounted = Ref::steal(PyTuple_Pack(2, zero.get(), zero.get()));
-        PyObject* path = nullptr;
-        PyObject* entry = nullptr;
-        for (Py_ssize_t i = 0; PyDict_Next(statuses_.get(), &i, &path, &entry);) {
-            PyObject* found = PyDict_GetItemWithError(counts_.get(), path);
-            check(found == nullptr && PyErr_Occurred() != nullptr ? -1 : 0);
-            PyObject* counts = found == nullptr ? uncounted.get() : found;
+        Ref changes = empty_list();
+        const Ref zero = integer(0);
+        const Ref uncounted = tuple_of(zero, zero);
+        const Ref paths = iterate(statuses_);
+        const Ref entries = iterate(module_.call_method(statuses_, "values"_name));
+        while (true) {
+            const Ref path = next(paths);
+            const Ref entry = next(entries);
+            if (!path || !entry) {
+                return changes;
+            }
+            const Ref found = find_item(counts_, path);
+            const Ref counts = found ? found : uncounted;
             const Ref type = module_["FileChange"_name];
-            const Ref change =
-                construct(module_, "FileChange"_name, type.get(), file_change_fields, path,
-                          PyTuple_GET_ITEM(entry, 0), PyTuple_GET_ITEM(counts, 0),
-                          PyTuple_GET_ITEM(counts, 1), PyTuple_GET_ITEM(entry, 1));
-            check(PyList_Append(changes.get(), change.get()));
+            append(changes, construct(module_, type,
+                                      FileChange{.path = path,
+                                                 .status = PyTuple_GET_ITEM(entry.get(), 0),
+                                                 .additions = PyTuple_GET_ITEM(counts.get(), 0),
+                                                 .deletions = PyTuple_GET_ITEM(counts.get(), 1),
+                                                 .old_path = PyTuple_GET_ITEM(entry.get(), 1)}));
         }
-        return changes;
     }
 
 private:
     // next(cursor, "")
     Ref next_path() const {
-        const Ref token = next(cursor_.get());
+        const Ref token = next(cursor_);
         return token ? token : text("");
     }
 
-    void read_raw(PyObject* record) {
-        const Ref parts = module_.call_method(record, "rpartition"_name, text(" ").get());
-        const Ref letter = slice(item(parts.get(), 2).get(), 0, 1);
-        const Ref two_path_letters = module_["_TWO_PATH_LETTERS"_name];
-        const bool two_paths =
-            check(PySequence_Contains(two_path_letters.get(), letter.get())) != 0;
-        const Ref old_path = two_paths ? next_path() : Ref::borrow(Py_None);
+    void read_raw(Borrowed record) {
+        const Ref parts = module_.call_method(record, "rpartition"_name, text(" "));
+        const Ref letter = slice(item(parts, 2), 0, 1);
+        const bool has_two_paths = contains(module_["_TWO_PATH_LETTERS"_name], letter);
+        const Ref old_path = has_two_paths ? next_path() : none();
         const Ref path = next_path();
         if (is_true(path)) {
-            const Ref status =
-                module_.call_method(module_["_STATUS_BY_LETTER"_name].get(), "get"_name,
-                                    letter.get(), module_.name("modified"_name));
-            store(statuses_, path, status, old_path);
+            const Ref status = module_.call_method(module_["_STATUS_BY_LETTER"_name], "get"_name,
+                                                   letter, module_.name("modified"_name));
+            set_item(statuses_, path, tuple_of(status, old_path));
         }
     }
 
-    void read_numstat(PyObject* record) {
-        const Ref most = Ref::steal(PyLong_FromLong(2));
-        const Ref fields = module_.call_method(record, "split"_name, text("\t").get(), most.get());
-        if (check(PyObject_Size(fields.get())) != 3) {
+    void read_numstat(Borrowed record) {
+        const Ref fields = module_.call_method(record, "split"_name, text("\t"), integer(2));
+        if (length(fields) != 3) {
             return;
         }
-        auto [added, deleted, path] = unpack_three(fields.get());
+        auto [added, deleted, path] = unpack_three(fields);
         if (!is_true(path)) {
             next_path();
             path = next_path();
         }
-        const Ref additions = call(module_["_line_count"_name].get(), added.get());
-        const Ref deletions = call(module_["_line_count"_name].get(), deleted.get());
-        store(counts_, path, additions, deletions);
-    }
-
-    // map[path] = (first, second)
-    static void store(const Ref& map, const Ref& path, const Ref& first, const Ref& second) {
-        const Ref pair = Ref::steal(PyTuple_Pack(2, first.get(), second.get()));
-        check(PyDict_SetItem(map.get(), path.get(), pair.get()));
+        const Ref additions = call(module_["_line_count"_name], added);
+        const Ref deletions = call(module_["_line_count"_name], deleted);
+        set_item(counts_, path, tuple_of(additions, deletions));
     }
 
     const Module& module_;
@@ -99,90 +96,25 @@ private:
 
 }  // namespace
 
-bool file_changes_are_own(const Module& module) {
-    const Ref statuses = module.find("_STATUS_BY_LETTER"_name);
-    return module.is_own("_file_changes"_name) && module.is_own("_line_count"_name) &&
-           module.is_own("_TWO_PATH_LETTERS"_name) && module.is_own("FileChange"_name) &&
-           statuses && PyDict_CheckExact(statuses.get());
-}
-
-FileChangeReader::FileChangeReader(const Module& module)
-    : module_(module),
-      fill_(module, module["FileChange"_name].get(), file_change_fields),
-      statuses_(module["_STATUS_BY_LETTER"_name]) {}
-
-PyObject* FileChangeReader::status_of(char letter) {
-    if (!status_ || letter != letter_) {
-        const Ref key = letter == 0 ? text("") : Ref::steal(PyUnicode_FromOrdinal(letter));
-        PyObject* found = nullptr;
-        check(PyDict_GetItemRef(statuses_.get(), key.get(), &found));
-        status_ = found == nullptr ? Ref::borrow(module_.name("modified"_name)) : Ref::steal(found);
-        letter_ = letter;
-    }
-    return status_.get();
-}
-
-template <class Unit>
-Ref FileChangeReader::read(ChangeScanner<Unit>& scanner) {
-    const auto count = static_cast<Py_ssize_t>(scanner.count());
-    const Ref changes = Ref::steal(PyTuple_New(count));
-    ScannedFile<Unit> file;
-    for (Py_ssize_t index = 0; index < count; ++index) {
-        if (scanner.next(file) != Verdict::yes) {
-            return {};
-        }
-        const Ref path = to_str(file.path);
-        const Ref additions = Ref::steal(PyLong_FromLongLong(file.additions));
-        const Ref deletions = Ref::steal(PyLong_FromLongLong(file.deletions));
-        const Ref old_path =
-            names_two_paths(file.letter) ? to_str(file.old_path) : Ref::borrow(Py_None);
-        Ref change = fill_(path.get(), status_of(file.letter), additions.get(), deletions.get(),
-                           old_path.get());
-        PyTuple_SET_ITEM(changes.get(), index, change.release());
-    }
-    return scanner.next(file) == Verdict::no ? changes : Ref();
-}
-
-template Ref FileChangeReader::read(ChangeScanner<Py_UCS1>&);
-template Ref FileChangeReader::read(ChangeScanner<Py_UCS2>&);
-template Ref FileChangeReader::read(ChangeScanner<Py_UCS4>&);
-
-Ref parse_file_changes(const Module& module, PyObject* output) {
-    if (PyUnicode_CheckExact(output) && file_changes_are_own(module)) {
-        const Ref changes = with_text(output, [&](auto units) {
-            ChangeScanner scanner{TokenStream(units)};
-            return FileChangeReader(module).read(scanner);
-        });
-        if (changes) {
-            return Ref::steal(PySequence_List(changes.get()));
-        }
+Ref parse_file_changes(const Module& module, Borrowed output) {
+    if (Ref changes = parsing::file_changes_natively(module, output)) {
+        return changes;
     }
     const Ref file_changes = module["_file_changes"_name];
-    const Ref separator = Ref::steal(PyUnicode_FromStringAndSize("\0", 1));
-    const Ref tokens = module.call_method(output, "split"_name, separator.get());
-    return call(file_changes.get(), tokens.get());
+    return call(file_changes, module.call_method(output, "split"_name, text({"\0", 1})));
 }
 
-Ref _file_changes(const Module& module, PyObject* tokens) {
+Ref _file_changes(const Module& module, Borrowed tokens) {
     StreamReading reading(module, tokens);
     reading.read();
     return reading.changes();
 }
 
-Ref _line_count(const Module& module, PyObject* field) {
-    if (PyUnicode_CheckExact(field)) {
-        const Ref count = with_text(field, [](auto units) {
-            std::int64_t lines = 0;
-            return read_count(units, lines) ? Ref::steal(PyLong_FromLongLong(lines)) : Ref();
-        });
-        if (count) {
-            return count;
-        }
+Ref _line_count(const Module& module, Borrowed field) {
+    if (Ref count = parsing::line_count_natively(module, field)) {
+        return count;
     }
-    if (!is_true(module.call_method(field, "isdigit"_name))) {
-        return Ref::steal(PyLong_FromLong(0));
-    }
-    return Ref::steal(PyNumber_Long(field));
+    return is_true(module.call_method(field, "isdigit"_name)) ? as_integer(field) : integer(0);
 }
 
-}  // namespace git_utils::parsing
+}  // namespace git_utils

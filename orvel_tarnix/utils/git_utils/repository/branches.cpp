@@ -1,12 +1,11 @@
-#include <algorithm>
 #include <array>
 #include <string_view>
 
-#include "repository/repository.hpp"
-#include "text/scan.hpp"
-#include "text/units.hpp"
+#include "declarations.hpp"
+#include "natively.hpp"
+#include "parsing/native/scan.hpp"
 
-namespace git_utils::repository {
+namespace git_utils {
 namespace {
 
 constexpr std::array<std::string_view, 4> ref_prefixes = {"refs/heads/", "refs/remotes/",
@@ -15,7 +14,7 @@ constexpr std::size_t max_directory_name = 100;
 
 // The name without white space around it and without what precedes its short form.
 template <class Unit>
-Units<Unit> short_form(Units<Unit> name) {
+Ref short_form(Units<Unit> name) {
     while (!name.empty() && Py_UNICODE_ISSPACE(name.front())) {
         name = name.subspan(1);
     }
@@ -31,18 +30,16 @@ Units<Unit> short_form(Units<Unit> name) {
             }
         }
     }
-    return name;
+    return to_str(name);
 }
 
-// The same of an object that is no plain str.
-Ref short_form(const Module& module, PyObject* name) {
+Ref short_form_in_general(const Module& module, Borrowed name) {
     Ref rest = module.call_method(name, "strip"_name);
     for (bool changed = true; changed;) {
         changed = false;
         for (const std::string_view prefix : ref_prefixes) {
-            if (is_true(
-                    module.call_method(rest.get(), "startswith"_name, text(prefix.data()).get()))) {
-                rest = slice(rest.get(), static_cast<Py_ssize_t>(prefix.size()), to_the_end);
+            if (is_true(module.call_method(rest, "startswith"_name, text(prefix)))) {
+                rest = slice_from(rest, static_cast<Py_ssize_t>(prefix.size()));
                 changed = true;
             }
         }
@@ -72,64 +69,65 @@ Ref directory_name(Units<Unit> branch) {
     return to_str(Units<Py_UCS4>(name.data(), std::min(size, max_directory_name)));
 }
 
-// The same of an object that is no plain str.
-Ref directory_name(const Module& module, PyObject* branch) {
+Ref directory_name_in_general(const Module& module, Borrowed branch) {
     const Ref underscores = text("__");
-    Ref name = module.call_method(branch, "replace"_name, text("/").get(), underscores.get());
-    name = module.call_method(name.get(), "replace"_name, text("\\").get(), underscores.get());
+    Ref name = module.call_method(branch, "replace"_name, text("/"), underscores);
+    name = module.call_method(name, "replace"_name, text("\\"), underscores);
     const Ref kept = text("-_.");
-    const Ref parts = Ref::steal(PyList_New(0));
-    const Ref characters = Ref::steal(PyObject_GetIter(name.get()));
-    while (const Ref character = next(characters.get())) {
-        const bool keep = is_true(module.call_method(character.get(), "isalnum"_name)) ||
-                          check(PySequence_Contains(kept.get(), character.get())) != 0;
-        check(PyList_Append(parts.get(), keep ? character.get() : text("_").get()));
+    const Ref parts = empty_list();
+    const Ref characters = iterate(name);
+    while (const Ref character = next(characters)) {
+        const bool keep =
+            is_true(module.call_method(character, "isalnum"_name)) || contains(kept, character);
+        append(parts, keep ? character : text("_"));
     }
-    const Ref joined = Ref::steal(PyUnicode_Join(text("").get(), parts.get()));
-    return slice(joined.get(), 0, max_directory_name);
+    return slice(Ref::steal(PyUnicode_Join(text("").get(), parts.get())), 0, max_directory_name);
 }
 
 }  // namespace
 
-Ref resolve_display_branch(const Module& module, PyObject* repo_root) {
-    const Ref args = list_of_texts({"branch", "--show-current"});
-    const Ref result = call(module["run_git_command"_name].get(), repo_root, args.get());
-    const auto [output, errors, code] = unpack_three(result.get());
-    if (equals(code.get(), 0)) {
-        Ref branch = module.call_method(output.get(), "strip"_name);
+Ref resolve_display_branch(const Module& module, Borrowed repo_root) {
+    const Ref run = module["run_git_command"_name];
+    const Ref result = call(run, repo_root, list_of({"branch", "--show-current"}));
+    const auto [output, errors, code] = unpack_three(result);
+    if (equals(code, 0)) {
+        Ref branch = module.call_method(output, "strip"_name);
         if (is_true(branch)) {
             return branch;
         }
     }
-    return Ref::borrow(Py_None);
+    return none();
 }
 
-Ref normalize_branch_name(const Module& module, PyObject* name) {
+Ref normalize_branch_name(const Module& module, Borrowed name) {
     if (!is_true(name)) {
-        return Ref::borrow(Py_None);
+        return none();
     }
-    const Ref rest = PyUnicode_CheckExact(name)
-                         ? with_text(name, [](auto units) { return to_str(short_form(units)); })
-                         : short_form(module, name);
-    return is_true(rest) ? rest : Ref::borrow(Py_None);
+    Ref rest = natively<uses::nothing>(module, name, [](auto units) { return short_form(units); });
+    if (!rest) {
+        rest = short_form_in_general(module, name);
+    }
+    return is_true(rest) ? rest : none();
 }
 
-Ref sanitize_branch_name(const Module& module, PyObject* branch) {
-    const Ref name = PyUnicode_CheckExact(branch)
-                         ? with_text(branch, [](auto units) { return directory_name(units); })
-                         : directory_name(module, branch);
+Ref sanitize_branch_name(const Module& module, Borrowed branch) {
+    Ref name =
+        natively<uses::nothing>(module, branch, [](auto units) { return directory_name(units); });
+    if (!name) {
+        name = directory_name_in_general(module, branch);
+    }
     return is_true(name) ? name : text("default");
 }
 
-Ref wiki_root(const Module& module, PyObject* repo_root) {
-    const Ref memory = Ref::steal(PyNumber_TrueDivide(repo_root, module.name("memory"_name)));
-    return Ref::steal(PyNumber_TrueDivide(memory.get(), module.name("lore-book"_name)));
+Ref wiki_root(const Module& module, Borrowed repo_root) {
+    const Ref memory = divide(repo_root, module.name("memory"_name));
+    return divide(memory, module.name("lore-book"_name));
 }
 
-Ref wiki_directory(const Module& module, PyObject* repo_root, PyObject* branch) {
-    const Ref root = call(module["wiki_root"_name].get(), repo_root);
-    const Ref name = call(module["sanitize_branch_name"_name].get(), branch);
-    return Ref::steal(PyNumber_TrueDivide(root.get(), name.get()));
+Ref wiki_directory(const Module& module, Borrowed repo_root, Borrowed branch) {
+    const Ref root = call(module["wiki_root"_name], repo_root);
+    const Ref name = call(module["sanitize_branch_name"_name], branch);
+    return divide(root, name);
 }
 
-}  // namespace git_utils::repository
+}  // namespace git_utils

@@ -1,100 +1,95 @@
-#include "repository/repository.hpp"
+#include "declarations.hpp"
 
-namespace git_utils::repository {
+namespace git_utils {
 namespace {
 
 struct Answer {
     Ref output;
-    bool succeeded;
+    Ref code;
 };
 
-Answer ask_git(const Module& module, PyObject* repo_root, PyObject* args) {
-    const Ref result = call(module["run_git_command"_name].get(), repo_root, args);
-    auto [output, errors, code] = unpack_three(result.get());
-    return {std::move(output), equals(code.get(), 0)};
+Answer ask_git(const Module& module, Borrowed repo_root, Borrowed args) {
+    const Ref result = call(module["run_git_command"_name], repo_root, args);
+    auto [output, errors, code] = unpack_three(result);
+    return {std::move(output), std::move(code)};
 }
 
 // What git printed without the white space around it, or None when it failed or printed none.
-Ref printed_or_none(const Module& module, PyObject* repo_root, PyObject* args) {
+Ref printed_or_none(const Module& module, Borrowed repo_root, Borrowed args) {
     const Answer answer = ask_git(module, repo_root, args);
-    const Ref printed = module.call_method(answer.output.get(), "strip"_name);
-    return answer.succeeded && is_true(printed) ? printed : Ref::borrow(Py_None);
+    const Ref printed = module.call_method(answer.output, "strip"_name);
+    return equals(answer.code, 0) && is_true(printed) ? printed : none();
 }
 
-bool verifies(const Module& module, PyObject* repo_root, PyObject* revision) {
-    const Ref args = list_of_texts({"rev-parse", "--verify"});
-    check(PyList_Append(args.get(), revision));
-    return ask_git(module, repo_root, args.get()).succeeded;
+bool verifies(const Module& module, Borrowed repo_root, Borrowed revision) {
+    const Ref args = list_of({"rev-parse", "--verify"});
+    append(args, revision);
+    return equals(ask_git(module, repo_root, args).code, 0);
 }
 
 }  // namespace
 
-Ref get_head_commit(const Module& module, PyObject* repo_root, PyObject* is_short) {
-    const Ref args = is_true(is_short) ? list_of_texts({"rev-parse", "--short", "HEAD"})
-                                       : list_of_texts({"rev-parse", "HEAD"});
-    return printed_or_none(module, repo_root, args.get());
+Ref get_head_commit(const Module& module, Borrowed repo_root, Borrowed short_) {
+    const Ref args = is_true(short_) ? list_of({"rev-parse", "--short", "HEAD"})
+                                     : list_of({"rev-parse", "HEAD"});
+    return printed_or_none(module, repo_root, args);
 }
 
-Ref get_default_branch(const Module& module, PyObject* repo_root) {
-    const Ref args = list_of_texts({"symbolic-ref", "refs/remotes/origin/HEAD"});
-    const Answer remote_head = ask_git(module, repo_root, args.get());
-    if (remote_head.succeeded) {
-        const Ref ref = module.call_method(remote_head.output.get(), "strip"_name);
+Ref get_default_branch(const Module& module, Borrowed repo_root) {
+    const Ref args = list_of({"symbolic-ref", "refs/remotes/origin/HEAD"});
+    const Answer remote_head = ask_git(module, repo_root, args);
+    if (equals(remote_head.code, 0)) {
+        const Ref ref = module.call_method(remote_head.output, "strip"_name);
         if (is_true(ref)) {
-            return module.call_method(ref.get(), "removeprefix"_name,
-                                      text("refs/remotes/origin/").get());
+            return module.call_method(ref, "removeprefix"_name, text("refs/remotes/origin/"));
         }
     }
     for (const char* name : {"main", "master"}) {
         Ref branch = text(name);
-        if (verifies(module, repo_root, branch.get())) {
+        if (verifies(module, repo_root, branch)) {
             return branch;
         }
     }
     return text("main");
 }
 
-Ref branch_exists(const Module& module, PyObject* repo_root, PyObject* branch) {
+Ref branch_exists(const Module& module, Borrowed repo_root, Borrowed branch) {
     if (verifies(module, repo_root, branch)) {
-        return Ref::borrow(Py_True);
+        return boolean(true);
     }
-    const Ref remote = text("origin/");
-    if (is_true(module.call_method(branch, "startswith"_name, remote.get()))) {
-        return Ref::borrow(Py_False);
+    if (is_true(module.call_method(branch, "startswith"_name, text("origin/")))) {
+        return boolean(false);
     }
-    const Ref tracked =
-        Ref::steal(PyUnicode_FromFormat("%U%U", remote.get(), format(branch).get()));
-    return Ref::borrow(verifies(module, repo_root, tracked.get()) ? Py_True : Py_False);
+    const Ref tracked = composed("origin/%U", characters_of(branch));
+    return boolean(verifies(module, repo_root, tracked));
 }
 
-Ref resolve_commit(const Module& module, PyObject* repo_root, PyObject* name) {
-    if (!is_true(name) || is_true(module.call_method(name, "startswith"_name, text("-").get()))) {
-        return Ref::borrow(Py_None);
+Ref resolve_commit(const Module& module, Borrowed repo_root, Borrowed name) {
+    if (!is_true(name) || is_true(module.call_method(name, "startswith"_name, text("-")))) {
+        return none();
     }
-    const Ref args = list_of_texts({"rev-parse", "--verify", "--quiet"});
-    const Ref revision = Ref::steal(PyUnicode_FromFormat("%U^{commit}", format(name).get()));
-    check(PyList_Append(args.get(), revision.get()));
-    return printed_or_none(module, repo_root, args.get());
+    const Ref args = list_of({"rev-parse", "--verify", "--quiet"});
+    append(args, composed("%U^{commit}", characters_of(name)));
+    return printed_or_none(module, repo_root, args);
 }
 
-Ref count_commits(const Module& module, PyObject* repo_root, PyObject* base, PyObject* head) {
+Ref count_commits(const Module& module, Borrowed repo_root, Borrowed base, Borrowed head) {
     const Ref git_output = module["_git_output"_name];
-    const Ref args = list_of_texts({"rev-list", "--count"});
-    const Ref range =
-        Ref::steal(PyUnicode_FromFormat("%U..%U", format(base).get(), format(head).get()));
-    check(PyList_Append(args.get(), range.get()));
-    const Ref output = call(git_output.get(), repo_root, args.get());
-    const Ref count = module.call_method(output.get(), "strip"_name);
-    return is_true(count) ? Ref::steal(PyNumber_Long(count.get())) : Ref::steal(PyLong_FromLong(0));
+    const Ref args = list_of({"rev-list", "--count"});
+    const Ref base_text = characters_of(base);
+    append(args, composed("%U..%U", base_text, characters_of(head)));
+    const Ref output = call(git_output, repo_root, args);
+    const Ref count = module.call_method(output, "strip"_name);
+    return is_true(count) ? as_integer(count) : integer(0);
 }
 
-Ref commit_before(const Module& module, PyObject* repo_root, PyObject* ref, PyObject* moment) {
-    const Ref written = format(moment, text("%Y-%m-%d %H:%M:%S").get());
-    const Ref before = Ref::steal(PyUnicode_FromFormat("--before=%U", written.get()));
-    const Ref args = list_of({text("rev-list").get(), text("-1").get(), before.get(), ref});
-    const Ref output = call(module["_git_output"_name].get(), repo_root, args.get());
-    const Ref commit = module.call_method(output.get(), "strip"_name);
-    return is_true(commit) ? commit : Ref::borrow(Py_None);
+Ref commit_before(const Module& module, Borrowed repo_root, Borrowed ref, Borrowed moment) {
+    const Ref args = list_of({"rev-list", "-1"});
+    append(args, composed("--before=%U", format(moment, text("%Y-%m-%d %H:%M:%S"))));
+    append(args, ref);
+    const Ref output = call(module["_git_output"_name], repo_root, args);
+    const Ref commit = module.call_method(output, "strip"_name);
+    return is_true(commit) ? commit : none();
 }
 
-}  // namespace git_utils::repository
+}  // namespace git_utils

@@ -1,54 +1,45 @@
-#include "runner/runner.hpp"
-
+#include "declarations.hpp"
 #include "runner/launch.hpp"
 
-namespace git_utils::runner {
+namespace git_utils {
 namespace {
 
 // The result of a run that never came to an exit status of git's own.
-Ref failed_launch(const char* message) {
-    return Ref::steal(Py_BuildValue("(ssi)", "", message, 1));
-}
+Ref failed_launch(const char* message) { return tuple_of(text(""), text(message), integer(1)); }
 
-bool is_failure(PyObject* code) {
-    return compare(code, Ref::steal(PyLong_FromLong(0)).get(), Py_NE);
-}
-
-void log_failure(const Module& module, PyObject* args, PyObject* result) {
-    const Ref debug = module.attribute(module["logger"_name].get(), "debug"_name);
+void log_failure(const Module& module, Borrowed args, Borrowed result) {
+    const Ref debug = module.attribute(module["logger"_name], "debug"_name);
     const Ref code = module.attribute(result, "returncode"_name);
     const Ref errors = module.attribute(result, "stderr"_name);
-    call(debug.get(), text("git command failed: args=%s rc=%s stderr=%s").get(), args, code.get(),
-         module.call_method(errors.get(), "strip"_name).get());
+    call(debug, text("git command failed: args=%s rc=%s stderr=%s"), args, code,
+         module.call_method(errors, "strip"_name));
 }
 
-template <class... Values>
-void warn(const Module& module, const char* message, Values... values) {
-    const Ref warning = module.attribute(module["logger"_name].get(), "warning"_name);
-    call(warning.get(), text(message).get(), values...);
+template <Object... Values>
+void warn(const Module& module, const char* message, const Values&... values) {
+    const Ref warning = module.attribute(module["logger"_name], "warning"_name);
+    call(warning, text(message), values...);
 }
 
-Ref run(const Module& module, PyObject* repo_root, PyObject* args, PyObject* timeout) {
-    const Ref result = launch(module, repo_root, args, timeout);
-    if (is_failure(module.attribute(result.get(), "returncode"_name).get())) {
-        log_failure(module, args, result.get());
+Ref run(const Module& module, Borrowed repo_root, Borrowed args, Borrowed timeout) {
+    const Ref result = runner::launch(module, repo_root, args, timeout);
+    if (differs(module.attribute(result, "returncode"_name), 0)) {
+        log_failure(module, args, result);
     }
-    const Ref output = module.attribute(result.get(), "stdout"_name);
-    const Ref errors = module.attribute(result.get(), "stderr"_name);
-    const Ref code = module.attribute(result.get(), "returncode"_name);
-    return Ref::steal(PyTuple_Pack(3, output.get(), errors.get(), code.get()));
+    const Ref output = module.attribute(result, "stdout"_name);
+    const Ref errors = module.attribute(result, "stderr"_name);
+    return tuple_of(output, errors, module.attribute(result, "returncode"_name));
 }
 
 }  // namespace
 
-Ref run_git_command(const Module& module, PyObject* repo_root, PyObject* args, PyObject* timeout) {
+Ref run_git_command(const Module& module, Borrowed repo_root, Borrowed args, Borrowed timeout) {
     try {
         return run(module, repo_root, args, timeout);
     } catch (const PythonError&) {
         HandledException error;
-        const Ref expired =
-            module.attribute(module["subprocess"_name].get(), "TimeoutExpired"_name);
-        if (error.matches(expired.get())) {
+        const Ref subprocess = module["subprocess"_name];
+        if (error.matches(module.attribute(subprocess, "TimeoutExpired"_name))) {
             warn(module, "git command timed out after %ss: args=%s", timeout, args);
             return failed_launch("Command timed out");
         }
@@ -60,18 +51,18 @@ Ref run_git_command(const Module& module, PyObject* repo_root, PyObject* args, P
     }
 }
 
-Ref _git_output(const Module& module, PyObject* repo_root, PyObject* args) {
-    const Ref result = call(module["run_git_command"_name].get(), repo_root, args);
-    const auto [output, errors, code] = unpack_three(result.get());
-    if (!is_failure(code.get())) {
+Ref _git_output(const Module& module, Borrowed repo_root, Borrowed args) {
+    const Ref result = call(module["run_git_command"_name], repo_root, args);
+    const auto [output, errors, code] = unpack_three(result);
+    if (!differs(code, 0)) {
         return output;
     }
     const Ref error_type = module["GitError"_name];
-    Ref message = module.call_method(errors.get(), "strip"_name);
+    Ref message = module.call_method(errors, "strip"_name);
     if (!is_true(message)) {
-        message = Ref::steal(PyUnicode_FromFormat("git exited with code %S", code.get()));
+        message = composed("git exited with code %S", code);
     }
-    raise(call(error_type.get(), message.get()));
+    raise(call(error_type, message));
 }
 
-}  // namespace git_utils::runner
+}  // namespace git_utils

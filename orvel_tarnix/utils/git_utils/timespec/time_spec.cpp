@@ -1,9 +1,8 @@
-#include "timespec/timespec.hpp"
+#include "declarations.hpp"
+#include "natively.hpp"
+#include "timespec/relative_spec.hpp"
 
-#include "text/scan.hpp"
-#include "text/units.hpp"
-
-namespace git_utils::timespec {
+namespace git_utils {
 namespace {
 
 // A relative spec: either read natively, or what _RELATIVE_SPEC has matched, not yet taken apart.
@@ -14,77 +13,62 @@ struct RelativeSpec {
     Ref match;
 };
 
-// Recognises what `(\d+)([mhdw])` matches as a whole, for it is what most specs look like: the
-// pattern's own match takes a third of the time of parsing a spec.
-template <class Unit>
-RelativeSpec read_relative_spec(Units<Unit> spec) {
-    RelativeSpec relative;
-    std::int64_t amount = 0;
-    relative.verdict = read_number(spec, amount);
-    if (relative.verdict == Verdict::yes) {
-        const bool has_unit = spec.size() == 1 && (spec[0] == 'm' || spec[0] == 'h' ||
-                                                   spec[0] == 'd' || spec[0] == 'w');
-        if (!has_unit) {
-            relative.verdict = Verdict::no;
-            return relative;
+// Most specs are of this form, and the pattern's own match takes a third of the time of a parse.
+RelativeSpec relative_spec_natively(const Module& module, Borrowed spec) {
+    return natively<uses::relative_spec>(module, spec, [](auto rest) {
+        RelativeSpec relative;
+        std::int64_t amount = 0;
+        relative.verdict = timespec::read_relative_spec(rest, amount);
+        if (relative.verdict == Verdict::yes) {
+            relative.amount = integer(amount);
+            relative.letter = to_str(rest);
         }
-        relative.amount = Ref::steal(PyLong_FromLongLong(amount));
-        relative.letter = to_str(spec);
-    }
-    return relative;
+        return relative;
+    });
 }
 
-RelativeSpec match_relative_spec(const Module& module, PyObject* spec) {
-    const Ref pattern = module["_RELATIVE_SPEC"_name];
-    RelativeSpec relative;
-    if (PyUnicode_CheckExact(spec) && module.is_own("_RELATIVE_SPEC"_name, pattern.get())) {
-        relative = with_text(spec, [](auto units) { return read_relative_spec(units); });
-    }
+RelativeSpec relative_spec(const Module& module, Borrowed spec) {
+    RelativeSpec relative = relative_spec_natively(module, spec);
     if (relative.verdict == Verdict::undecided) {
-        relative.match = module.call_method(pattern.get(), "fullmatch"_name, spec);
+        relative.match = module.call_method(module["_RELATIVE_SPEC"_name], "fullmatch"_name, spec);
+        relative.verdict = is_true(relative.match) ? Verdict::yes : Verdict::no;
     }
     return relative;
 }
 
 // datetime.now() - timedelta(**{unit: amount}); nothing for an amount that is not positive.
 Ref relative_moment(const Module& module, const RelativeSpec& relative) {
-    PyObject* match = relative.match.get();
-    const Ref amount =
-        match == nullptr ? relative.amount : Ref::steal(PyNumber_Long(item(match, 1).get()));
-    if (!compare(amount.get(), Ref::steal(PyLong_FromLong(0)).get(), Py_GT)) {
+    const Ref amount = relative.match ? as_integer(item(relative.match, 1)) : relative.amount;
+    if (!compare(amount, integer(0), Py_GT)) {
         return {};
     }
-    const Ref now = module.call_method(module["datetime"_name].get(), "now"_name);
-    const Ref timedelta = module["timedelta"_name];
     const Ref units = module["_SPEC_UNITS"_name];
-    const Ref letter = match == nullptr ? relative.letter : item(match, 2);
-    const Ref unit = Ref::steal(PyObject_GetItem(units.get(), letter.get()));
-    const Ref keywords = Ref::steal(PyDict_New());
-    check(PyDict_SetItem(keywords.get(), unit.get(), amount.get()));
-    const Ref span =
-        Ref::steal(PyObject_VectorcallDict(timedelta.get(), nullptr, 0, keywords.get()));
-    return Ref::steal(PyNumber_Subtract(now.get(), span.get()));
+    const Ref letter = relative.match ? item(relative.match, 2) : relative.letter;
+    const Ref unit = item(units, letter);
+    const Ref now = module.call_method(module["datetime"_name], "now"_name);
+    const Ref timedelta = module["timedelta"_name];
+    const Ref keywords = empty_dict();
+    set_item(keywords, unit, amount);
+    return subtract(now, call_with(timedelta, tuple_of(), keywords));
 }
 
 // An ISO date or date-time as local wall-clock time.
-Ref iso_moment(const Module& module, PyObject* spec) {
-    Ref moment = module.call_method(module["datetime"_name].get(), "fromisoformat"_name, spec);
-    if (module.attribute(moment.get(), "tzinfo"_name).get() == Py_None) {
+Ref iso_moment(const Module& module, Borrowed spec) {
+    Ref moment = module.call_method(module["datetime"_name], "fromisoformat"_name, spec);
+    if (is(module.attribute(moment, "tzinfo"_name), Py_None)) {
         return moment;
     }
-    const Ref local = module.call_method(moment.get(), "astimezone"_name);
-    const Ref replace = module.attribute(local.get(), "replace"_name);
-    const Ref keywords = Ref::steal(PyDict_New());
-    check(PyDict_SetItem(keywords.get(), module.name("tzinfo"_name), Py_None));
-    return Ref::steal(PyObject_VectorcallDict(replace.get(), nullptr, 0, keywords.get()));
+    const Ref local = module.call_method(moment, "astimezone"_name);
+    const Ref replace = module.attribute(local, "replace"_name);
+    const Ref keywords = empty_dict();
+    set_item(keywords, module.name("tzinfo"_name), Py_None);
+    return call_with(replace, tuple_of(), keywords);
 }
 
 // The moment that the spec names, or nothing when it is in none of the forms.
-Ref moment_of(const Module& module, PyObject* since, PyObject* spec, const RelativeSpec& relative) {
+Ref moment_of(const Module& module, Borrowed since, Borrowed spec, const RelativeSpec& relative) {
     try {
-        const bool is_relative =
-            relative.match ? is_true(relative.match) : relative.verdict == Verdict::yes;
-        if (is_relative) {
+        if (relative.verdict == Verdict::yes) {
             return relative_moment(module, relative);
         }
         if (is_true(spec)) {
@@ -96,9 +80,8 @@ Ref moment_of(const Module& module, PyObject* since, PyObject* spec, const Relat
             return {};
         }
         if (error.matches(PyExc_OverflowError)) {
-            error.raise_from(
-                PyExc_ValueError,
-                Ref::steal(PyUnicode_FromFormat("since %R reaches outside the calendar", since)));
+            error.raise_from(PyExc_ValueError,
+                             composed("since %R reaches outside the calendar", since));
         }
         error.reraise();
     }
@@ -107,14 +90,14 @@ Ref moment_of(const Module& module, PyObject* since, PyObject* spec, const Relat
 
 }  // namespace
 
-Ref parse_time_spec(const Module& module, PyObject* since) {
+Ref parse_time_spec(const Module& module, Borrowed since) {
     const Ref spec = module.call_method(since, "strip"_name);
-    const RelativeSpec relative = match_relative_spec(module, spec.get());
-    if (Ref moment = moment_of(module, since, spec.get(), relative)) {
+    const RelativeSpec relative = relative_spec(module, spec);
+    if (Ref moment = moment_of(module, since, spec, relative)) {
         return moment;
     }
-    const Ref forms = format(module["TIME_SPEC_FORMS"_name].get());
-    raise(PyExc_ValueError, "since must be %U; got %R", forms.get(), since);
+    const Ref forms = characters_of(module["TIME_SPEC_FORMS"_name]);
+    raise(PyExc_ValueError, "since must be %U; got %R", forms.get(), since.get());
 }
 
-}  // namespace git_utils::timespec
+}  // namespace git_utils

@@ -1,9 +1,10 @@
 // Finding things in spans of characters. Scanners know no Python objects and never fail.
+//
+// Nothing in this folder includes the interpreter's header: fuzzers drive it without one.
 #pragma once
 
-#include <Python.h>
-
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <span>
@@ -11,6 +12,7 @@
 
 namespace git_utils {
 
+// Characters in units of one, two or four bytes.
 template <class Unit>
 using Units = std::span<const Unit>;
 
@@ -56,8 +58,8 @@ Units<Unit> without_leading_feeds(Units<Unit> text) {
     return text;
 }
 
-// How far a scanner got with a question that Unicode can make hard.
-enum class Verdict { no, yes, undecided };
+// The answer to a question that Unicode can make hard: then it is for the interpreter.
+enum class Verdict { undecided, no, yes };
 
 // Reads a number of at most 18 ASCII digits from the front of `text` and cuts it off there. More
 // digits, or a character beyond ASCII that might be a digit too, are for the interpreter.

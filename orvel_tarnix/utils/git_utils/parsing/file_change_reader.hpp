@@ -1,16 +1,13 @@
-// The native way of reading file changes, shared by the diff and the log stream.
+// Making the records of the files that a scanner finds.
 #pragma once
 
-#include "capi/module.hpp"
-#include "parsing/change_scanner.hpp"
-#include "parsing/records.hpp"
+#include "capi/inline_values.hpp"
+#include "declarations.hpp"
+#include "parsing/native/change_scanner.hpp"
 
 namespace git_utils::parsing {
 
-// Whether nothing that reading file changes uses has been rebound or replaced.
-bool file_changes_are_own(const Module& module);
-
-// Makes the records of one stream after another.
+// Reads one diff after another: a log has one for each commit.
 class FileChangeReader {
 public:
     explicit FileChangeReader(const Module& module);
@@ -21,10 +18,10 @@ public:
 
 private:
     // _STATUS_BY_LETTER.get(letter, "modified")
-    PyObject* status_of(char letter);
+    Borrowed status_of(char letter);
 
     const Module& module_;
-    RecordFiller<file_change_fields.size()> fill_;
+    RecordFiller<FileChange> fill_;
     Ref statuses_;
     char letter_ = 0;  // that of the file before, which most files share,
     Ref status_;       // and what it means

@@ -1,9 +1,17 @@
 // Reading a zero-context patch line by line.
 #pragma once
 
-#include "text/scan.hpp"
+#include "parsing/native/scan.hpp"
 
 namespace git_utils::parsing {
+
+// What stands around the two ranges of a hunk's header, `@@ -1,2 +3,4 @@`.
+inline constexpr std::string_view before_old_range = "@@ -";
+inline constexpr std::string_view before_new_range = " +";
+inline constexpr std::string_view behind_ranges = " @@";
+inline constexpr std::string_view before_count = ",";
+
+inline constexpr std::string_view before_newer_name = "+++ ";
 
 struct HunkHeader {
     std::int64_t old_count = 1;
@@ -11,7 +19,7 @@ struct HunkHeader {
     std::int64_t new_count = 1;
 };
 
-// What `@@ -\d+(?:,(\d+))? \+(\d+)(?:,(\d+))? @@` finds at the start of a line.
+// Reads what the pattern _HUNK_HEADER matches at the start of a line.
 template <class Unit>
 Verdict read_hunk_header(Units<Unit> line, HunkHeader& header) {
     const auto skip = [&](std::string_view literal) {
@@ -24,29 +32,46 @@ Verdict read_hunk_header(Units<Unit> line, HunkHeader& header) {
     // \d+(?:,(\d+))?
     const auto read_range = [&](std::int64_t& start, std::int64_t& count) {
         Verdict verdict = read_number(line, start);
-        if (verdict == Verdict::yes && skip(",")) {
+        if (verdict == Verdict::yes && skip(before_count)) {
             // A comma without a number fails the pattern at the blank that must follow.
             verdict = read_number(line, count);
         }
         return verdict;
     };
-    if (!skip("@@ -")) {
+    if (!skip(before_old_range)) {
         return Verdict::no;
     }
     std::int64_t old_start = 0;
     if (const Verdict verdict = read_range(old_start, header.old_count); verdict != Verdict::yes) {
         return verdict;
     }
-    if (!skip(" +")) {
+    if (!skip(before_new_range)) {
         return Verdict::no;
     }
     if (const Verdict verdict = read_range(header.start, header.new_count);
         verdict != Verdict::yes) {
         return verdict;
     }
-    return skip(" @@") ? Verdict::yes : Verdict::no;
+    return skip(behind_ranges) ? Verdict::yes : Verdict::no;
 }
 
+// The lines of the newer side that a hunk touches, both ends included.
+struct ScannedSpan {
+    std::int64_t start;
+    std::int64_t end;
+    bool added;
+};
+
+inline ScannedSpan span_of(const HunkHeader& hunk) {
+    if (hunk.new_count == 0) {
+        // Lines were removed below this one, or ahead of the first.
+        const std::int64_t line = std::max<std::int64_t>(hunk.start, 1);
+        return {line, line, false};
+    }
+    return {hunk.start, hunk.start + hunk.new_count - 1, hunk.old_count == 0};
+}
+
+// Takes the lines of a patch apart into those that name a file or begin a hunk, and the rest.
 template <class Unit>
 class PatchScanner {
 public:

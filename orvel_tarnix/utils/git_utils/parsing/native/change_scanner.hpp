@@ -1,11 +1,13 @@
 // Reading git's NUL-separated streams of raw records, numstat records and commit headers.
 #pragma once
 
-#include "text/scan.hpp"
+#include "parsing/native/scan.hpp"
 
 namespace git_utils::parsing {
 
+// What a commit's header begins with, and the status letters whose raw record names two paths.
 inline constexpr char commit_start = '\x1e';
+inline constexpr std::string_view two_path_letters = "RC";
 
 // The pieces of a text between NUL characters.
 template <class Unit>
@@ -46,6 +48,19 @@ private:
     bool ends_at_commit_ = false;
 };
 
+// Reads a commit's header into `stamp`, in seconds since the epoch.
+template <class Unit>
+Verdict read_commit_header(Units<Unit> token, std::int64_t& stamp) {
+    token = without_leading_feeds(token);
+    if (token.empty() || token.front() != static_cast<Unit>(commit_start)) {
+        return Verdict::no;
+    }
+    token = token.subspan(1);
+    // Blanks around the number and whatever else int() may take are for the interpreter.
+    const bool is_plain = read_number(token, stamp) == Verdict::yes && token.empty();
+    return is_plain ? Verdict::yes : Verdict::undecided;
+}
+
 // One file, as pieces of the text that names it. NUL stands for no letter at all.
 template <class Unit>
 struct ScannedFile {
@@ -56,7 +71,9 @@ struct ScannedFile {
     std::int64_t deletions = 0;
 };
 
-inline bool names_two_paths(char letter) { return letter == 'R' || letter == 'C'; }
+inline bool names_two_paths(char letter) {
+    return two_path_letters.find(letter) != std::string_view::npos;
+}
 
 // Reads a numstat count: a number, or anything else, such as the "-" of a binary file, for 0; false
 // where only the interpreter can tell.

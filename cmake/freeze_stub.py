@@ -1,0 +1,213 @@
+"""Turns the stub into what the build compiles of it.
+
+The stub `git_utils.pyi` is the one place where the names of the module, their order, signatures,
+docstrings and record fields are written down. Two headers are made of it:
+
+declarations.hpp    one C++ function a Python function, to be defined as its body; one a constant,
+                    to be defined as its value; one struct a record class, with a member a field
+frozen_stub.inc     the table of all definitions in the order in which the import makes them, and
+                    the marshalled code that the import runs: the import and class statements as
+                    they stand, and for each function that of
+
+                        def function(body):
+                            def function(<the signature>):
+                                "<the docstring>"
+                                return body(<the parameters>)
+                            return function
+
+A name of the stub without its C++ function is an error of the linker, a C++ function without its
+name or with other parameters one of the compiler; each names what is missing.
+
+Compiling the text at every import would take a millisecond; the bytes load in a tenth of that.
+
+Usage: freeze_stub.py STUB FOLDER
+"""
+
+import ast
+import marshal
+import sys
+from collections.abc import Iterator
+from pathlib import Path
+from types import CodeType
+from typing import NamedTuple
+
+# Where tracebacks and log records say the code is. As it begins with "<", coverage tools and
+# debuggers do not look for a file of that name.
+FILE_NAME = "<frozen>/git_utils.pyi"
+BYTES_A_LINE = 20
+# The compiler would strip the indentation of a docstring, so it is put in afterwards.
+PLACEHOLDER = "the docstring"
+CPP_KEYWORDS = {"class", "default", "delete", "long", "new", "operator", "short", "this", "union"}
+
+
+class Definition(NamedTuple):
+    """One entry of the table: how the C++ code makes it, and the code that it runs for that."""
+
+    entry: str
+    code: CodeType | None
+    declaration: str = ""
+
+
+def definitions(tree: ast.Module) -> Iterator[Definition]:
+    """What the import makes, in order."""
+    for statement in tree.body[1:]:
+        match statement:
+            case ast.Import() | ast.ImportFrom():
+                yield Definition("statement()", module_code([statement]))
+            case ast.AnnAssign(target=ast.Name(id=name), value=None):
+                maker = name.strip("_").lower()
+                declaration = f"namespace constants {{\nRef {maker}(const Module& module);\n}}"
+                yield Definition(f'constant("{name}", constants::{maker})', None, declaration)
+            case ast.ClassDef():
+                yield Definition("statement()", class_code(statement), record(statement))
+            case ast.FunctionDef(name=name):
+                code, declaration = function_code(statement), function_declaration(statement)
+                yield Definition(f'function<{name}>("{name}")', code, declaration)
+            case _:
+                sys.exit(f"line {statement.lineno} of the stub is no definition that is known here")
+
+
+def module_code(statements: list[ast.stmt]) -> CodeType:
+    """The code of statements as a module runs them."""
+    tree = ast.fix_missing_locations(ast.Module(statements, []))
+    return compile(tree, FILE_NAME, "exec", optimize=0)
+
+
+def class_code(definition: ast.ClassDef) -> CodeType:
+    """The code of a class statement."""
+    published = take_docstring(definition)
+    outer = module_code([definition])
+    return with_inner(outer, with_docstring(inner_code(outer), published))
+
+
+def function_code(definition: ast.FunctionDef) -> CodeType:
+    """The code of the function that makes a function of the stub from its native body."""
+    name = definition.name
+    published = take_docstring(definition)
+    passed: list[ast.expr] = [ast.Name(each.arg, ast.Load()) for each in parameters(definition)]
+    definition.body.append(ast.Return(ast.Call(ast.Name("body", ast.Load()), passed, [])))
+    outer = ast.FunctionDef(
+        name,
+        ast.arguments([], [ast.arg("body")], None, [], [], None, []),
+        [definition, ast.Return(ast.Name(name, ast.Load()))],
+        [],
+    )
+    for node in ast.walk(outer):
+        ast.copy_location(node, definition)
+    factory = inner_code(module_code([outer]))
+    function = with_docstring(inner_code(factory), published).replace(co_qualname=name)
+    return with_inner(factory, function).replace(co_qualname=name)
+
+
+def take_docstring(definition: ast.ClassDef | ast.FunctionDef) -> str:
+    """The docstring as it stands, with the placeholder put where it stood."""
+    published = ast.get_docstring(definition, clean=False)
+    if published is None:
+        sys.exit(f"{definition.name} has no docstring")
+    definition.body[0] = ast.Expr(ast.Constant(PLACEHOLDER))
+    return published
+
+
+def inner_code(outer: CodeType) -> CodeType:
+    """The one code object among the constants of another."""
+    (code,) = (each for each in outer.co_consts if isinstance(each, CodeType))
+    return code
+
+
+def with_inner(outer: CodeType, inner: CodeType) -> CodeType:
+    """The same with another code object among its constants."""
+    constants = (inner if isinstance(each, CodeType) else each for each in outer.co_consts)
+    return outer.replace(co_consts=tuple(constants))
+
+
+def with_docstring(code: CodeType, docstring: str) -> CodeType:
+    """The same with the docstring in the place kept for it."""
+    assert code.co_consts.count(PLACEHOLDER) == 1
+    constants = (docstring if each == PLACEHOLDER else each for each in code.co_consts)
+    return code.replace(co_consts=tuple(constants))
+
+
+def parameters(definition: ast.FunctionDef) -> list[ast.arg]:
+    """The parameters in the order in which a native body takes them."""
+    arguments = definition.args
+    return [*arguments.posonlyargs, *arguments.args, *arguments.kwonlyargs]
+
+
+def function_declaration(definition: ast.FunctionDef) -> str:
+    """The declaration of a native body."""
+    names = [each.arg + "_" * (each.arg in CPP_KEYWORDS) for each in parameters(definition)]
+    arguments = ", ".join(["const Module& module", *(f"Borrowed {name}" for name in names)])
+    return f"Ref {definition.name}({arguments});"
+
+
+def record(definition: ast.ClassDef) -> str:
+    """The struct of a record class; nothing for a class without fields."""
+    fields = [
+        statement.target.id
+        for statement in definition.body
+        if isinstance(statement, ast.AnnAssign) and isinstance(statement.target, ast.Name)
+    ]
+    if not fields:
+        return ""
+    names = ", ".join(f'"{field}"_name' for field in fields)
+    values = ", ".join(f"{field}.get()" for field in fields)
+    return "\n".join(
+        [
+            f"struct {definition.name} {{",
+            f'    static constexpr Name type = "{definition.name}"_name;',
+            f"    static constexpr std::array fields{{{names}}};",
+            *(f"    Borrowed {field};" for field in fields),
+            f"    [[nodiscard]] std::array<PyObject*, {len(fields)}> values() const {{",
+            f"        return {{{values}}};",
+            "    }",
+            "};",
+        ]
+    )
+
+
+def declarations_header(made: list[Definition]) -> str:
+    """The header with what C++ code defines for the stub's names."""
+    lines = [
+        "// Made of the stub by freeze_stub.py.",
+        "#pragma once",
+        '#include "capi/module.hpp"',
+        # Hidden, so that the linker refuses one that is nowhere defined.
+        'namespace [[gnu::visibility("hidden")]] git_utils {',
+        *(each.declaration for each in made if each.declaration),
+        "}  // namespace git_utils",
+    ]
+    return "\n".join([*lines, ""])
+
+
+def frozen_header(docstring: str, made: list[Definition]) -> str:
+    """The header with the table and the marshalled code."""
+    data = marshal.dumps((docstring, tuple(each.code for each in made)))
+    rows = (data[at : at + BYTES_A_LINE] for at in range(0, len(data), BYTES_A_LINE))
+    lines = [
+        "// Made of the stub by freeze_stub.py.",
+        "Definition definitions[] = {",
+        *(f"    {each.entry}," for each in made),
+        "};",
+        "constexpr unsigned char frozen_stub[] = {",
+        ",\n".join(",".join(map(str, row)) for row in rows),
+        "};",
+    ]
+    return "\n".join([*lines, ""])
+
+
+def main(stub: str, folder: str) -> None:
+    """Writes both headers."""
+    tree = ast.parse(Path(stub).read_text(encoding="utf-8"), FILE_NAME)
+    docstring = ast.get_docstring(tree, clean=False)
+    assert docstring is not None
+    made = list(definitions(tree))
+    headers = {
+        "declarations.hpp": declarations_header(made),
+        "frozen_stub.inc": frozen_header(docstring, made),
+    }
+    for name, text in headers.items():
+        Path(folder, name).write_text(text, encoding="utf-8")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

@@ -1,0 +1,29 @@
+"""Lists the strings that native code looks up or calls by, from where they are used.
+
+The C++ sources write such a string as a literal, "split"_name; each module keeps all of them
+interned. The header that is written lists them in order. It is left alone where it would not
+change, so that an edit elsewhere compiles one file and not all.
+
+Usage: list_names.py HEADER SOURCE...
+"""
+
+import re
+import sys
+from pathlib import Path
+
+LITERAL = re.compile(r'"([^"\n]+)"_name\b')
+
+
+def main(header: str, *sources: str) -> None:
+    """Writes the header."""
+    texts = (Path(source).read_text(encoding="utf-8") for source in sources)
+    names = sorted({name for text in texts for name in LITERAL.findall(text)})
+    lines = ["// Made of the sources by list_names.py.", *(f'"{name}",' for name in names), ""]
+    text = "\n".join(lines)
+    target = Path(header)
+    if not target.exists() or target.read_text(encoding="utf-8") != text:
+        target.write_text(text, encoding="utf-8")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

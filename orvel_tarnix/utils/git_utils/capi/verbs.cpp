@@ -1,0 +1,85 @@
+#include "capi/verbs.hpp"
+
+namespace git_utils {
+
+Ref list_of(std::initializer_list<Borrowed> items) {
+    Ref list = empty_list();
+    for (const Borrowed each : items) {
+        append(list, each);
+    }
+    return list;
+}
+
+Ref list_of(std::initializer_list<std::string_view> texts) {
+    Ref list = empty_list();
+    for (const std::string_view each : texts) {
+        append(list, text(each));
+    }
+    return list;
+}
+
+void extend(Borrowed list, Borrowed iterable) {
+    if (PyList_Extend(list.get(), iterable.get()) < 0) {
+        const PyTypeObject* type = Py_TYPE(iterable.get());
+        if (PyErr_ExceptionMatches(PyExc_TypeError) && type->tp_iter == nullptr &&
+            !PySequence_Check(iterable.get())) {
+            PyErr_Clear();
+            raise(PyExc_TypeError, "Value after * must be an iterable, not %.200s", type->tp_name);
+        }
+        throw PythonError{};
+    }
+}
+
+Ref set_default(Borrowed dict, Borrowed key, Borrowed value) {
+    PyObject* found = nullptr;
+    check(PyDict_SetDefaultRef(dict.get(), key.get(), value.get(), &found));
+    return Ref::steal(found);
+}
+
+Ref find_item(Borrowed dict, Borrowed key) {
+    PyObject* found = nullptr;
+    check(PyDict_GetItemRef(dict.get(), key.get(), &found));
+    return Ref::maybe(found);
+}
+
+std::array<Ref, 3> unpack_three(Borrowed values) {
+    const PyTypeObject* type = Py_TYPE(values.get());
+    if (type->tp_iter == nullptr && !PySequence_Check(values.get())) {
+        raise(PyExc_TypeError, "cannot unpack non-iterable %.200s object", type->tp_name);
+    }
+    std::array<Ref, 3> unpacked;
+    const Ref iterator = iterate(values);
+    for (std::size_t i = 0; i < unpacked.size(); ++i) {
+        unpacked[i] = next(iterator);
+        if (!unpacked[i]) {
+            raise(PyExc_ValueError, "not enough values to unpack (expected 3, got %zu)", i);
+        }
+    }
+    if (next(iterator)) {
+        raise(PyExc_ValueError, "too many values to unpack (expected 3)");
+    }
+    return unpacked;
+}
+
+Ref next(Borrowed iterator) {
+    Ref item = Ref::maybe(PyIter_Next(iterator.get()));
+    if (!item && PyErr_Occurred() != nullptr) {
+        throw PythonError{};
+    }
+    return item;
+}
+
+bool compare(Borrowed left, Borrowed right, int operation) {
+    return is_true(Ref::steal(PyObject_RichCompare(left.get(), right.get(), operation)));
+}
+
+Ref characters_of(Borrowed object) {
+    return PyUnicode_Check(object.get()) ? Ref::steal(PyUnicode_FromObject(object.get()))
+                                         : format(object);
+}
+
+Ref slice(Borrowed object, Borrowed begin, Borrowed end) {
+    return item(object, Ref::steal(PySlice_New(begin.get(), end.get(), nullptr)));
+}
+
+}  // namespace git_utils

@@ -1,0 +1,61 @@
+// The two ways through a function that reads text.
+//
+// The native way reads what git really prints, straight from the text's characters. It runs no
+// foreign code and declines (answers with nothing) whatever else it meets: an object that is no
+// plain str, a name that is rebound, a number past 18 digits, a digit that is not ASCII. The
+// general way then does from the start what the Python statements would do. As a native attempt
+// leaves no trace, nobody can tell which way was taken.
+//
+// In doing so the native way stands for what the names below are bound to. One list a function
+// says which these are; the import remembers them all.
+#pragma once
+
+#include "capi/module.hpp"
+#include "capi/text.hpp"
+
+namespace git_utils {
+
+namespace uses {
+
+template <std::size_t left, std::size_t right>
+consteval auto both(const std::array<Name, left>& first, const std::array<Name, right>& second) {
+    std::array<Name, left + right> joined{};
+    std::ranges::copy(second, std::ranges::copy(first, joined.begin()).out);
+    return joined;
+}
+
+inline constexpr std::array<Name, 0> nothing{};
+inline constexpr std::array relative_spec{"_RELATIVE_SPEC"_name};
+inline constexpr std::array file_changes{"_file_changes"_name, "_line_count"_name,
+                                         "_TWO_PATH_LETTERS"_name, "_STATUS_BY_LETTER"_name,
+                                         "FileChange"_name};
+inline constexpr auto commit_changes =
+    both(file_changes, std::array{"_COMMIT_START"_name, "CommitChanges"_name});
+inline constexpr std::array unquote{"_C_ESCAPE"_name, "_C_ESCAPES"_name};
+inline constexpr auto line_spans =
+    both(unquote, std::array{"_HUNK_HEADER"_name, "_span"_name, "LineSpan"_name, "_patch_path"_name,
+                             "_unquote"_name});
+
+// What the import remembers.
+inline constexpr auto all = both(relative_spec, both(commit_changes, line_spans));
+
+consteval bool holds_all_of(std::span<const Name> wanted) {
+    return std::ranges::all_of(
+        wanted, [](Name name) { return std::ranges::count(all, name.index, &Name::index) != 0; });
+}
+
+}  // namespace uses
+
+// What `read` makes of the characters of the text; nothing where it may not stand for the list.
+template <const auto& used, class Read>
+auto natively(const Module& module, Borrowed text, Read read) {
+    static_assert(uses::holds_all_of(used),
+                  "uses::all, which the import remembers, lacks one of these");
+    using Result = decltype(read(std::span<const Py_UCS1>()));
+    if (!PyUnicode_CheckExact(text.get()) || !module.are_unmodified(used)) {
+        return Result{};
+    }
+    return with_text(text, read);
+}
+
+}  // namespace git_utils

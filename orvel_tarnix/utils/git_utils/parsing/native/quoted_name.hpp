@@ -1,0 +1,98 @@
+// Reading the name of a file from a header line of a patch.
+#pragma once
+
+#include <string>
+
+#include "parsing/native/scan.hpp"
+
+namespace git_utils::parsing {
+
+inline constexpr std::string_view no_file = "/dev/null";
+inline constexpr char quote = '"';
+inline constexpr char escape = '\\';
+// An octal escape stands for a byte.
+inline constexpr std::size_t octal_digits = 3;
+inline constexpr char last_octal_digit = '7';
+
+enum class NameForm { none, quoted, plain };
+
+// Cuts the text of a header line to the name itself, without the tab or the quotes around it.
+template <class Unit>
+NameForm cut_to_name(Units<Unit>& text) {
+    if (!text.empty() && text.back() == '\t') {
+        text = text.first(text.size() - 1);
+    }
+    if (equals(text, no_file)) {
+        return NameForm::none;
+    }
+    if (text.size() >= 2 && text.front() == quote && text.back() == quote) {
+        text = text.subspan(1, text.size() - 2);
+        return NameForm::quoted;
+    }
+    return NameForm::plain;
+}
+
+// Appends a character as UTF-8; false for a surrogate, which has no such form.
+inline bool append_utf8(std::string& bytes, char32_t character) {
+    const auto append = [&](char32_t byte) { bytes.push_back(static_cast<char>(byte)); };
+    const auto append_tail = [&](unsigned shift) { append(0x80 | ((character >> shift) & 0x3F)); };
+    if (character < 0x80) {
+        append(character);
+    } else if (character < 0x800) {
+        append(0xC0 | (character >> 6));
+        append_tail(0);
+    } else if (character < 0x10000) {
+        append(0xE0 | (character >> 12));
+        append_tail(6);
+        append_tail(0);
+    } else {
+        append(0xF0 | (character >> 18));
+        append_tail(12);
+        append_tail(6);
+        append_tail(0);
+    }
+    return character < 0xD800 || character > 0xDFFF;
+}
+
+// The value of the octal escape whose digits the text begins with, or -1.
+template <class Unit>
+int octal_at(Units<Unit> text) {
+    if (text.size() < octal_digits) {
+        return -1;
+    }
+    int value = 0;
+    for (const Unit unit : text.first(octal_digits)) {
+        if (unit < '0' || unit > static_cast<Unit>(last_octal_digit)) {
+            return -1;
+        }
+        value = value * 8 + static_cast<int>(unit - '0');
+    }
+    return value;
+}
+
+// Appends the bytes that a name between quotes stands for, `append_meaning(bytes, letter)` those of
+// an escape with a letter. False where the interpreter would raise.
+template <class Unit, class AppendMeaning>
+bool unquote(Units<Unit> text, std::string& bytes, AppendMeaning append_meaning) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != escape || i + 1 == text.size()) {
+            if (!append_utf8(bytes, text[i])) {
+                return false;
+            }
+            continue;
+        }
+        const int octal = octal_at(text.subspan(i + 1));
+        if (octal > 0xFF) {
+            return false;
+        }
+        if (octal >= 0) {
+            bytes.push_back(static_cast<char>(octal));
+            i += octal_digits;
+        } else if (!append_meaning(bytes, text[++i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace git_utils::parsing

@@ -1,0 +1,86 @@
+#include "stub.hpp"
+
+#include <marshal.h>
+
+#include "capi/boundary.hpp"
+#include "declarations.hpp"
+
+namespace git_utils {
+namespace {
+
+// How one name of the stub comes into being.
+struct Definition {
+    PyMethodDef body;             // of a function
+    Ref (*value)(const Module&);  // of a constant
+};
+
+// An import or class statement binds its names itself.
+constexpr Definition statement() { return {}; }
+
+constexpr Definition constant(const char* name, Ref (*value)(const Module&)) {
+    return {{name, nullptr, 0, nullptr}, value};
+}
+
+template <auto body>
+constexpr Definition function(const char* name) {
+    // The API's own way of passing a function of another signature.
+    return {{name, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(enter<body>)),
+             METH_FASTCALL, nullptr},
+            nullptr};
+}
+
+// A cast is not constant, so the table counts as made at run time.
+// NOLINTNEXTLINE(bugprone-throwing-static-initialization)
+#include "frozen_stub.inc"
+
+// The docstring, and for each definition the code that it runs, or None.
+Ref thawed() {
+    Ref stub = Ref::maybe(PyMarshal_ReadObjectFromString(reinterpret_cast<const char*>(frozen_stub),
+                                                         sizeof(frozen_stub)));
+    if (!stub) {
+        // For want of memory it fails without raising anything.
+        if (PyErr_Occurred() == nullptr) {
+            PyErr_NoMemory();
+        }
+        throw PythonError{};
+    }
+    return stub;
+}
+
+// A Python function that hands its arguments over to the native body in its closure, as made by
+// the frozen
+//     def find_git_root(body):
+//         def find_git_root(start: Path | None = None) -> Path | None:
+//             return body(start)
+//         return find_git_root
+// Defaults and annotations are evaluated by this call. Wrong calls, signatures and the function's
+// name in log records and tracebacks are the interpreter's own work.
+Ref function_of(const Ref& module, PyMethodDef& body, Borrowed code) {
+    const Ref maker = Ref::steal(PyFunction_New(code.get(), Module::of(module).globals()));
+    return call(maker, Ref::steal(PyCFunction_New(&body, module.get())));
+}
+
+}  // namespace
+
+void run_stub(const Ref& module) {
+    const Module& self = Module::of(module);
+    const Ref stub = thawed();
+    const auto bind = [&](const char* name, Borrowed value) {
+        check(PyDict_SetItemString(self.globals(), name, value.get()));
+    };
+    bind("__doc__", PyTuple_GET_ITEM(stub.get(), 0));
+    PyObject* codes = PyTuple_GET_ITEM(stub.get(), 1);
+    Py_ssize_t index = 0;
+    for (Definition& each : definitions) {
+        PyObject* code = PyTuple_GET_ITEM(codes, index++);
+        if (each.value != nullptr) {
+            bind(each.body.ml_name, each.value(self));
+        } else if (each.body.ml_meth != nullptr) {
+            bind(each.body.ml_name, function_of(module, each.body, code));
+        } else {
+            Ref::steal(PyEval_EvalCode(code, self.globals(), self.globals()));
+        }
+    }
+}
+
+}  // namespace git_utils
