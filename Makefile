@@ -64,7 +64,7 @@ include checks/checks.mk
 
 .PHONY: bench
 bench: tools .venv/module .venv/group-bench ## print the table of ratios; BENCH="--repo PATH"
-	@PYTHONPATH=. $(venv_python) benchmarks/run.py $(BENCH)
+	@PYTHONPATH=reference:. $(venv_python) benchmarks/run.py $(BENCH)
 
 .PHONY: clean
 clean: ## remove all that was made

@@ -67,7 +67,7 @@ stub: .venv/module .venv/group-check
 
 .PHONY: corpus
 corpus: build/asan/module build/thread_exit.so
-	@$(sanitized) PYTHONPATH=benchmarks:. build/asan/venv/bin/python fuzz/replay.py; \
+	@$(sanitized) PYTHONPATH=reference:. build/asan/venv/bin/python fuzz/replay.py; \
 	 $(reported)
 
 .PHONY: coverage
@@ -91,7 +91,7 @@ fuzz: tools clang build/fuzz/module .venv/group-fuzz ## search for inputs that b
 	@mkdir -p build/fuzz/corpus
 	@libraries=$$($(venv_python) -c 'import atheris; print(atheris.path())') && \
 	 LD_PRELOAD="$$libraries/asan_with_fuzzer.so" PYTHONMALLOC=malloc ASAN_OPTIONS=detect_leaks=0 \
-	 PYTHONPATH=benchmarks:. build/fuzz/venv/bin/python fuzz/fuzz_parsers.py -max_len=1024 \
+	 PYTHONPATH=reference:. build/fuzz/venv/bin/python fuzz/fuzz_parsers.py -max_len=1024 \
 	    -max_total_time=$(SECONDS) -artifact_prefix=build/fuzz/ build/fuzz/corpus fuzz/corpus
 
 .PHONY: clang

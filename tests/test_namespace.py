@@ -22,7 +22,7 @@ from twin import load_copy, native, neutral, outcome, plain
 HOST_MODULE = "orvel_tarnix.utils.process"
 IMPORTED = {"dataclass", "get_subprocess_hidden_kwargs"}
 FUNCTIONS = [name for name, value in vars(plain).items() if isinstance(value, FunctionType)]
-FUNCTIONS = [name for name in FUNCTIONS if name not in IMPORTED]
+FUNCTIONS = [name for name in FUNCTIONS if name not in IMPORTED and name[:2] != "__"]
 RECORDS = ["FileChange", "CommitChanges", "LineSpan"]
 
 
