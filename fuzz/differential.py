@@ -8,13 +8,9 @@ sixteen bytes that stand for characters which that lacks.
 
 import sys
 from collections.abc import Callable
-from datetime import datetime, tzinfo
-from types import ModuleType
-from typing import Any, Self
+from typing import Any
 
-import plain_python as twin
-
-import orvel_tarnix.utils.git_utils as native
+from compare import StoppedClock, Text, assert_alike, native, plain
 
 # Lone surrogates, digits beyond ASCII, wide characters that would be a digit, a line feed, NUL, a
 # tab, ":", U+001E, "+" or "@" if they were narrowed to a byte, a line separator, and plain ones.
@@ -29,55 +25,36 @@ EXOTIC = dict(
 WIDENERS = ("", "\u0130", "\U00010330")
 
 
-class Text(str):
-    """A str that is none exactly."""
-
-    __slots__ = ()
-
-
-class StoppedClock(datetime):
-    """The datetime class with a `now` that both modules see alike."""
-
-    @classmethod
-    def now(cls, tz: tzinfo | None = None) -> Self:
-        """The same moment every time."""
-        return cls(2026, 9, 1, 12, 30, tzinfo=tz)
+def itself(text: str) -> tuple[Any, ...]:
+    """The text as the one argument."""
+    return (text,)
 
 
-def of_tokens(name: str) -> Callable[[ModuleType, str], Any]:
-    """A parser that reads a list of texts."""
-    return lambda module, text: getattr(module, name)(text.split("\0"))
+def tokens(text: str) -> tuple[Any, ...]:
+    """A list of texts as the one argument."""
+    return (text.split("\0"),)
 
 
-def of_output(name: str, *arguments: str) -> Callable[[ModuleType, str], Any]:
-    """A parser that reads what git has printed."""
-
-    def parse(module: ModuleType, text: str) -> Any:
-        module.run_git_command = lambda _root, _args: (text, "", 0)
-        return getattr(module, name)("root", *arguments)
-
-    return parse
+def printed(*arguments: str) -> Callable[[str], tuple[Any, ...]]:
+    """Arguments that the text is none of: it is what git has printed."""
+    return lambda _text: ("root", *arguments)
 
 
-def of_text(name: str) -> Callable[[ModuleType, str], Any]:
-    """A parser that reads a text."""
-    return lambda module, text: getattr(module, name)(text)
-
-
+# What the text makes of each parser's arguments.
 PARSERS = {
-    "parse_line_spans": of_text("parse_line_spans"),
-    "parse_file_changes": of_text("parse_file_changes"),
-    "parse_commit_changes": of_text("parse_commit_changes"),
-    "_file_changes": of_tokens("_file_changes"),
-    "_line_count": of_text("_line_count"),
-    "_patch_path": of_text("_patch_path"),
-    "_unquote": of_text("_unquote"),
-    "_path_batches": of_tokens("_path_batches"),
-    "parse_time_spec": of_text("parse_time_spec"),
-    "normalize_branch_name": of_text("normalize_branch_name"),
-    "sanitize_branch_name": of_text("sanitize_branch_name"),
-    "count_commits": of_output("count_commits", "base", "head"),
-    "get_authors_for_period": of_output("get_authors_for_period", "7d"),
+    "parse_line_spans": itself,
+    "parse_file_changes": itself,
+    "parse_commit_changes": itself,
+    "_file_changes": tokens,
+    "_line_count": itself,
+    "_patch_path": itself,
+    "_unquote": itself,
+    "_path_batches": tokens,
+    "parse_time_spec": itself,
+    "normalize_branch_name": itself,
+    "sanitize_branch_name": itself,
+    "count_commits": printed("base", "head"),
+    "get_authors_for_period": printed("7d"),
 }
 NAMES = tuple(PARSERS)
 
@@ -89,7 +66,7 @@ VARIANTS = tuple((kind, widener) for kind in (str, Text) for widener in WIDENERS
 def prepare() -> None:
     """Makes both modules answer from the text alone, and their limits near."""
     sys.set_int_max_str_digits(640)
-    for module in (native, twin):
+    for module in (native, plain):
         module.datetime = StoppedClock
         module._MAX_PATHSPEC_CHARS = 12
 
@@ -106,26 +83,9 @@ def check(data: bytes) -> None:
     name = parser_of(data)
     kind, widener = VARIANTS[data[1] % len(VARIANTS)]
     text = kind(data[HEAD:].decode("latin-1").translate(EXOTIC) + widener)
-    found, expected = (outcome(PARSERS[name], module, text) for module in (native, twin))
-    if found != expected:
-        raise AssertionError(f"{name}({text!r}) of {kind}\n  {found}\n  {expected}")
-
-
-def outcome(parse: Callable[[ModuleType, str], Any], module: ModuleType, text: str) -> object:
-    """What a call gives, comparable between modules, whose record classes are different ones."""
-    try:
-        result = parse(module, text)
-    except Exception as error:  # noqa: BLE001 - whichever it is, the other must raise it too
-        return described(error)
-    return type(result).__name__, repr(result)
-
-
-def described(error: BaseException | None) -> object:
-    """An exception with all that it is chained to."""
-    if error is None:
-        return None
-    chain = (described(error.__cause__), described(error.__context__))
-    return type(error).__name__, str(error), error.__suppress_context__, *chain
+    for module in (native, plain):
+        module.run_git_command = lambda *_: (text, "", 0)
+    assert_alike(name, *PARSERS[name](text))
 
 
 prepare()

@@ -16,7 +16,6 @@ from hypothesis import settings
 
 from orvel_tarnix.utils import git_utils
 
-pytest.register_assert_rewrite("twin")
 settings.register_profile("tests", deadline=None, max_examples=200)
 settings.load_profile("tests")
 
@@ -54,9 +53,15 @@ def _hermetic(tmp_path_factory: pytest.TempPathFactory) -> Iterator[None]:
     time.tzset()
 
 
+def rebind(patch: pytest.MonkeyPatch, name: str, value: object) -> None:
+    """Bind the name in both modules."""
+    for module in (git_utils, plain_python):
+        patch.setattr(module, name, value)
+
+
 @pytest.fixture(params=[git_utils, plain_python], ids=["native", "plain"])
 def either(request: pytest.FixtureRequest) -> ModuleType:
-    """Give the native module, then its plain twin: a fact about the one holds for the other."""
+    """Give the native module, then the plain one: a fact about the one holds for the other."""
     return request.param
 
 

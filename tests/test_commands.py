@@ -7,10 +7,10 @@ from pathlib import Path
 from types import ModuleType
 
 import pytest
+from compare import assert_alike, native
 from conftest import Repository, Runs
 from hypothesis import given
 from hypothesis import strategies as st
-from twin import assert_alike, native
 
 NUMBERED = [f"{n}\n" for n in range(1, 21)]
 TWENTY = "".join(NUMBERED)

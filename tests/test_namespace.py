@@ -17,7 +17,7 @@ from types import FunctionType, ModuleType
 from unittest.mock import Mock
 
 import pytest
-from twin import load_copy, native, neutral, outcome, plain
+from compare import load_copy, native, neutral, outcome, plain
 
 HOST_MODULE = "orvel_tarnix.utils.process"
 IMPORTED = {"dataclass", "get_subprocess_hidden_kwargs"}

@@ -4,20 +4,16 @@ from dataclasses import astuple
 from types import ModuleType
 
 import pytest
+from compare import Text, assert_alike
 from hypothesis import given
 from hypothesis import strategies as st
 from hypothesis.strategies import DataObject, DrawFn
-from twin import assert_alike
 
 RAW = ":100644 100644 0a 0b "
 HUGE = "9" * 25
 TOO_MANY_DIGITS = "1" * 4301
 # A text with one of these is stored in one, two or four bytes a character.
 widths = pytest.mark.parametrize("wide", ["", "中", "😀"], ids=["one", "two", "four"])
-
-
-class Text(str):
-    """A str that is none of the plain ones."""
 
 
 STREAMS = [

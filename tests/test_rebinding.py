@@ -12,7 +12,7 @@ from types import FunctionType, ModuleType, SimpleNamespace
 from typing import Any
 
 import pytest
-from twin import NOW, FrozenClock, load_copy, native, outcome, plain
+from compare import NOW, StoppedClock, load_copy, native, outcome, plain
 
 type Change = Callable[[ModuleType], object]
 
@@ -78,7 +78,7 @@ def run(command: list[str], **_keywords: object) -> SimpleNamespace:
 def answers_after(module: ModuleType, change: Change) -> dict[str, list[Any]]:
     """Change a copy of the module and take down what it answers to the calls."""
     copy = load_copy(module, "copied.git_utils")
-    copy.datetime = FrozenClock
+    copy.datetime = StoppedClock
     copy.subprocess = SimpleNamespace(run=run, TimeoutExpired=TimeoutError)
     change(copy)
 

@@ -6,10 +6,10 @@ from pathlib import Path
 from types import ModuleType
 
 import pytest
+from compare import assert_alike, native, outcome, plain
 from conftest import Repository
 from hypothesis import given
 from hypothesis import strategies as st
-from twin import assert_alike, native, outcome, plain
 
 # Where the search starts, and how many directories up the nearest one with an entry is.
 STARTS = {"r": 0, "r/a/b": 2, "r/.git/hooks": 2, "r/none/such": 2, "r/dangling": 1, "file": 0}

@@ -8,8 +8,8 @@ from types import MappingProxyType, ModuleType, NoneType, SimpleNamespace
 from unittest.mock import MagicMock
 
 import pytest
-from conftest import FakeGit, Log
-from twin import assert_alike, rebind
+from compare import assert_alike
+from conftest import FakeGit, Log, rebind
 
 HIDDEN = "get_subprocess_hidden_kwargs"
 

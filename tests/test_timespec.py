@@ -8,10 +8,10 @@ from types import ModuleType, NoneType
 from unittest.mock import Mock
 
 import pytest
-from conftest import Log, Repository, Runs, standard_input
+from compare import NOW, StoppedClock, assert_alike, native
+from conftest import Log, Repository, Runs, rebind, standard_input
 from hypothesis import given
 from hypothesis import strategies as st
-from twin import NOW, FrozenClock, assert_alike, native, rebind
 
 NEW_YORK = "EST5EDT,M3.2.0,M11.1.0"
 MOMENTS = [
@@ -27,7 +27,7 @@ MOMENTS = [
 def test_a_spec_goes_back_from_now_or_becomes_local_time(
     either: ModuleType, monkeypatch: pytest.MonkeyPatch, zone: str, spec: str, moment: datetime
 ) -> None:
-    rebind(monkeypatch, "datetime", FrozenClock)
+    rebind(monkeypatch, "datetime", StoppedClock)
     monkeypatch.setenv("TZ", zone)
     time.tzset()
     parsed = either.parse_time_spec(spec)
@@ -43,7 +43,7 @@ BEYOND = ["739317d", "739318d", "999999999d", "9" * 400 + "m", "0001-01-01T00:00
 def test_an_unusual_spec_is_read_as_python_reads_it(
     monkeypatch: pytest.MonkeyPatch, spec: object
 ) -> None:
-    rebind(monkeypatch, "datetime", FrozenClock)
+    rebind(monkeypatch, "datetime", StoppedClock)
     assert_alike("parse_time_spec", spec)
 
 
@@ -54,7 +54,7 @@ def test_an_unusual_spec_is_read_as_python_reads_it(
 )
 def test_any_spec_is_read_as_python_reads_it(spec: str) -> None:
     with pytest.MonkeyPatch.context() as patch:
-        rebind(patch, "datetime", FrozenClock)
+        rebind(patch, "datetime", StoppedClock)
         assert_alike("parse_time_spec", spec)
 
 
@@ -81,7 +81,7 @@ SUMMARY = {
 def test_each_line_of_the_summary_with_a_tab_is_an_author(
     either: ModuleType, answer_runs: Runs, monkeypatch: pytest.MonkeyPatch
 ) -> None:
-    rebind(monkeypatch, "datetime", FrozenClock)
+    rebind(monkeypatch, "datetime", StoppedClock)
     calls = answer_runs(("\n" + "\n  \n\nno tab <a@b>\n".join(SUMMARY) + "\n", " warned", 0))
     authors = either.get_authors_for_period(Path("r"))
     assert [tuple(author.values()) for author in authors] == list(SUMMARY.values())

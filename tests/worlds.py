@@ -12,6 +12,8 @@ from pathlib import Path
 from types import ModuleType, SimpleNamespace
 from typing import Any
 
+from compare import Text
+
 MOMENT = datetime(2026, 1, 2, 3, 4, 5)
 NOBODY = "/nowhere"
 STREAM = (
@@ -23,12 +25,6 @@ PATCH = (
     "--- a\n+++ a\n@@ -1 +1,2 @@\n-x\n+y\n+z\n@@ -7,0 +9 @@ f\n+++ x\n"
     '+++ "\\303\\244\\n"\n@@ -3,2 +2,0 @@\n-x\n-y\n+++ /dev/null\n@@ -1 +0,0 @@\n-x\n'
 )
-
-
-class Text(str):
-    """A str that native code may not take for one: what is asked of it goes the general way."""
-
-    __slots__ = ()
 
 
 @dataclass(frozen=True)
