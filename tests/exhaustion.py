@@ -25,7 +25,7 @@ try:
 except ImportError:
     sys.exit("allocations cannot be made to fail: this interpreter has no _testcapi")
 
-from worlds import PURE_CALLS, REBOUND_CALLS, Call, answer, describe, rebound, shared_objects
+from worlds import WORLDLY_CALLS, Call, answer, describe, rebound, shared_objects
 
 from orvel_tarnix.utils import git_utils
 
@@ -130,11 +130,11 @@ def main() -> None:
     """Prints what is wrong, and on standard error what is looked at, should that crash."""
     logging.disable()
     gc.freeze()
-    for call in PURE_CALLS + REBOUND_CALLS:
+    for call in WORLDLY_CALLS:
         print(f"{call!r:.120}", file=sys.stderr)
         for wrong in sweep_call(call):
             print(f"{call!r:.120}: {wrong:.200}")
-    print(len(PURE_CALLS + REBOUND_CALLS), "calls")
+    print(len(WORLDLY_CALLS), "calls")
     places = [(builtins, "__import__"), (logging, "getLogger"), (re, "compile")]
     places += [(dataclasses, "dataclass"), (dataclasses, "_process_class")]
     print(*(end for place in places for end in break_import(*place)))

@@ -4,11 +4,11 @@ import os
 from pathlib import Path
 
 from conftest import FakeGit
-from worlds import PURE_CALLS, REBOUND_CALLS, run_python
+from worlds import WORLDLY_CALLS, run_python
 
 
 def test_no_call_keeps_memory_or_references() -> None:
-    assert run_python("-m", "leaks") == f"{len(PURE_CALLS + REBOUND_CALLS)} calls\n"
+    assert run_python("-m", "leaks") == f"{len(WORLDLY_CALLS)} calls\n"
 
 
 def test_a_thousand_runs_keep_no_file_no_child_and_no_thread(tmp_path: Path) -> None:

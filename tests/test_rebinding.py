@@ -3,96 +3,66 @@
 Each test changes fresh copies of both modules alike and compares what they answer from then on.
 """
 
+import builtins
+import functools
+import gc
 import re
+import sys
 from collections.abc import Callable
 from dataclasses import fields, make_dataclass
 from datetime import datetime
-from pathlib import Path
+from itertools import product
 from types import FunctionType, ModuleType, SimpleNamespace
 from typing import Any
 
 import pytest
-from compare import NOW, StoppedClock, load_copy, native, outcome, plain
+from compare import StoppedClock, Text, load_copy, native, outcome, plain
+from worlds import CALLS, LOG, PATCH, STREAM, Call, run
 
 type Change = Callable[[ModuleType], object]
 
 NAMES = [name for name in vars(plain) if not name.startswith("__")]
-IMPORTED = {"dataclass", "get_subprocess_hidden_kwargs"}
 UNUSED = {"logging", "re", "Sequence", "dataclass", "Any"}  # they serve the import alone
-
-TOKENS = [":1 1 0 0 M", "a", ":1 1 0 0 R086", "b", "c", ":1 1 0 0 X", "d", "3\t1\ta"]
-TOKENS += ["-\t-\t", "b", "c", ""]
-DIFF = "\0".join(TOKENS)
-LOG = f"\x1e5\0\n{DIFF}\x1e4\0\n:0 1 0 0 A\0e\0"
-PATCH = (
-    "+++ a b\t\n@@ -1 +1,2 @@\n-x\n+y\n+z\n@@ -9,0 +9 @@\n+C\n"
-    '+++ "\\t\\303\\251%t"\n@@ -5 +4,0 @@ f()\n-x\n+++ /dev/null\n@@ -1 +0,0 @@\n-x\n'
-)
-PRINTED = {
-    "bad": "",
-    "log": LOG,
-    "--raw": DIFF,
-    "--literal-pathspecs": PATCH,
-    "shortlog": "  2\tAnn <a@b>\n",
-    "--count": "3\n",
-}
-CALLS: dict[str, list[tuple[object, ...]]] = {
-    "parse_line_spans": [(PATCH,), (f"{PATCH}\n中",)],
-    "parse_file_changes": [(DIFF,), (DIFF + DIFF,)],
-    "parse_commit_changes": [(LOG,), (f"C{LOG}\x1e 6 \0C7",)],
-    "_file_changes": [(TOKENS,)],
-    "_unquote": [("\\t\\\\\\303\\251%t",)],
-    "_patch_path": [('"\\t"',)],
-    "_line_count": [("12",)],
-    "_span": [(1, 2, 0), (0, 0, 1)],
-    "_path_batches": [(["a" * 9000, "b" * 9000],)],
-    "parse_time_spec": [("7d",), ("2026-09-01T00:00:00Z",), ("soon",)],
-    "wiki_directory": [(Path("r"), "a/b")],
-    "normalize_branch_name": [("origin/x",)],
-    "commit_before": [("r", "a", NOW)],
-    "run_git_command": [("r", ["x"])],
-    "_git_output": [("r", ["bad"]), ("r", ["missing"])],
-}
-ALIKE: dict[tuple[object, ...], list[str]] = {
-    (): ["find_git_root", "find_repo_root"],
-    ("r",): ["resolve_display_branch", "get_head_commit", "get_default_branch"],
-    ("r", "bad"): ["branch_exists", "resolve_commit"],
-    ("r", "a", "b"): ["count_commits", "diff_file_changes", "diff_line_spans"],
-}
-ALIKE["r",] += ["get_authors_for_period", "log_commit_changes"]
-CALLS |= {name: [args] for args, names in ALIKE.items() for name in names}
-KEYWORDS: dict[str, dict[str, object]] = {
-    "log_commit_changes": {"since": NOW, "ref": None, "max_commits": 1},
-    "diff_line_spans": {"merge_base": True, "paths": ["x", "y"]},
-}
+FUNCTIONS = [name for name in NAMES if isinstance(getattr(plain, name), FunctionType)]
+FUNCTIONS = [name for name in FUNCTIONS if getattr(plain, name).__module__ == plain.__name__]
+RECORDS = ["FileChange", "CommitChanges", "LineSpan"]
 
 
-def run(command: list[str], **_keywords: object) -> SimpleNamespace:
-    """Answer as git would."""
-    if "missing" in command:
-        raise FileNotFoundError("git")
-    printed = next((text for key, text in PRINTED.items() if key in command), "def\n")
-    return SimpleNamespace(stdout=printed, stderr="said", returncode=int("bad" in command))
-
-
-def answers_after(module: ModuleType, change: Change) -> dict[str, list[Any]]:
-    """Change a copy of the module and take down what it answers to the calls."""
+def fresh(module: ModuleType) -> ModuleType:
+    """A copy of the module for which time and git stand still."""
     copy = load_copy(module, "copied.git_utils")
     copy.datetime = StoppedClock
     copy.subprocess = SimpleNamespace(run=run, TimeoutExpired=TimeoutError)
-    change(copy)
+    return copy
 
-    def answer(name: str, args: tuple[object, ...]) -> Any:
-        return outcome(lambda: getattr(copy, name)(*args, **KEYWORDS.get(name, {})))
 
-    return {name: [answer(name, args) for args in each] for name, each in CALLS.items()}
+def answers_after(module: ModuleType, change: Change) -> list[object]:
+    """Change a copy of the module and take down what it answers to the calls."""
+    copy = fresh(module)
+    told = change(copy)
+
+    def answer(call: Call) -> object:
+        function = vars(copy).get(call.name, getattr(builtins, call.name, None))
+        return call.name, outcome(lambda: function(*call.args, **call.kwargs))
+
+    return [*map(answer, CALLS), repr(told)]
+
+
+unchanged = functools.cache(lambda: answers_after(plain, lambda _: None))
 
 
 def assert_followed(change: Change, *, shows: bool = True) -> None:
     """Both modules follow the change, and that makes a difference."""
     expected = answers_after(plain, change)
-    assert answers_after(native, change) == expected
-    assert (expected != answers_after(plain, id)) == shows
+    for mine, its in zip(answers_after(native, change), expected, strict=True):
+        assert mine == its
+    assert (expected != unchanged()) == shows
+
+
+def test_each_function_is_called_and_answers_as_in_plain_python() -> None:
+    missing = {*FUNCTIONS} - {call.name for call in CALLS}
+    assert not missing, f"nothing tells how these are called: add rows to worlds.py for {missing}"
+    assert_followed(lambda _: None, shows=False)
 
 
 def replace(module: ModuleType, name: str) -> None:
@@ -108,22 +78,60 @@ def recode(module: ModuleType, name: str) -> None:
     function.__code__ = (closed if function.__closure__ else free).__code__
 
 
-FUNCTIONS = [name for name in NAMES if getattr(plain, name).__class__ is FunctionType]
+def blank(module: ModuleType, name: str) -> None:
+    """Bind the name to None."""
+    setattr(module, name, None)
+
+
 CHANGES: dict[Callable[[ModuleType, str], object], list[str]] = {
     delattr: NAMES,
-    lambda module, name: setattr(module, name, None): NAMES,
+    blank: NAMES,
     replace: [name for name in NAMES if callable(getattr(native, name))],
-    recode: [name for name in FUNCTIONS if name not in IMPORTED],
+    recode: FUNCTIONS,
 }
+ROWS = [
+    pytest.param(change, name, id=f"{change.__name__} {name}")
+    for change, names in CHANGES.items()
+    for name in names
+]
 
 
-@pytest.mark.parametrize(
-    ("change", "name"), [(change, name) for change, names in CHANGES.items() for name in names]
-)
+@pytest.mark.parametrize(("change", "name"), ROWS)
 def test_what_becomes_of_a_name_shows_wherever_it_is_used(
     change: Callable[[ModuleType, str], object], name: str
 ) -> None:
     assert_followed(lambda module: change(module, name), shows=name not in UNUSED)
+
+
+def test_a_name_that_the_module_lacks_is_found_among_the_built_ins() -> None:
+    def move(module: ModuleType) -> None:
+        for name in NAMES:
+            patch.setattr(builtins, name, vars(module).pop(name), raising=False)
+
+    with pytest.MonkeyPatch.context() as patch:
+        assert_followed(move, shows=False)
+
+
+class Heard:
+    """A data descriptor that tells what is stored under its name."""
+
+    def __init__(self, name: str, told: list[object]) -> None:
+        self.name, self.told = name, told
+
+    def __get__(self, record: object, _: type | None = None) -> object:
+        return None if record is None else vars(record)[self.name]
+
+    def __set__(self, record: object, value: object) -> None:
+        self.told.append(value)
+        vars(record)[self.name] = value
+
+
+def hear(record: Any) -> list[object]:
+    """Give the class such descriptors; the list is of what they tell."""
+    told: list[object] = []
+    for each in fields(record):
+        setattr(record, each.name, Heard(each.name, told))
+    return told
 
 
 def swapped(record: Any) -> FunctionType:
@@ -132,18 +140,48 @@ def swapped(record: Any) -> FunctionType:
     return make_dataclass("Other", [second[:2], first[:2], *rest], frozen=True).__init__
 
 
+def fill_cells(record: Any) -> None:
+    """Let the constructor store in its own way."""
+    setter = lambda self, name, value: object.__setattr__(self, name, [value])  # noqa: E731
+    for cell in record.__init__.__closure__:
+        if cell.cell_contents is object:
+            cell.cell_contents = SimpleNamespace(__setattr__=setter)
+
+
+def turn_round(record: Any) -> None:
+    """Let the class see its fields in another order first."""
+    first = object.__new__(record)
+    for each in reversed(fields(record)):
+        object.__setattr__(first, each.name, None)
+
+
+def mourn(record: Any) -> list[str]:
+    """Give the class a finaliser; the list is of those that it has finalised."""
+    told: list[str] = []
+    record.__del__ = lambda self: told.append(repr(self))
+    return told
+
+
 PATCHES: dict[str, Callable[[Any], object]] = {
     "constructor": lambda record: setattr(record, "__init__", swapped(record)),
+    "no constructor": lambda record: delattr(record, "__init__"),
     "its code": lambda record: setattr(record.__init__, "__code__", swapped(record).__code__),
+    "its cells": fill_cells,
     "allocator": lambda record: setattr(record, "__new__", lambda *args: repr(args)),
     "property": lambda record: setattr(record, fields(record)[0].name, property(repr)),
+    "data descriptors": hear,
+    "finaliser": mourn,
+    "order of fields": turn_round,
 }
 
 
-@pytest.mark.parametrize("name", ["FileChange", "CommitChanges", "LineSpan"])
+@pytest.mark.parametrize("name", RECORDS)
 @pytest.mark.parametrize("patch", PATCHES)
 def test_a_patched_record_class_makes_patched_records(name: str, patch: str) -> None:
-    assert_followed(lambda module: PATCHES[patch](getattr(module, name)))
+    def change(module: ModuleType) -> object:
+        return PATCHES[patch](getattr(module, name))
+
+    assert_followed(change, shows=patch != "order of fields")
 
 
 class Quiet(dict):
@@ -153,24 +191,150 @@ class Quiet(dict):
         return f"<{key}>"
 
 
-SAME = re.compile(native._HUNK_HEADER.pattern, re.ASCII | re.IGNORECASE)
-OTHERS: dict[str, list[object]] = {
-    "_HUNK_HEADER": [re.compile(r"@@ -\d+(?:,(\d+))? \+(\d+)(?:,(\d+))? @@ f"), SAME],
-    "_C_ESCAPE": [re.compile("%([0-7]{3}|.)")],
-    "_RELATIVE_SPEC": [re.compile("(so)(on)"), re.compile("([0-9])([a-z])")],
-    "_SPEC_UNITS": [{"d": "hours"}, {"d": 5}, {"d": "years"}],
-    "_STATUS_BY_LETTER": [{"M": 5, "X": None, "A": ["added"]}, Quiet()],
-    "_C_ESCAPES": [{"t": "中", "\\": ""}, {"t": b"t"}, {"t": "\ud800"}, Quiet()],
-    "_TWO_PATH_LETTERS": [{"M"}, "MR"],
-    "_COMMIT_START": ["C", ("C", "\x1e")],
-    "_PATCH_OPTIONS": [["log"], {"bad": 1}],
-    "_MAX_PATHSPEC_CHARS": [10**30, 18002.5, "none"],
-    "TIME_SPEC_FORMS": [5],
-    "subprocess": [SimpleNamespace(run=run, TimeoutExpired=(OSError, ValueError))],
-    "datetime": [datetime.fromisoformat],
+class Fickle(Text):
+    """A key that is found at every second look."""
+
+    looks = 0
+
+    def __eq__(self, other: object) -> bool:
+        self.looks += 1
+        return self.looks % 2 == 0 and str.__eq__(self, other)
+
+    __hash__ = str.__hash__
+
+
+class Broken:
+    """What cannot be iterated over in the end."""
+
+    def __iter__(self) -> Any:
+        yield "-x"
+        raise TypeError("from inside")
+
+
+def of_launcher(expired: object) -> SimpleNamespace:
+    return SimpleNamespace(run=run, TimeoutExpired=expired)
+
+
+SAME = re.compile(native._HUNK_HEADER.pattern, re.DOTALL)
+OTHERS: dict[str, dict[str, object]] = {
+    "_HUNK_HEADER": {
+        "longer": re.compile(r"@@ -\d+(?:,(\d+))? \+(\d+)(?:,(\d+))? @@ f"),
+        "as good": SAME,
+        "empty counts": re.compile(r"@@ -\d+(?:,(\d*))? \+(\d+)(?:,(\d+))? @@"),
+    },
+    "_C_ESCAPE": {"other": re.compile("%([0-7]{3}|.)")},
+    "_RELATIVE_SPEC": {"words": re.compile("(so)(on)"), "ASCII": re.compile("([0-9])([a-z])")},
+    "_SPEC_UNITS": {"other": {"d": "hours"}, "number": {"d": 5}, "unknown": {"d": "years"}},
+    "_STATUS_BY_LETTER": {
+        "of anything": {"M": 5, "X": None, "A": ["added"]},
+        "subclass": Quiet(),
+    },
+    "_C_ESCAPES": {
+        "of text": {"t": "中", "\\": ""},
+        "of bytes": {"t": b"t"},
+        "of surrogates": {"t": "\ud800"},
+        "subclass": Quiet(),
+    },
+    "_TWO_PATH_LETTERS": {"set": {"M"}, "text": "MR"},
+    "_COMMIT_START": {"letter": "C", "two": ("C", "\x1e")},
+    "_PATCH_OPTIONS": {"list": ["log"], "dict": {"bad": 1}, "broken": Broken()},
+    "_MAX_PATHSPEC_CHARS": {"huge": 10**30, "float": 18002.5, "text": "none"},
+    "TIME_SPEC_FORMS": {"number": 5},
+    "GitError": {"gives a class": lambda _message: KeyError},
+    "subprocess": {
+        "two errors": of_launcher((OSError, ValueError)),
+        "no error": of_launcher(5),
+        "no error as well": of_launcher((FileNotFoundError, 5)),
+    },
+    "datetime": {"function": datetime.fromisoformat},
+}
+ROWS = [
+    pytest.param(name, value, id=f"{name} {what}")
+    for name, others in OTHERS.items()
+    for what, value in others.items()
+]
+
+
+@pytest.mark.parametrize(("name", "value"), ROWS)
+def test_another_object_is_used_as_the_statements_would(name: str, value: object) -> None:
+    assert_followed(lambda module: setattr(module, name, value), shows=value is not SAME)
+
+
+@pytest.mark.parametrize(("table", "letters"), [("_STATUS_BY_LETTER", "MAR"), ("_C_ESCAPES", "tn")])
+def test_keys_that_run_code_are_looked_at_as_often_as_in_plain_python(
+    table: str, letters: str
+) -> None:
+    assert_followed(lambda module: setattr(module, table, {Fickle(each): each for each in letters}))
+
+
+def test_a_map_that_is_emptied_meanwhile_is_noticed() -> None:
+    def find_and_clear(path: str, *_fields: object) -> None:
+        for each in gc.get_referrers(path):
+            if type(each) is dict and path in each:
+                each.clear()
+
+    assert_followed(lambda module: setattr(module, "FileChange", find_and_clear))
+
+
+def python_calls(module: ModuleType, name: str, text: object) -> int:
+    """How many Python functions run for one call; what is read natively runs no other."""
+    count, before = 0, sys.getprofile()
+
+    def notice(_frame: object, event: str, _arg: object) -> None:
+        nonlocal count
+        count += event == "call"
+
+    function = getattr(module, name)
+    sys.setprofile(notice)
+    try:
+        function(text)
+    except Exception:
+        count += 100
+    finally:
+        sys.setprofile(before)
+    return count
+
+
+PRINTED = {"parse_file_changes": STREAM, "parse_commit_changes": LOG, "parse_line_spans": PATCH}
+# What each parser stands for: with anything else in its place that has to be asked.
+FILES = "_file_changes _line_count FileChange _STATUS_BY_LETTER _TWO_PATH_LETTERS"
+USED = {
+    "parse_file_changes": FILES,
+    "parse_commit_changes": f"{FILES} CommitChanges _COMMIT_START",
+    "parse_line_spans": "_span _patch_path _unquote LineSpan _HUNK_HEADER _C_ESCAPE _C_ESCAPES",
+}
+ODD_TEXTS = {
+    "parse_file_changes": [":1 é\0a\0", "1\t2\ta\0:1 M\0a\0", ":1 M\0a\0\u0661\t2\ta\0"],
+    "parse_commit_changes": ["\x1e 5\0", "\x1e5\0\n:1 é\0b\0"],
+    "parse_line_spans": ["+++ a\n@@ -\u0661 +2 @@\n", '+++ "\\777"\n', '+++ "\ud800"\n'],
 }
 
 
-@pytest.mark.parametrize(("name", "value"), [(name, v) for name in OTHERS for v in OTHERS[name]])
-def test_another_object_is_used_as_the_statements_would(name: str, value: object) -> None:
-    assert_followed(lambda module: setattr(module, name, value), shows=value is not SAME)
+@pytest.mark.parametrize("name", PRINTED)
+def test_what_git_prints_is_read_natively_and_all_else_by_calls(name: str) -> None:
+    text, used = PRINTED[name], USED[name].split()
+
+    def calls_after(change: Change) -> int:
+        copy = fresh(native)
+        change(copy)
+        return python_calls(copy, name, text)
+
+    copy = fresh(native)
+    for wider in ("", "中", "😀"):
+        assert python_calls(copy, name, text.replace("a", "a" + wider)) == 1
+    for odd in (Text(text), *ODD_TEXTS[name]):
+        assert python_calls(copy, name, odd) > 1
+    for each in used:
+        assert calls_after(lambda module, each=each: blank(module, each)) > 1
+    for patch, record in product(PATCHES, {*used} & {*RECORDS}):
+        calls = calls_after(lambda module: PATCHES[patch](getattr(module, record)))  # noqa: B023
+        assert (calls > 1) == (patch != "order of fields"), patch
+
+
+@pytest.mark.parametrize("name", RECORDS)
+def test_an_abstract_record_class_makes_no_records(name: str) -> None:
+    copy = fresh(native)
+    getattr(copy, name).__abstractmethods__ = frozenset("x")
+    parser = next(parser for parser, used in USED.items() if name in used.split())
+    with pytest.raises(TypeError, match=f"abstract class {name}"):
+        getattr(copy, parser)(PRINTED[parser])

@@ -7,7 +7,7 @@ from pathlib import Path
 
 import pytest
 from conftest import FakeGit, Repository
-from worlds import python, run_python
+from worlds import finished, python, run_python
 
 from orvel_tarnix.utils import git_utils
 
@@ -16,7 +16,7 @@ from worlds import PURE_CALLS, QUESTIONS, Call, answer
 from orvel_tarnix.utils import git_utils
 from pathlib import Path
 calls = [call for call in PURE_CALLS if call.name != "parse_time_spec" or "7d" not in call.args]
-asked = [Call(name, (Path(ROOT), *args), kwargs) for name, args, kwargs, _ in QUESTIONS]
+asked = [Call(each.name, (Path(ROOT), *each.args[1:]), each.kwargs) for each in QUESTIONS]
 def answers():
     return [answer(git_utils, call) for call in calls * 20 + asked]
 """
@@ -91,7 +91,7 @@ def test_ctrl_c_ends_git_and_raises(fake_git: FakeGit) -> None:
         git = int(pipe.read_text())
         process.send_signal(signal.SIGINT)
         # The interpreter kills a child that ignores the signal, but may leave it to be reaped.
-        assert process.communicate()[0] in {"interrupted\n9\n", "interrupted\ngone\n"}
+        assert finished(process) in {"interrupted\n9\n", "interrupted\ngone\n"}
     with pytest.raises(ProcessLookupError):
         os.kill(git, 0)
 
