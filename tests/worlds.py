@@ -75,7 +75,7 @@ def describe(error: Exception) -> str:
 
 
 def run(command: list[str], **_keywords: object) -> SimpleNamespace:
-    """Answer as git would. (No generator in here: CPython 3.13 crashes if memory fails it.)"""
+    """Answer as git would; without a generator, which crashes CPython 3.13 if memory fails it."""
     if "missing" in command:
         raise FileNotFoundError("git")
     printed = "5ca1ab1e\n"
