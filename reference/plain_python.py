@@ -86,8 +86,8 @@ def find_repo_root() -> Path:
 
 def resolve_display_branch(repo_root: Path) -> str | None:
     stdout, _, code = run_git_command(repo_root, ["branch", "--show-current"])
-    if code == 0 and stdout.strip():
-        return stdout.strip()
+    if code == 0 and (branch := stdout.strip()):
+        return branch
     return None
 
 
@@ -176,8 +176,8 @@ def get_head_commit(repo_root: Path, short: bool = True) -> str | None:
 
 def get_default_branch(repo_root: Path) -> str:
     stdout, _, code = run_git_command(repo_root, ["symbolic-ref", "refs/remotes/origin/HEAD"])
-    if code == 0 and stdout.strip():
-        return stdout.strip().removeprefix("refs/remotes/origin/")
+    if code == 0 and (ref := stdout.strip()):
+        return ref.removeprefix("refs/remotes/origin/")
     for branch in ("main", "master"):
         _, _, code = run_git_command(repo_root, ["rev-parse", "--verify", branch])
         if code == 0:
@@ -197,7 +197,7 @@ def branch_exists(repo_root: Path, branch: str) -> bool:
 
 def get_authors_for_period(repo_root: Path, since: str = "30d") -> list[dict[str, Any]]:
     moment = parse_time_spec(since)
-    args = ["shortlog", f"--since={moment.strftime('%Y-%m-%d %H:%M:%S')}", "-sne"]
+    args = ["shortlog", __joined("--since=", moment.strftime("%Y-%m-%d %H:%M:%S")), "-sne"]
     stdout, stderr, code = run_git_command(repo_root, args)
     if code != 0:
         logger.debug(
