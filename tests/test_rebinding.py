@@ -10,13 +10,12 @@ import re
 import sys
 from collections.abc import Callable
 from dataclasses import fields, make_dataclass
-from datetime import datetime
 from itertools import product
 from types import FunctionType, ModuleType, SimpleNamespace
 from typing import Any
 
 import pytest
-from compare import StoppedClock, Text, load_copy, native, outcome, plain
+from compare import NOW, StoppedClock, Text, load_copy, native, outcome, plain
 from worlds import CALLS, LOG, PATCH, STREAM, Call, run
 
 type Change = Callable[[ModuleType], object]
@@ -211,10 +210,58 @@ class Broken:
         raise TypeError("from inside")
 
 
-def of_launcher(expired: object) -> SimpleNamespace:
+class Hidden(dict):
+    """A dictionary that ** does not ask, but reads."""
+
+    def __getitem__(self, key: str) -> object:
+        return "other"
+
+
+class Mapping:
+    """No dictionary, and one that fails."""
+
+    def __init__(self, *error: object) -> None:
+        self.keys, self.error = lambda: ["said"], error
+
+    def __getitem__(self, key: str) -> object:
+        raise self.error[0](*self.error[1:])
+
+
+class LostError(FileNotFoundError):
+    """An error that is a file's, not git's, as far as anybody can tell."""
+
+
+def launching(expired: object) -> SimpleNamespace:
     return SimpleNamespace(run=run, TimeoutExpired=expired)
 
 
+def raising(error: type[Exception]) -> Callable[..., None]:
+    def fail(*_args: object) -> None:
+        raise error
+
+    return fail
+
+
+def clock(error: type[Exception]) -> SimpleNamespace:
+    return SimpleNamespace(now=raising(error), fromisoformat=raising(error))
+
+
+def giving(value: object) -> Callable[..., object]:
+    return lambda *_args: value
+
+
+ERRORS = [KeyError, ValueError, OverflowError, TimeoutError, ConnectionError, LostError]
+TABLES = [{"M": 5, "X": None, "A": ["a"]}, {"t": "中", "\\": ""}, {"t": b"t"}, {"t": "\ud800"}]
+HIDDEN = [Hidden(said="stored"), {"cwd": "/"}, None, [("cwd", "/")], {1: 2}, {"said": "hid"}]
+RESULTS = [("out \n", None, 0), ("out", None, 0.0), ("out", None, 1), {"a": 1, "b": 2, "c": 0}]
+RESULTS += [
+    ("", " fatal: bad\n\x1c", 128),
+    ["", " \n\xa0", True],
+    ("", "", "0"),
+    (),
+    ("a", "", 0, 0),
+]
+RESULTS += ["abc", 5, None]
 SAME = re.compile(native._HUNK_HEADER.pattern, re.DOTALL)
 OTHERS: dict[str, dict[str, object]] = {
     "_HUNK_HEADER": {
@@ -225,28 +272,25 @@ OTHERS: dict[str, dict[str, object]] = {
     "_C_ESCAPE": {"other": re.compile("%([0-7]{3}|.)")},
     "_RELATIVE_SPEC": {"words": re.compile("(so)(on)"), "ASCII": re.compile("([0-9])([a-z])")},
     "_SPEC_UNITS": {"other": {"d": "hours"}, "number": {"d": 5}, "unknown": {"d": "years"}},
-    "_STATUS_BY_LETTER": {
-        "of anything": {"M": 5, "X": None, "A": ["added"]},
-        "subclass": Quiet(),
-    },
-    "_C_ESCAPES": {
-        "of text": {"t": "中", "\\": ""},
-        "of bytes": {"t": b"t"},
-        "of surrogates": {"t": "\ud800"},
-        "subclass": Quiet(),
-    },
+    "_STATUS_BY_LETTER": {"of anything": TABLES[0], "subclass": Quiet()},
+    "_C_ESCAPES": {"subclass": Quiet()} | {repr(each): each for each in TABLES[1:]},
     "_TWO_PATH_LETTERS": {"set": {"M"}, "text": "MR"},
     "_COMMIT_START": {"letter": "C", "two": ("C", "\x1e")},
     "_PATCH_OPTIONS": {"list": ["log"], "dict": {"bad": 1}, "broken": Broken()},
     "_MAX_PATHSPEC_CHARS": {"huge": 10**30, "float": 18002.5, "text": "none"},
     "TIME_SPEC_FORMS": {"number": 5},
-    "GitError": {"gives a class": lambda _message: KeyError},
+    "GitError": {"a class": giving(KeyError)},
     "subprocess": {
-        "two errors": of_launcher((OSError, ValueError)),
-        "no error": of_launcher(5),
-        "no error as well": of_launcher((FileNotFoundError, 5)),
+        "two errors": launching((OSError, ValueError)),
+        "no error": launching(5),
+        "no error as well": launching((FileNotFoundError, 5)),
     },
-    "datetime": {"function": datetime.fromisoformat},
+    "datetime": {each.__name__: clock(each) for each in ERRORS} | {"function": NOW.isoformat},
+    "get_subprocess_hidden_kwargs": {repr(each): giving(each) for each in HIDDEN}
+    | {each.__name__: raising(each) for each in ERRORS}
+    | {f"a mapping's {each.__name__}": giving(Mapping(each, "x")) for each in ERRORS}
+    | {"no key": giving(Mapping(KeyError, "two", "words")), "no": giving(Mapping(AttributeError))},
+    "run_git_command": {repr(each): giving(each) for each in RESULTS},
 }
 ROWS = [
     pytest.param(name, value, id=f"{name} {what}")

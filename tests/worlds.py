@@ -74,7 +74,7 @@ def describe(error: Exception) -> str:
     return f"{type(error).__name__}: {error}"
 
 
-def run(command: list[str], **_keywords: object) -> SimpleNamespace:
+def run(command: list[str], said: str = " said\n", **_keywords: object) -> SimpleNamespace:
     """Answer as git would; without a generator, which crashes CPython 3.13 if memory fails it."""
     if "missing" in command:
         raise FileNotFoundError("git")
@@ -82,7 +82,7 @@ def run(command: list[str], **_keywords: object) -> SimpleNamespace:
     for key in reversed(PRINTED):
         if key in command:
             printed = PRINTED[key]
-    return SimpleNamespace(stdout=printed, stderr=" said\n", returncode=int("bad" in command))
+    return SimpleNamespace(stdout=printed, stderr=said, returncode=int("bad" in command))
 
 
 def _raises(error: Exception) -> Callable[..., None]:
@@ -102,6 +102,7 @@ def _wide(text: str) -> Iterator[str]:
     yield from (text, text.replace("a", "\u1234"), text.replace("a", "\U0001f600"), Text(text))
 
 
+UNREADABLE = ["\\777", "\\038", "\ud800", "\\\ud800", "\x7f\x80\u07ff\u0800\uffff\U00010000"]
 _TEXTS: dict[str, list[Any]] = {
     "parse_file_changes": [
         *_wide(STREAM),
@@ -119,19 +120,24 @@ _TEXTS: dict[str, list[Any]] = {
         '+++ "\\777"\n',
         5,
     ],
-    "_file_changes": [TOKENS, (), [5], 5],
+    "_file_changes": [TOKENS, (), [5], {":M": 1, "a": 2}, [b":M"], 5],
     "_line_count": ["12", "-", Text("3"), "\u0663", "9" * 5000, 5],
-    "_patch_path": ["a b\t", '"\\303\\244\\t"', "/dev/null", Text('"x"'), 5],
-    "_unquote": [*_wide("a\\303\\244\\n%t\\t\\q\\\\"), "\\777", "\ud800", "\\\ud800", 5],
-    "_path_batches": [["a" * 9000] * 3, {"a": 1}, [Text("a" * 9000)] * 3, [5], 5],
-    "normalize_branch_name": [*_wide(" origin/refs/heads/a "), "", None, 5],
-    "sanitize_branch_name": [*_wide("a/b\\c d"), "", 5],
+    "_patch_path": ["a b\t", '"\\303\\244\\t"', "/dev/null", '"', Text('"x"'), b'"a"', 5],
+    "_unquote": [*_wide("a\\303\\244\\n%t\\t\\q\\\\"), *UNREADABLE, 5],
+    "_path_batches": [
+        *(["a" * 9000] * 3, ("é" * 7999,) * 3, ["a" * 20000, "b"], ["a", "b" * 20000], "ab"),
+        *([Text("a" * 9000)] * 3, {"a": 1}, ["a" * 16000, (1, 2)], [5], 5),
+    ],
+    "normalize_branch_name": [*_wide(" origin/refs/heads/a "), "", None, False, b"a", ["a"], 5],
+    "sanitize_branch_name": [*_wide("a/b\\c d"), "", b"a", {"a": 1}, 5],
     "parse_time_spec": [
-        *("7d", " 2026-01-02 ", "2026-01-02T03:04:05+02:00", "0d", "soon", 5),
-        *("9999999w", "9" * 5000 + "d", Text("7d")),
+        *("7d", " 2026-01-02 ", "2026-01-02T03:04:05+02:00", "soon", Text("7d"), 5, None, b"7d"),
+        *("", " 0d", "7", "7 d", "7D", "1.5h", "\u0660\u0660w", "²d", "1_0d", "9" * 5000 + "d"),
+        *("2026-02-30", 'it\'s "\U0001f600"\ud800', "739317d", "739318d", "999999999d"),
+        *("9" * 400 + "m", "0001-01-01T00:00+01:00"),
     ],
     "wiki_root": [ROOT, 5],
-    "find_git_root": [ROOT, None, 5],
+    "find_git_root": [ROOT, None, "a", 5],
 }
 # Calls that ask no git.
 PURE_CALLS = [
