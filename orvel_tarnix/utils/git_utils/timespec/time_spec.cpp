@@ -31,7 +31,6 @@ RelativeSpec relative_spec(const Module& module, Borrowed spec) {
     RelativeSpec relative = relative_spec_natively(module, spec);
     if (relative.verdict == Verdict::undecided) {
         relative.match = module.call_method(module["_RELATIVE_SPEC"_name], "fullmatch"_name, spec);
-        relative.verdict = is_true(relative.match) ? Verdict::yes : Verdict::no;
     }
     return relative;
 }
@@ -68,7 +67,9 @@ Ref iso_moment(const Module& module, Borrowed spec) {
 // The moment that the spec names, or nothing when it is in none of the forms.
 Ref moment_of(const Module& module, Borrowed since, Borrowed spec, const RelativeSpec& relative) {
     try {
-        if (relative.verdict == Verdict::yes) {
+        const bool is_relative =
+            relative.match ? is_true(relative.match) : relative.verdict == Verdict::yes;
+        if (is_relative) {
             return relative_moment(module, relative);
         }
         if (is_true(spec)) {
@@ -96,7 +97,7 @@ Ref parse_time_spec(const Module& module, Borrowed since) {
     if (Ref moment = moment_of(module, since, spec, relative)) {
         return moment;
     }
-    const Ref forms = characters_of(module["TIME_SPEC_FORMS"_name]);
+    const Ref forms = format(module["TIME_SPEC_FORMS"_name]);
     raise(PyExc_ValueError, "since must be %U; got %R", forms.get(), since.get());
 }
 
