@@ -5,7 +5,7 @@ SECONDS ?= 60
 
 # What the tests need to be installed.
 test_needs := .venv/group-test .venv/group-examples
-cpp_sources = $(shell find orvel_tarnix checks -name '*.[ch]pp')
+cpp_sources = $(shell find orvel_tarnix checks fuzz -name '*.[ch]pp')
 site_packages := lib/python3.13/site-packages
 
 # The sanitizer sees only what malloc gives out. At its end the interpreter keeps what it never
@@ -93,6 +93,20 @@ fuzz: tools clang build/fuzz/module .venv/group-fuzz ## search for inputs that b
 	 LD_PRELOAD="$$libraries/asan_with_fuzzer.so" PYTHONMALLOC=malloc ASAN_OPTIONS=detect_leaks=0 \
 	 PYTHONPATH=reference:. build/fuzz/venv/bin/python fuzz/fuzz_parsers.py -max_len=1024 \
 	    -max_total_time=$(SECONDS) -artifact_prefix=build/fuzz/ build/fuzz/corpus fuzz/corpus
+
+# How many texts `make fuzz-scanners` tries.
+RUNS ?= 1000000
+
+build/fuzz_scanners: fuzz/fuzz_scanners.cpp $(sources)
+	@mkdir -p build
+	@clang++ -std=c++20 -O2 -g -Wall -Wextra -Wconversion -Werror -fsanitize=fuzzer,address \
+	    -Iorvel_tarnix/utils/git_utils $< -o $@
+
+.PHONY: fuzz-scanners
+fuzz-scanners: clang build/fuzz_scanners ## search for texts that the scanners misread, RUNS=1000000
+	@mkdir -p build/fuzz/scanners
+	@build/fuzz_scanners -runs=$(RUNS) -max_len=200 -dict=fuzz/scanners.dict \
+	    -artifact_prefix=build/fuzz/ -print_final_stats=1 build/fuzz/scanners
 
 .PHONY: clang
 clang:

@@ -98,8 +98,7 @@ Ref hunk_header(const Module& module) {
 Ref c_escape(const Module& module) {
     const std::string octal = std::string("[0-") + parsing::last_octal_digit + "]{" +
                               std::to_string(parsing::octal_digits) + "}";
-    const Ref re = module["re"_name];
-    const Ref compile = module.attribute(re, "compile"_name);
+    const Ref compile = module.attribute(module["re"_name], "compile"_name);
     const Ref escape = text(escaped({&parsing::escape, 1}) + "(" + octal + "|.)");
     return call(compile, escape, module.attribute(module["re"_name], "DOTALL"_name));
 }

@@ -49,10 +49,10 @@ consteval bool holds_all_of(std::span<const Name> wanted) {
 // What `read` makes of the characters of the text; nothing where it may not stand for the list.
 template <const auto& used, class Read>
 auto natively(const Module& module, Borrowed text, Read read) {
-    static_assert(uses::holds_all_of(used),
-                  "uses::all, which the import remembers, lacks one of these");
+    constexpr std::span<const Name> names = used;
+    static_assert(uses::holds_all_of(names), "uses::all lacks a name that is used natively");
     using Result = decltype(read(std::span<const Py_UCS1>()));
-    if (!PyUnicode_CheckExact(text.get()) || !module.are_unmodified(used)) {
+    if (!PyUnicode_CheckExact(text.get()) || !module.are_unmodified(names)) {
         return Result{};
     }
     return with_text(text, read);

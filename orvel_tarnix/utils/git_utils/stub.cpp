@@ -29,8 +29,7 @@ constexpr Definition function(const char* name) {
             nullptr};
 }
 
-// A cast is not constant, so the table counts as made at run time.
-// NOLINTNEXTLINE(bugprone-throwing-static-initialization)
+// The table of definitions, and the marshalled code that they run.
 #include "frozen_stub.inc"
 
 // The docstring, and for each definition the code that it runs, or None.

@@ -111,9 +111,12 @@ bool still_as_described(const Module& module, Borrowed object, Borrowed descript
     PyObject* parts = PyTuple_GET_ITEM(description.get(), described_parts);
     const Py_ssize_t count = PyTuple_GET_SIZE(parts);
     Py_ssize_t seen = 0;
-    const bool same = visit_parts(
-        module, object, PyTuple_GET_ITEM(description.get(), described_members),
-        [&](const Ref& part) { return seen < count && is(part, PyTuple_GET_ITEM(parts, seen++)); });
+    const bool same =
+        visit_parts(module, object, PyTuple_GET_ITEM(description.get(), described_members),
+                    [&](const Ref& part) {
+                        const Py_ssize_t place = seen++;
+                        return place < count && is(part, PyTuple_GET_ITEM(parts, place));
+                    });
     return same && seen == count;
 }
 

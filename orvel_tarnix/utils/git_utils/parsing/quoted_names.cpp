@@ -22,7 +22,7 @@ Ref _patch_path(const Module& module, Borrowed text) {
     if (Ref path = parsing::plain_path_natively(module, text)) {
         return path;
     }
-    const Ref name = module.call_method(text, "removesuffix"_name, git_utils::text("\t"));
+    Ref name = module.call_method(text, "removesuffix"_name, git_utils::text("\t"));
     if (compare(name, git_utils::text("/dev/null"), Py_EQ)) {
         return none();
     }
