@@ -13,6 +13,7 @@ from types import ModuleType
 import plain_python
 import pytest
 from hypothesis import settings
+from worlds import PROCESS_LIMIT
 
 from orvel_tarnix.utils import git_utils
 
@@ -22,7 +23,7 @@ settings.load_profile("tests")
 IDENTITY = {"GIT_AUTHOR_NAME": "Ann Lee", "GIT_AUTHOR_EMAIL": "ann@example.org"}
 IDENTITY |= {"GIT_COMMITTER_NAME": "Cy Dee", "GIT_COMMITTER_EMAIL": "cy@example.org"}
 
-type Log = list[tuple[str, str, str, type]]
+type Log = list[tuple[str, str, tuple[object, ...], type]]
 type Runs = Callable[..., list[list[str]]]
 
 
@@ -76,7 +77,9 @@ class Repository:
     def git(self, *args: str, **environment: str) -> str:
         """Run git, which has to succeed, and give what it printed."""
         command, environment = ["git", *args], os.environ | environment
-        return os.fsdecode(subprocess.check_output(command, cwd=self.root, env=environment))
+        return os.fsdecode(
+            subprocess.check_output(command, cwd=self.root, env=environment, timeout=PROCESS_LIMIT)
+        )
 
     def commit(
         self, files: dict[str, str | bytes | None], date: str = "2026-01-01T00:00:00Z", by: str = ""
@@ -144,7 +147,7 @@ def log(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Log:
     told: Log = []
 
     def handle(record: logging.LogRecord) -> None:
-        event = record.levelname, record.funcName, record.getMessage()
+        event = record.levelname, record.funcName, (record.msg, *record.args)
         error = sys.exception()
         assert error is None or error.__traceback__.tb_frame.f_code.co_name == record.funcName
         told.append((*event, type(error)))

@@ -2,23 +2,24 @@
 
 from collections.abc import Iterator
 from dataclasses import astuple
-from datetime import datetime, timedelta, timezone
+from datetime import datetime
 from pathlib import Path
 from types import ModuleType
 
 import pytest
-from compare import assert_alike, native
+from compare import native
 from conftest import Repository, Runs
-from hypothesis import given
-from hypothesis import strategies as st
 
 NUMBERED = [f"{n}\n" for n in range(1, 21)]
 TWENTY = "".join(NUMBERED)
 ODD_NAMES = ["a b", "tab\there", 'quote"d', "back\\slash", "line\nfeed", "é中😀", "*", ":(top)x"]
+ODD_NAMES += [f"{odd}{place}{odd}z" for odd in '\t\n":\\\x1f é\U0001f600' for place in "xy"]
 RAW_NAME = "raw\udcff"  # a byte that is no UTF-8
 WORDS = {"A": "added", "D": "deleted", "M": "modified", "R": "renamed", "T": "modified"}
+# What git is told to show otherwise changes nothing.
 CONFIG = ["color.ui=always", "core.quotepath=true", "diff.external=false", "diff.renames=copies"]
-CONFIG += ["diff.hostile.textconv=false"]
+CONFIG += ["diff.hostile.textconv=false", "diff.hostile.command=false", "diff.mnemonicPrefix=true"]
+CONFIG += ["log.showSignature=true", "diff.context=9", "format.pretty=fuller"]
 BEFORE = {
     ".gitattributes": "*.txt diff=hostile\n",
     "edited.txt": TWENTY,
@@ -138,28 +139,6 @@ def test_the_commits_of_a_period_have_the_files_that_git_shows_for_each(
     assert len(log(ref="topic")) == 1
 
 
-FIXED = ["-c", "core.quotepath=off", "--literal-pathspecs", "diff", *native._PATCH_OPTIONS]
-
-
-def test_each_command_line_is_exactly_this(either: ModuleType, answer_runs: Runs) -> None:
-    calls, root = answer_runs(*[("", "", 0)] * 5), Path("r")
-    asked = {"since": datetime(2026, 9, 1, 8, 30, 5, 999, timezone(timedelta(hours=9)))}
-    either.diff_file_changes(root, "-a", "b c")
-    either.log_commit_changes(root, **asked, ref=None, max_commits=0)
-    either.log_commit_changes(root, **asked, ref="", max_commits="-5")
-    either.diff_line_spans(root, "a", "b", merge_base=1)
-    either.diff_line_spans(root, "a", "b", merge_base=[], paths="xy", diff_filter="")
-    logged = ["log", "--since=2026-09-01 08:30:05", "--max-count=0", "--no-show-signature"]
-    logged += ["--format=%x1e%ct", "--raw", "--numstat", "-M", "-z"]
-    assert calls == [
-        ["diff", "--raw", "--numstat", "-M", "-z", "--no-textconv", "-a...b c"],
-        logged,
-        [*logged[:2], "--max-count=-5", *logged[3:], ""],
-        [*FIXED, "--diff-filter=MR", "a...b"],
-        [*FIXED, "--diff-filter=", "a", "b", "--", "x", "y"],
-    ]
-
-
 def test_a_path_keeps_its_place_with_the_spans_of_the_later_batch_and_a_failure_ends_all(
     either: ModuleType, answer_runs: Runs, monkeypatch: pytest.MonkeyPatch
 ) -> None:
@@ -173,12 +152,3 @@ def test_a_path_keeps_its_place_with_the_spans_of_the_later_batch_and_a_failure_
     with pytest.raises(either.GitError, match=r"^broken$"):
         either.diff_line_spans("r", "a", "b", merge_base=True, paths=["a", "b", "c"])
     assert [call[-1] for call in calls] == ["a", "b"]
-
-
-PATHS = st.sampled_from(["", "a", "é" * 7999, "a" * 8000, "中" * 15999, (), [1], 5])
-
-
-@given(st.lists(PATHS, max_size=6))
-def test_any_paths_are_batched_as_python_does_it(paths: list[object]) -> None:
-    for each in (paths, tuple(paths), dict.fromkeys(map(repr, paths)), None):
-        assert_alike("_path_batches", each)

@@ -1,17 +1,30 @@
-"""The one way by which git runs."""
+"""The one way by which git runs, however git ends and wherever it is."""
 
+import os
 import subprocess
 import sys
 import traceback
+from collections.abc import Iterator
+from contextlib import contextmanager
 from pathlib import Path
 from types import MappingProxyType, ModuleType, NoneType, SimpleNamespace
-from unittest.mock import MagicMock
 
 import pytest
-from compare import assert_alike
-from conftest import FakeGit, Log, rebind
+from conftest import FakeGit, Log, Repository
 
-HIDDEN = "get_subprocess_hidden_kwargs"
+FAILED = "git command failed: args=%s rc=%s stderr=%s"
+LATE = "git command timed out after %ss: args=%s"
+MISSING = "git executable not found while running args=%s"
+
+
+class Place:
+    """What has another name as text than for the file system."""
+
+    def __str__(self) -> str:
+        return "some/where"
+
+    def __fspath__(self) -> str:
+        return "elsewhere"
 
 
 def test_git_is_launched_with_these_keywords_in_this_order(
@@ -25,28 +38,14 @@ def test_git_is_launched_with_these_keywords_in_this_order(
 
     monkeypatch.setattr(subprocess, "run", run)
     hidden = iter([{"z": 1, "env": None}, MappingProxyType({})])
-    monkeypatch.setattr(either, HIDDEN, lambda: next(hidden))
+    monkeypatch.setattr(either, "get_subprocess_hidden_kwargs", lambda: next(hidden))
     args = ["log", "-1"]
-    assert either.run_git_command(Path("some/where"), args) == ("out ", " err", 0)
+    assert either.run_git_command(Place(), args) == ("out ", " err", 0)
     assert either.run_git_command("here", args, timeout=None) == ("out ", " err", 0)
     fixed = [("capture_output", True), ("encoding", "utf-8"), ("errors", "replace")]
     command = (["git", "log", "-1"],)
     first = [("cwd", "some/where"), *fixed, ("timeout", 30), ("z", 1), ("env", None)]
     assert launches == [(command, first), (command, [("cwd", "here"), *fixed, ("timeout", None)])]
-
-
-UNMERGEABLE = [{"cwd": "/"}, None, [("cwd", "/")], {1: 2}, {"unknown": 1}]
-ERRORS = [OSError("lost"), AttributeError("x"), KeyError("key"), KeyError("two", "words")]
-METHODS = [{"keys.return_value": "a", "__getitem__.side_effect": error} for error in ERRORS]
-UNMERGEABLE += [MagicMock(**each) for each in METHODS]
-
-
-@pytest.mark.parametrize("hidden", UNMERGEABLE)
-def test_keywords_that_cannot_be_merged_fail_as_in_a_python_call(
-    monkeypatch: pytest.MonkeyPatch, fake_git: FakeGit, hidden: object
-) -> None:
-    rebind(monkeypatch, HIDDEN, lambda: hidden)
-    assert_alike("run_git_command", fake_git("exit 0"), ["log"])
 
 
 def test_however_git_ends_it_gives_text_and_a_failure_is_logged(
@@ -60,35 +59,104 @@ def test_however_git_ends_it_gives_text_and_a_failure_is_logged(
     assert either.run_git_command(root, args, 0.05) == ("", "Command timed out", 1)
     assert either.run_git_command(root / "nowhere", args) == ("", "git not found", 1)
     ends = [
-        ("DEBUG", f"git command failed: args={args} rc=3 stderr=\ufffd", NoneType),
-        ("WARNING", f"git command timed out after 0.05s: args={args}", subprocess.TimeoutExpired),
-        ("WARNING", f"git executable not found while running args={args}", FileNotFoundError),
+        ("DEBUG", (FAILED, args, 3, "\ufffd"), NoneType),
+        ("WARNING", (LATE, 0.05, args), subprocess.TimeoutExpired),
+        ("WARNING", (MISSING, args), FileNotFoundError),
     ]
     assert log == [(level, "run_git_command", *end) for level, *end in ends]
+
+
+def test_what_was_being_handled_is_so_again_behind_a_handler(either: ModuleType) -> None:
+    def ask() -> Iterator[object]:
+        yield either.run_git_command("/nowhere", ["x"])
+        with pytest.raises(ValueError, match="outside the calendar"):
+            either.parse_time_spec("9999999w")
+        yield sys.exception()
+
+    inside = ask()
+    with pytest.raises(KeyError):
+        try:
+            raise KeyError
+        except KeyError as error:
+            assert next(inside) == either.run_git_command("/nowhere", ["x"])
+            assert next(inside) is sys.exception() is error
+            raise
     assert sys.exception() is None
 
 
+@contextmanager
+def ordinary_user() -> Iterator[None]:
+    """Without the privilege to read everything, if this process has it."""
+    user = os.geteuid()
+    os.seteuid(user or 65534)
+    try:
+        yield
+    finally:
+        os.seteuid(user)
+
+
 def test_every_other_launch_error_passes_and_nothing_is_logged(
-    either: ModuleType, tmp_path: Path, log: Log, monkeypatch: pytest.MonkeyPatch
+    either: ModuleType, fake_git: FakeGit, log: Log, monkeypatch: pytest.MonkeyPatch
 ) -> None:
-    (tmp_path / "git").touch()
-    monkeypatch.setenv("PATH", str(tmp_path))
-    calls = [(tmp_path, args) for args in (("log",), None, [1], ["a\0b"])]
-    for root, args in [*calls, (tmp_path, ["log"]), (tmp_path / "git", ["log"])]:
-        with pytest.raises((TypeError, ValueError, NotADirectoryError, PermissionError)) as caught:
-            either.run_git_command(root, args)
+    root = fake_git.directory
+    program = fake_git("exit 0") / "git"
+    program.write_text("no program")
+    (root / "closed").mkdir(mode=0)
+    monkeypatch.setenv("PATH", str(root))
+    calls = [(root, args) for args in (("log",), None, [1], ["a\0b"], ["\ud800"], ["log"])]
+    for where, args in [*calls, (program, ["log"]), (root / "closed", ["log"])]:
+        with ordinary_user(), pytest.raises((TypeError, ValueError, OSError)) as caught:
+            either.run_git_command(where, args)
         names = [frame.name for frame in traceback.extract_tb(caught.tb)]
-        assert names[1] == "run_git_command"
         assert names.count("run_git_command") == 1
+    with ordinary_user(), pytest.raises(PermissionError):
+        either.find_git_root(root / "closed")
     assert log == []
+    program.write_text("#!/no/interpreter\n")
+    assert either.run_git_command("/", ["x"]) == ("", "git not found", 1)
 
 
-RESULTS = [("out \n", None, 0), ("out", None, 0.0), ("out", None, 1), {"a": 1, "b": 2, "c": 0}]
-RESULTS += [("", " fatal: bad\n\x1c", 128), ["", " \n\xa0", True], ("", "", "0")]
+class SinceReady(float):
+    """A time limit that begins to run when the fake git names a process in a pipe."""
+
+    pipe: Path
+    process: int
+
+    def __radd__(self, now: float) -> float:
+        self.process = int(self.pipe.read_text())
+        return now + float(self)
 
 
-@pytest.mark.parametrize("result", [*RESULTS, (), ("a", ""), ("a", "", 0, 0), "abc", 5, None])
-def test_a_result_is_unpacked_into_three(monkeypatch: pytest.MonkeyPatch, result: object) -> None:
-    rebind(monkeypatch, "run_git_command", lambda *_args: result)
-    assert_alike("_git_output", "/", [])
-    assert_alike("get_head_commit", "/")
+SCRIPTS = {
+    "git ignores signals": ("trap '' INT TERM; echo $$ > pipe; exec sleep 600", True),
+    "what git leaves behind keeps the pipe": ("sleep 600 & echo $! > pipe", False),
+}
+
+
+@pytest.mark.parametrize("script", SCRIPTS)
+def test_git_is_killed_when_time_is_up_but_not_what_it_has_started(
+    either: ModuleType, fake_git: FakeGit, script: str
+) -> None:
+    fake_git(f"printf some; {SCRIPTS[script][0]}")
+    limit = SinceReady(0.05)
+    limit.pipe = fake_git.directory / "pipe"
+    os.mkfifo(limit.pipe)
+    assert either.run_git_command("/", ["x"], limit) == ("", "Command timed out", 1)
+    if SCRIPTS[script][1]:
+        with pytest.raises(ProcessLookupError):
+            os.kill(limit.process, 9)
+    else:
+        os.kill(limit.process, 9)
+
+
+def test_without_a_standard_input_there_are_no_authors(
+    either: ModuleType, repository: Repository
+) -> None:
+    repository.commit({"a": "1"})
+    kept = os.dup(0)
+    os.close(0)
+    try:
+        assert either.get_authors_for_period(repository.root, "2000-01-01") == []
+    finally:
+        os.dup2(kept, 0)
+        os.close(kept)

@@ -5,7 +5,6 @@ import time
 from datetime import datetime, timedelta
 from pathlib import Path
 from types import ModuleType, NoneType
-from unittest.mock import Mock
 
 import pytest
 from compare import NOW, StoppedClock, assert_alike, native
@@ -19,11 +18,13 @@ MOMENTS = [
     ("UTC", " 20260901\n", datetime(2026, 9, 1)),
     (NEW_YORK, "2026-03-08T07:00:00Z", datetime(2026, 3, 8, 3)),
     (NEW_YORK, "2026-11-01T06:30:00+00:00", datetime(2026, 11, 1, 1, 30)),
+    (NEW_YORK, "2026-03-08T02:30", datetime(2026, 3, 8, 2, 30)),
+    (NEW_YORK, "0001-01-01", datetime(1, 1, 1)),
     ("<+0545>-5:45", "2026-09-01T20:00:00-04:30", datetime(2026, 9, 2, 6, 15)),
 ]
 
 
-@pytest.mark.parametrize(("zone", "spec", "moment"), MOMENTS)
+@pytest.mark.parametrize(("zone", "spec", "moment"), MOMENTS, ids=[row[1] for row in MOMENTS])
 def test_a_spec_goes_back_from_now_or_becomes_local_time(
     either: ModuleType, monkeypatch: pytest.MonkeyPatch, zone: str, spec: str, moment: datetime
 ) -> None:
@@ -32,19 +33,6 @@ def test_a_spec_goes_back_from_now_or_becomes_local_time(
     time.tzset()
     parsed = either.parse_time_spec(spec)
     assert (parsed, parsed.fold, parsed.tzinfo) == (moment, 0, None)
-
-
-NO_MOMENTS = ["", " 0d", "7", "7 d", "7D", "1.5h", "\u0660\u0660w", "²d", "1_0d", "1" * 4301 + "d"]
-NO_MOMENTS += ["2026-02-30", 'it\'s "😀"\ud800', None, 7, b"7d"]
-BEYOND = ["739317d", "739318d", "999999999d", "9" * 400 + "m", "0001-01-01T00:00+01:00"]
-
-
-@pytest.mark.parametrize("spec", NO_MOMENTS + BEYOND)
-def test_an_unusual_spec_is_read_as_python_reads_it(
-    monkeypatch: pytest.MonkeyPatch, spec: object
-) -> None:
-    rebind(monkeypatch, "datetime", StoppedClock)
-    assert_alike("parse_time_spec", spec)
 
 
 @given(
@@ -58,22 +46,12 @@ def test_any_spec_is_read_as_python_reads_it(spec: str) -> None:
         assert_alike("parse_time_spec", spec)
 
 
-@pytest.mark.parametrize("error", [KeyError, ValueError, OverflowError, ArithmeticError])
-@pytest.mark.parametrize("spec", ["7d", "2026-09-01T00:00Z"])
-def test_only_two_kinds_of_errors_are_translated(
-    monkeypatch: pytest.MonkeyPatch, error: type[Exception], spec: str
-) -> None:
-    clock = Mock(**{"now.side_effect": error, "fromisoformat.side_effect": error})
-    rebind(monkeypatch, "datetime", clock)
-    assert_alike("parse_time_spec", spec)
-
-
 SUMMARY = {
     "    12\tAnn Lee <ann@example.org>": ("Ann Lee", "ann@example.org", 12),
     "1\tAnn\tLee < a b@c >\r": ("Ann\tLee", " a b@c ", 1),
     "2\tA <b <d@e> C": ("A", "b ", 2),
     "3\tBob > x <y": ("Bob > x", "y", 3),
-    "4\t Ann  Lee": (" Ann  Lee", "", 4),
+    "4\t Ann  Lee ": (" Ann  Lee", "", 4),
     "٦\t<>": ("", "", 6),
 }
 
@@ -94,8 +72,8 @@ def test_a_failed_summary_is_logged_and_lists_nobody(
 ) -> None:
     answer_runs(("1\tA <b>", " fatal: bad\n", 1), ("many\tAnn <a@b>", "", 0))
     assert either.get_authors_for_period(Path("r"), "7d") == []
-    message = "get_authors_for_period: git shortlog failed rc=1 stderr=fatal: bad"
-    assert log == [("DEBUG", "get_authors_for_period", message, NoneType)]
+    message = "get_authors_for_period: git shortlog failed rc=%s stderr=%s"
+    assert log == [("DEBUG", "get_authors_for_period", (message, 1, "fatal: bad"), NoneType)]
     with pytest.raises(ValueError, match="'many'"):
         either.get_authors_for_period(Path("r"))
 
