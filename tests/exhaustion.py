@@ -3,22 +3,15 @@
 The interpreter's allocators are the ones that fail; C++ has its own, which `grow` exhausts.
 """
 
-import builtins
-import dataclasses
 import gc
-import importlib.util
 import inspect
 import logging
-import re
 import resource
 import sys
-from collections.abc import Callable, Iterator, Sequence
+from collections.abc import Callable, Sequence
 from functools import partial
-from importlib.machinery import ExtensionFileLoader
 from itertools import count
 from pathlib import Path
-from typing import Any
-from unittest.mock import patch
 
 try:
     import _testcapi
@@ -29,8 +22,6 @@ from worlds import WORLDLY_CALLS, Call, answer, describe, rebound, shared_object
 
 from orvel_tarnix.utils import git_utils
 
-LOADER = ExtensionFileLoader("second.git_utils", git_utils.__file__)
-SPEC = importlib.util.spec_from_loader(LOADER.name, LOADER)
 # When it cannot make the object of a Python function's frame, CPython 3.13 loses the exception
 # that leaves that function; its os.stat takes having no memory for having no path.
 INTERPRETERS_OWN = (
@@ -90,31 +81,6 @@ def sweep_call(call: Call) -> set[str]:
         return sweep(native, expected, shared_objects(git_utils, call))
 
 
-def break_import(owner: object, name: str) -> Iterator[str]:
-    """What fresh imports give whose first, second, ... call of that function finds no memory.
-
-    Single allocations of an import cannot fail: CPython 3.13 itself crashes when it is short of
-    memory while it loads code, makes a class or makes a function with a closure.
-    """
-    real = getattr(owner, name)
-    for number in count(1):
-        calls = count(1)
-
-        def function(*args: Any, **kwargs: Any) -> Any:
-            if next(calls) == number:  # noqa: B023
-                raise MemoryError
-            return real(*args, **kwargs)
-
-        module = SPEC.loader.create_module(SPEC)
-        with patch.object(owner, name, function):
-            try:
-                SPEC.loader.exec_module(module)
-            except MemoryError:
-                continue
-            yield f"{name} {number}"
-            return
-
-
 def grow() -> None:
     """An escaped name that is longer than what memory is left for its bytes."""
     name = "a" * (64 << 20)
@@ -135,9 +101,6 @@ def main() -> None:
         for wrong in sweep_call(call):
             print(f"{call!r:.120}: {wrong:.200}")
     print(len(WORLDLY_CALLS), "calls")
-    places = [(builtins, "__import__"), (logging, "getLogger"), (re, "compile")]
-    places += [(dataclasses, "dataclass"), (dataclasses, "_process_class")]
-    print(*(end for place in places for end in break_import(*place)))
 
 
 if __name__ == "__main__":

@@ -2,12 +2,9 @@
 
 import gc
 import logging
-import os
 import sys
 from collections.abc import Callable
 from functools import partial
-from itertools import batched
-from pathlib import Path
 
 from worlds import WORLDLY_CALLS, answer, rebound
 
@@ -37,25 +34,10 @@ def leaks(run: Callable[[], object]) -> bool:
     return True
 
 
-def held() -> tuple[int, int, str]:
-    """How many files and threads this process has, and which children."""
-    children = Path("/proc/thread-self/children").read_text(encoding="ascii")
-    files, threads = (len([*Path("/proc/self", what).iterdir()]) for what in ("fd", "task"))
-    return files, threads, children
-
-
 def main() -> None:
-    """Looks at memory, or at what the system lends while gits on those paths run."""
+    """Prints the calls that leak, and how many it has looked at."""
     gc.freeze()
     logging.disable()
-    if sys.argv[1:]:
-        before = held()
-        for path, limit in batched(sys.argv[1:], 2, strict=True):
-            os.environ["PATH"] = path
-            outcomes = {git_utils.run_git_command("/", ["x"], float(limit)) for _ in range(250)}
-            print(*outcomes)
-        print("the same" if held() == before else f"{before} became {held()}")
-        return
     kept: list[object] = []
     assert leaks(lambda: kept.append(object()))
     for call in WORLDLY_CALLS:

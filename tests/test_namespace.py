@@ -13,7 +13,7 @@ import sys
 import weakref
 from datetime import datetime
 from pathlib import Path
-from types import FunctionType, ModuleType
+from types import FunctionType, ModuleType, SimpleNamespace
 from unittest.mock import Mock
 
 import pytest
@@ -87,11 +87,19 @@ def failed_import(patch: pytest.MonkeyPatch, name: str) -> BaseException:
     return caught.value
 
 
-@pytest.mark.parametrize("host", [None, ModuleType(HOST_MODULE), ModuleType("misnamed")])
+HOSTS = {
+    "missing": None,
+    "empty": ModuleType(HOST_MODULE),
+    "misnamed": ModuleType("misnamed"),
+    "no module": SimpleNamespace(),
+}
+
+
+@pytest.mark.parametrize("host", HOSTS)
 def test_an_import_fails_as_python_does_without_what_the_host_brings(
-    monkeypatch: pytest.MonkeyPatch, host: ModuleType | None
+    monkeypatch: pytest.MonkeyPatch, host: str
 ) -> None:
-    monkeypatch.setitem(sys.modules, HOST_MODULE, host)
+    monkeypatch.setitem(sys.modules, HOST_MODULE, HOSTS[host])
     mine, its = (failed_import(monkeypatch, module.__name__) for module in (native, plain))
     for part in ("__class__", "args", "name", "path", "name_from"):
         assert getattr(mine, part) == getattr(its, part)
@@ -117,6 +125,7 @@ def test_a_copy_shares_nothing_and_needs_no_place_among_the_imported_modules() -
     second = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(second)
     assert second.logger is logging.getLogger("second.git_utils")
+    assert (second.logger.level, second.logger.handlers) == (logging.NOTSET, [])
     assert native.logger is logging.getLogger(native.__name__)
     assert second._span.__module__ == second.LineSpan.__module__ == "second.git_utils"
     second._STATUS_BY_LETTER["M"] = "changed"

@@ -1,24 +1,20 @@
-"""What holds in many threads, in many interpreters, on Ctrl-C and when the interpreter ends."""
+"""What holds in many threads, in many interpreters, and when the interpreter ends."""
 
-import ctypes
-import os
-import signal
 from pathlib import Path
 
 import pytest
-from conftest import FakeGit, Repository
-from worlds import finished, python, run_python
-
-from orvel_tarnix.utils import git_utils
+from conftest import Repository
+from worlds import run_python
 
 ASK_EVERYTHING = """
+from compare import StoppedClock
 from worlds import PURE_CALLS, QUESTIONS, Call, answer
 from orvel_tarnix.utils import git_utils
 from pathlib import Path
-calls = [call for call in PURE_CALLS if call.name != "parse_time_spec" or "7d" not in call.args]
+git_utils.datetime = StoppedClock
 asked = [Call(each.name, (Path(ROOT), *each.args[1:]), each.kwargs) for each in QUESTIONS]
 def answers():
-    return [answer(git_utils, call) for call in calls * 20 + asked]
+    return [answer(git_utils, call) for call in PURE_CALLS * 9 + asked]
 """
 
 THREADS = """
@@ -69,33 +65,6 @@ def test_isolated_interpreters_get_the_answers_of_the_main_one(root: Path) -> No
     assert run_python("-c", source, cwd=root) == "[None, None, None, None]\n"
 
 
-def test_ctrl_c_ends_git_and_raises(fake_git: FakeGit) -> None:
-    pipe = fake_git.directory / "pipe"
-    os.mkfifo(pipe)
-    # More than the output's pipe holds: by the time git is ready the interpreter is reading.
-    fake_git("head -c 200000 /dev/zero; trap '' INT; echo $$ > pipe; exec sleep 600")
-    source = """if True:
-        import os, signal
-        from orvel_tarnix.utils import git_utils
-        signal.signal(signal.SIGINT, signal.default_int_handler)
-        try:
-            git_utils.run_git_command("/", ["status"])
-        except KeyboardInterrupt:
-            print("interrupted")
-        try:
-            print(os.WTERMSIG(os.waitpid(-1, 0)[1]))
-        except ChildProcessError:
-            print("gone")
-    """
-    with python("-c", source) as process:
-        git = int(pipe.read_text())
-        process.send_signal(signal.SIGINT)
-        # The interpreter kills a child that ignores the signal, but may leave it to be reaped.
-        assert finished(process) in {"interrupted\n9\n", "interrupted\ngone\n"}
-    with pytest.raises(ProcessLookupError):
-        os.kill(git, 0)
-
-
 # A daemon thread is inside the module when the interpreter ends, and wakes after it has begun to
 # end: `Last` keeps it from ending before that thread is gone.
 SHUTDOWN = """
@@ -144,22 +113,7 @@ CAUGHT = {
 }
 
 
-@pytest.mark.parametrize("caught", CAUGHT.values(), ids=CAUGHT)
+@pytest.mark.parametrize("caught", CAUGHT)
 def test_a_daemon_thread_is_gone_without_a_trace(caught: str) -> None:
     for _ in range(5):
-        assert run_python("-c", SHUTDOWN.replace("{caught}", caught)) == "ends\n"
-
-
-def test_it_declares_that_it_needs_no_gil_of_its_own_and_none_at_all() -> None:
-    init = ctypes.PyDLL(git_utils.__file__).PyInit_git_utils
-    init.restype = ctypes.POINTER(ctypes.c_void_p * 10)
-    slots_at = init().contents[
-        9
-    ]  # behind the object's head of five words, name, doc, size, methods
-    words = ctypes.cast(slots_at, ctypes.POINTER(ctypes.c_size_t))
-    slots = {}
-    while words[2 * len(slots)] != 0:
-        slots[words[2 * len(slots)]] = words[2 * len(slots) + 1]
-    multiple_interpreters, gil = 3, 4
-    assert slots[multiple_interpreters] == 2
-    assert slots[gil] == 1  # it is not used
+        assert run_python("-c", SHUTDOWN.replace("{caught}", CAUGHT[caught])) == "ends\n"
