@@ -2,6 +2,8 @@
 
 # How long `make fuzz` searches.
 SECONDS ?= 60
+# How many faults `make mutants` plants in each file.
+COUNT ?= 10
 
 # What the tests need to be installed.
 test_needs := .venv/group-test .venv/group-examples
@@ -107,6 +109,10 @@ fuzz-scanners: clang build/fuzz_scanners ## search for texts that the scanners m
 	@mkdir -p build/fuzz/scanners
 	@build/fuzz_scanners -runs=$(RUNS) -max_len=200 -dict=fuzz/scanners.dict \
 	    -artifact_prefix=build/fuzz/ -print_final_stats=1 build/fuzz/scanners
+
+.PHONY: mutants
+mutants: tools .venv/module $(test_needs) .venv/group-mutants ## plant COUNT=10 faults in each of FILES= and list those that no test sees
+	@$(venv_python) checks/mutants.py $(COUNT) $(FILES)
 
 .PHONY: clang
 clang:
