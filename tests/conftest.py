@@ -12,13 +12,9 @@ from types import ModuleType
 
 import plain_python
 import pytest
-from hypothesis import settings
 from worlds import PROCESS_LIMIT
 
 from orvel_tarnix.utils import git_utils
-
-settings.register_profile("tests", deadline=None, max_examples=200)
-settings.load_profile("tests")
 
 IDENTITY = {"GIT_AUTHOR_NAME": "Ann Lee", "GIT_AUTHOR_EMAIL": "ann@example.org"}
 IDENTITY |= {"GIT_COMMITTER_NAME": "Cy Dee", "GIT_COMMITTER_EMAIL": "cy@example.org"}

@@ -7,10 +7,8 @@ from types import ModuleType
 from typing import Any
 
 import pytest
-from compare import assert_alike, native
+from compare import native
 from conftest import Repository, Runs
-from hypothesis import given
-from hypothesis import strategies as st
 
 # Where the search starts, and how many directories up the nearest one with an entry is.
 STARTS = {"r": 0, "r/a/b": 2, "r/.git/hooks": 2, "r/none/such": 2, "r/dangling": 1, "file": 0}
@@ -41,15 +39,6 @@ def test_a_branch_has_one_short_name_and_one_directory(either: ModuleType) -> No
     directories = {"fix: é/y\\٣²-.": "fix__é__y__٣²-.", "/" * 60: "_" * 100, "": "default"}
     for branch, directory in directories.items():
         assert either.wiki_directory(Path("some/place"), branch) == lore_book / directory
-
-
-PIECES = ["refs/heads/", "refs/remotes/", "remotes/", "origin/", "/", " ", "\x85", "\\", "é" * 99]
-
-
-@given(st.lists(st.sampled_from(PIECES) | st.text(max_size=40), max_size=8).map("".join))
-def test_any_branch_name_is_read_as_python_reads_it(name: str) -> None:
-    assert_alike("normalize_branch_name", name)
-    assert_alike("sanitize_branch_name", name)
 
 
 class Branch(str, Enum):  # noqa: UP042 - it shows another text than its characters

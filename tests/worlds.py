@@ -126,8 +126,17 @@ _TEXTS: dict[str, list[Any]] = {
         *(["a" * 9000] * 3, ("é" * 7999,) * 3, ["a" * 20000, "b"], ["a", "b" * 20000], "ab"),
         *([Text("a" * 9000)] * 3, {"a": 1}, ["a" * 16000, (1, 2)], [5], 5),
     ],
-    "normalize_branch_name": [*_wide(" origin/refs/heads/a "), "", None, False, b"a", ["a"], 5],
-    "sanitize_branch_name": [*_wide("a/b\\c d"), "", b"a", {"a": 1}, 5],
+    "normalize_branch_name": [
+        *_wide("\x85 origin/refs/heads/remotes/refs/remotes/ a\u3000"),
+        *("origin/", "refs/heads/x/origin/", "Refs/heads/x", "", None, False, b"a", ["a"], 5),
+    ],
+    "sanitize_branch_name": [
+        *_wide("a/b\\c d" + "/²" * 60),
+        *_wide("a" * 99 + "/é.-"),
+        "",
+        b"a",
+        5,
+    ],
     "parse_time_spec": [
         *("7d", " 2026-01-02 ", "2026-01-02T03:04:05+02:00", "soon", Text("7d"), 5, None, b"7d"),
         *("", " 0d", "7", "7 d", "7D", "1.5h", "\u0660\u0660w", "²d", "1_0d", "9" * 5000 + "d"),
