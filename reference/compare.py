@@ -50,11 +50,11 @@ def neutral(text: str) -> str:
 
 
 def described(error: BaseException | None) -> tuple[Any, ...] | None:
-    """An exception's type, text, cause and context, each of them as deeply."""
+    """An exception's type, text and name, and its cause and context, each of them as deeply."""
     if error is None:
         return None
     tied = described(error.__cause__), described(error.__context__), error.__suppress_context__
-    return type(error).__name__, neutral(str(error)), *tied
+    return type(error).__name__, neutral(str(error)), getattr(error, "name", None), *tied
 
 
 def outcome(function: Callable[..., object], *args: object, **keywords: object) -> object:

@@ -1,6 +1,7 @@
 """What an importer sees: names, signatures, texts, classes, and imports that fail."""
 
 import ast
+import builtins
 import copy
 import gc
 import importlib.util
@@ -11,13 +12,13 @@ import re
 import subprocess
 import sys
 import weakref
-from datetime import datetime
 from pathlib import Path
 from types import FunctionType, ModuleType, SimpleNamespace
+from typing import Any
 from unittest.mock import Mock
 
 import pytest
-from compare import load_copy, native, neutral, outcome, plain
+from compare import NOW, load_copy, native, neutral, outcome, plain
 
 HOST_MODULE = "orvel_tarnix.utils.process"
 IMPORTED = {"dataclass", "get_subprocess_hidden_kwargs"}
@@ -87,12 +88,10 @@ def failed_import(patch: pytest.MonkeyPatch, name: str) -> BaseException:
     return caught.value
 
 
-HOSTS = {
-    "missing": None,
-    "empty": ModuleType(HOST_MODULE),
-    "misnamed": ModuleType("misnamed"),
-    "no module": SimpleNamespace(),
-}
+HOSTS = {"missing": None, "no module": SimpleNamespace()}
+HOSTS |= {name: ModuleType(HOST_MODULE) for name in ("empty", "misnamed", "half made")}
+HOSTS["misnamed"].__name__ = "misnamed"
+HOSTS["half made"].__spec__ = SimpleNamespace(_initializing=True, has_location=True, origin="x")
 
 
 @pytest.mark.parametrize("host", HOSTS)
@@ -103,6 +102,23 @@ def test_an_import_fails_as_python_does_without_what_the_host_brings(
     mine, its = (failed_import(monkeypatch, module.__name__) for module in (native, plain))
     for part in ("__class__", "args", "name", "path", "name_from"):
         assert getattr(mine, part) == getattr(its, part)
+
+
+def test_the_imports_are_those_of_import_statements(monkeypatch: pytest.MonkeyPatch) -> None:
+    def imports(module: ModuleType) -> list[object]:
+        told = []
+
+        def load(name: str, space: dict[str, Any] | None = None, *rest: object) -> object:
+            told.append((name, (space or {}).get("__name__"), *rest[1:]))
+            return real(name, space, *rest)
+
+        with monkeypatch.context() as patch:
+            patch.setattr(builtins, "__import__", load)
+            load_copy(module, "imports.git_utils")
+        return [each for each in told if each[1] == "imports.git_utils"]
+
+    real = __import__
+    assert imports(native) == imports(plain)
 
 
 @pytest.mark.parametrize("name", ["re.compile", "logging.getLogger", "dataclasses.dataclass"])
@@ -124,17 +140,15 @@ def test_a_copy_shares_nothing_and_needs_no_place_among_the_imported_modules() -
     spec = importlib.util.spec_from_file_location("second.git_utils", native.__file__)
     second = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(second)
-    assert second.logger is logging.getLogger("second.git_utils")
+    assert second.logger is logging.getLogger("second.git_utils") is not native.logger
     assert (second.logger.level, second.logger.handlers) == (logging.NOTSET, [])
-    assert native.logger is logging.getLogger(native.__name__)
     assert second._span.__module__ == second.LineSpan.__module__ == "second.git_utils"
     second._STATUS_BY_LETTER["M"] = "changed"
-    stream = ":1 1 M\x00a\x00"
-    assert second.parse_file_changes(stream) == [second.FileChange("a", "changed", 0, 0)]
-    assert native.parse_file_changes(stream) == [native.FileChange("a", "modified", 0, 0)]
+    statuses = [each.parse_file_changes(":1 M\0a\0")[0].status for each in (second, native)]
+    assert statuses == ["changed", "modified"]
     second.run_git_command = lambda _root, args: (args[2], "", 0)
-    moment = datetime(2026, 9, 1)  # whose strftime imports the module time
-    assert second.commit_before("r", "main", moment) == "--before=2026-09-01 00:00:00"
+    # The moment's strftime imports the module time.
+    assert second.commit_before("r", "main", NOW) == "--before=2026-03-08 12:30:15"
 
 
 def test_a_copy_that_nobody_uses_is_collected() -> None:
