@@ -91,7 +91,7 @@ def failed_import(patch: pytest.MonkeyPatch, name: str) -> BaseException:
 HOSTS = {"missing": None, "no module": SimpleNamespace()}
 HOSTS |= {name: ModuleType(HOST_MODULE) for name in ("empty", "misnamed", "half made")}
 HOSTS["misnamed"].__name__ = "misnamed"
-HOSTS["half made"].__spec__ = SimpleNamespace(_initializing=True, has_location=True, origin="x")
+vars(HOSTS["half made"]).update(__file__="x", __spec__=SimpleNamespace(_initializing=True))
 
 
 @pytest.mark.parametrize("host", HOSTS)
