@@ -14,6 +14,11 @@ import plain_python as plain
 
 import orvel_tarnix.utils.git_utils as native
 
+NAMES = [name for name in vars(plain) if not name.startswith("__")]
+RECORDS = ["FileChange", "CommitChanges", "LineSpan"]
+OWN = [name for name in NAMES if getattr(getattr(plain, name), "__module__", "") == plain.__name__]
+FUNCTIONS = [name for name in OWN if name not in {*RECORDS, "GitError"}]
+
 NOW = datetime(2026, 3, 8, 12, 30, 15, 123456)
 
 

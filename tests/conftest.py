@@ -50,12 +50,6 @@ def _hermetic(tmp_path_factory: pytest.TempPathFactory) -> Iterator[None]:
     time.tzset()
 
 
-def rebind(patch: pytest.MonkeyPatch, name: str, value: object) -> None:
-    """Bind the name in both modules."""
-    for module in (git_utils, plain_python):
-        patch.setattr(module, name, value)
-
-
 @pytest.fixture(params=[git_utils, plain_python], ids=["native", "plain"])
 def either(request: pytest.FixtureRequest) -> ModuleType:
     """Give the native module, then the plain one: a fact about the one holds for the other."""

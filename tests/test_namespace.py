@@ -18,13 +18,9 @@ from typing import Any
 from unittest.mock import Mock
 
 import pytest
-from compare import NOW, load_copy, native, neutral, outcome, plain
+from compare import FUNCTIONS, NOW, RECORDS, load_copy, native, neutral, outcome, plain
 
 HOST_MODULE = "orvel_tarnix.utils.process"
-IMPORTED = {"dataclass", "get_subprocess_hidden_kwargs"}
-FUNCTIONS = [name for name, value in vars(plain).items() if isinstance(value, FunctionType)]
-FUNCTIONS = [name for name in FUNCTIONS if name not in IMPORTED and name[:2] != "__"]
-RECORDS = ["FileChange", "CommitChanges", "LineSpan"]
 
 
 def test_names_are_bound_in_the_order_of_the_body_and_there_are_no_others() -> None:

@@ -11,10 +11,9 @@ from types import ModuleType, SimpleNamespace
 from typing import Any
 
 import pytest
-from compare import StoppedClock, load_copy, native, outcome, plain
+from compare import NAMES, StoppedClock, load_copy, native, outcome, plain
 from worlds import CALLS, ROOT, Call, run
 
-NAMES = [name for name in vars(plain) if not name.startswith("__")]
 # How a text is shown or hashed is nobody's business, and making one is no use of it.
 UNTOLD = {"__new__", "__init__", "__init_subclass__", "__subclasshook__", "__getattribute__"}
 UNTOLD |= {"__class__", "__hash__", "__repr__", "__str__", "__index__", "__int__"}

@@ -16,16 +16,23 @@ from typing import Any
 from unittest.mock import MagicMock, Mock
 
 import pytest
-from compare import NOW, StoppedClock, Text, load_copy, native, outcome, plain
+from compare import (
+    FUNCTIONS,
+    NAMES,
+    NOW,
+    RECORDS,
+    StoppedClock,
+    Text,
+    load_copy,
+    native,
+    outcome,
+    plain,
+)
 from worlds import CALLS, LOG, PATCH, STREAM, Call, run
 
 type Change = Callable[[ModuleType], object]
 
-NAMES = [name for name in vars(plain) if not name.startswith("__")]
 UNUSED = {"logging", "re", "Sequence", "dataclass", "Any"}  # they serve the import alone
-FUNCTIONS = [name for name in NAMES if isinstance(getattr(plain, name), FunctionType)]
-FUNCTIONS = [name for name in FUNCTIONS if getattr(plain, name).__module__ == plain.__name__]
-RECORDS = ["FileChange", "CommitChanges", "LineSpan"]
 
 
 def fresh(module: ModuleType) -> ModuleType:

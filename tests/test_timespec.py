@@ -7,7 +7,7 @@ from types import ModuleType, NoneType
 
 import pytest
 from compare import NOW, StoppedClock, native
-from conftest import Log, Repository, Runs, rebind, standard_input
+from conftest import Log, Repository, Runs, standard_input
 
 NEW_YORK = "EST5EDT,M3.2.0,M11.1.0"
 MOMENTS = [
@@ -25,7 +25,7 @@ MOMENTS = [
 def test_a_spec_goes_back_from_now_or_becomes_local_time(
     either: ModuleType, monkeypatch: pytest.MonkeyPatch, zone: str, spec: str, moment: datetime
 ) -> None:
-    rebind(monkeypatch, "datetime", StoppedClock)
+    monkeypatch.setattr(either, "datetime", StoppedClock)
     monkeypatch.setenv("TZ", zone)
     time.tzset()
     parsed = either.parse_time_spec(spec)
@@ -45,7 +45,7 @@ SUMMARY = {
 def test_each_line_of_the_summary_with_a_tab_is_an_author(
     either: ModuleType, answer_runs: Runs, monkeypatch: pytest.MonkeyPatch
 ) -> None:
-    rebind(monkeypatch, "datetime", StoppedClock)
+    monkeypatch.setattr(either, "datetime", StoppedClock)
     calls = answer_runs(("\n" + "\n  \n\nno tab <a@b>\n".join(SUMMARY) + "\n", " warned", 0))
     authors = either.get_authors_for_period(Path("r"))
     assert [tuple(author.values()) for author in authors] == list(SUMMARY.values())
