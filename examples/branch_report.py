@@ -1,7 +1,7 @@
 """What a branch changed, read from a repository, for a person to read.
 
     python examples/branch_report.py [REPO] [--base REV] [--head REV] [--since SPEC]
-                                     [--json] [--html FILE]
+                                     [--json] [--html FILE] [--fetch-missing]
 
 Where head has nothing that base lacks, the report is on the period instead.
 """
@@ -14,7 +14,7 @@ from pathlib import Path
 from typing import Any
 
 from branch_facts import Report, gather
-from command_line import run
+from command_line import forbid_fetching, run
 from report_page import report_page
 from report_text import report_lines
 
@@ -24,6 +24,8 @@ from orvel_tarnix.utils.git_utils import TIME_SPEC_FORMS
 def main() -> int:
     """Print what the command line asks for and return the exit code."""
     options = _options()
+    if not options.fetch_missing:
+        forbid_fetching()
     report = gather(options.repo, options.base, options.head, options.since)
     if options.html:
         options.html.write_text(report_page(report), "utf-8", "replace")
@@ -64,6 +66,9 @@ def _options() -> argparse.Namespace:
     parser.add_argument("--since", metavar="SPEC", help=f"the period: {TIME_SPEC_FORMS} (30d)")
     parser.add_argument("--json", action="store_true", help="print every fact as JSON")
     parser.add_argument("--html", metavar="FILE", type=Path, help="write the report as a page")
+    parser.add_argument(
+        "--fetch-missing", action="store_true", help="let git fetch what a partial clone lacks"
+    )
     return parser.parse_args()
 
 

@@ -10,6 +10,16 @@ from branch_facts import ReportError
 from orvel_tarnix.utils.git_utils import GitError
 
 
+def forbid_fetching() -> None:
+    """Let no git that is started from here fetch objects that a partial clone left out.
+
+    The repository's own configuration says where from and how, so fetching can start any program:
+    who reads a repository that somebody else made should not do it unasked.
+    """
+    os.environ["GIT_ALLOW_PROTOCOL"] = "none"
+    os.environ["GIT_NO_LAZY_FETCH"] = "1"  # heeded from git 2.45 on, with a clearer message
+
+
 def run(name: str, command: Callable[[], int]) -> NoReturn:
     """Run a command and leave with its exit code, or with 2 when it cannot do its work."""
     # Whatever the locale or a name holds, what cannot be encoded is written as an escape.
