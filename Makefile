@@ -60,7 +60,7 @@ build/demo/module: $(sources)
 test: tools .venv/module .venv/group-test .venv/group-examples ## run the tests against the installed module
 	@$(venv_python) -m pytest --numprocesses=auto $(TESTS)
 
-include checks/checks.mk
+include checks/checks.mk checks/page/page.mk
 
 .PHONY: bench
 bench: tools .venv/module .venv/group-bench ## print the table of ratios; BENCH="--repo PATH"

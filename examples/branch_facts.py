@@ -1,24 +1,25 @@
 """What a branch changed: the facts, gathered through the module's public functions."""
 
 import os
-import tempfile
-import threading
-from collections.abc import Iterator
-from contextlib import contextmanager, suppress
+from collections import Counter
+from collections.abc import Sequence
 from dataclasses import dataclass
 from datetime import datetime, timedelta
 from pathlib import Path
-from typing import Any, BinaryIO
+from typing import Any
 
 from orvel_tarnix.utils import git_utils
-from orvel_tarnix.utils.git_utils import CommitChanges, FileChange, LineSpan
+from orvel_tarnix.utils.git_utils import FileChange, LineSpan
 
 USUAL_PERIOD = timedelta(days=30)
+# Where that holds the whole history, the period begins with this many commits instead.
+YOUNG = 10
+# What git reads right as a date: before and after, it takes the year for something else.
+EARLIEST = max(datetime.fromtimestamp(0), datetime(1970, 1, 1))
+LATEST = datetime(2099, 12, 31)
 # Added, copied, modified, renamed and retyped files: all that have a newer side.
 WITH_NEWER_SIDE = "ACMRT"
 EVERY_COMMIT = 2**31 - 1
-
-_standard_input = threading.Lock()
 
 
 class ReportError(Exception):
@@ -38,35 +39,71 @@ class Revision:
 
 
 @dataclass(frozen=True)
+class Period:
+    """From when to when, and why it begins where it does."""
+
+    start: datetime
+    end: datetime
+    reason: str
+
+
+@dataclass(frozen=True)
+class Commit:
+    """One commit and what it changed; its author as .mailmap has them."""
+
+    id: str
+    parents: tuple[str, ...]
+    timestamp: int
+    author: str
+    email: str
+    subject: str
+    files: tuple[FileChange, ...]  # none of a merge
+
+    @property
+    def is_merge(self) -> bool:
+        """Whether it joins histories."""
+        return len(self.parents) > 1
+
+
+@dataclass(frozen=True)
 class Report:
     """What a branch changed, or what a period did where the branch has nothing of its own."""
 
     root: Path
+    shallow: bool  # older commits are missing from this clone
     branch: str | None  # none is checked out when HEAD is detached
     default_branch: str
     head: Revision
     base: Revision | None  # none where the default branch is no branch of this repository
     ahead: int
     behind: int
-    wiki: Path
-    since: str
-    period_start: datetime
     # The older side of files and spans, and whether that is the base or a point in time.
     compared_with: Revision
     compares_branch: bool
-    authors: list[dict[str, Any]]
+    related: bool  # whether head and what it is compared with have a commit in common
+    period: Period | None  # none where a branch is compared
+    authors: list[dict[str, Any]]  # of the commits, the busiest first
     files: list[FileChange]
     spans: dict[str, list[LineSpan]]  # by path; empty for a file without changed lines
-    commits: list[CommitChanges]  # of the period, newest first
+    commits: list[Commit]  # what head has and base lacks, or of the period; newest first
+
+    @property
+    def period_start(self) -> datetime | None:
+        """When the period begins, where the report is on one."""
+        return self.period and self.period.start
 
     @property
     def title(self) -> str:
-        """The question the files answer."""
+        """The question that files, commits and authors answer."""
+        head, older = self.head.name, self.compared_with.name
+        if self.compares_branch and self.related:
+            return f"What {head} changed since it left {older}"
         if self.compares_branch:
-            return f"What {self.head.name} changed since it left {self.compared_with.name}"
-        if self.compared_with.name:
-            return f"What {self.head.name} changed since {self.period_start:%Y-%m-%d %H:%M}"
-        return f"All that {self.head.name} holds, from its first commit on"
+            return f"How {head} differs from {older}, with which it shares no commit"
+        if older and self.period:
+            return f"What {head} changed since {self.period.start:%Y-%m-%d %H:%M}"
+        first = "the oldest commit of this shallow clone" if self.shallow else "its first commit"
+        return f"All that {head} holds, from {first} on"
 
 
 def gather(
@@ -74,53 +111,55 @@ def gather(
 ) -> Report:
     """The report on ``head`` (default: HEAD) against ``base`` (default: the default branch).
 
+    Where head has no commit that base lacks, it is on the period that ``since`` names.
+
     Raises:
         ReportError: ``where`` is in no repository, a revision or ``since`` cannot be read.
         git_utils.GitError: git failed.
     """
     root = _root_of(where)
-    if head is None and git_utils.get_head_commit(root) is None:
-        raise ReportError(f"{root} has no commit yet")
     branch = git_utils.resolve_display_branch(root)
     default_branch = git_utils.get_default_branch(root)
     # From here on git gets commit ids only: a name could be an option or a file to it.
-    new = Revision(head or branch or "HEAD", _commit_of(root, head or "HEAD"))
+    new = _head_of(root, head, branch)
     old = _base_of(root, base, default_branch)
-    since = since or _usual_since(root, new.commit)
-    start = start_of(since)
+    given = start_of(since) if since else None
 
     ahead = git_utils.count_commits(root, old.commit, new.commit) if old else 0
     behind = git_utils.count_commits(root, new.commit, old.commit) if old else 0
+    period = None
     if old and ahead:
-        older_side = old
+        older_side, related = old, _are_related(root, old, new)
+        commits = _commits(root, f"{old.commit}..{new.commit}", EARLIEST)
     else:
-        commit = git_utils.commit_before(root, new.commit, start)
+        period = _given_period(since, given) if given else _usual_period(root, new.commit)
+        commit = _commit_ahead_of(root, new.commit, period.start)
         older_side = Revision(commit[:12], commit) if commit else Revision("", empty_tree(root))
+        related = commit is not None
+        commits = _commits(root, new.commit, period.start)
     return Report(
         root=root,
+        shallow=_printed(root, ["rev-parse", "--is-shallow-repository"]).strip() == "true",
         branch=branch,
         default_branch=default_branch,
         head=new,
         base=old,
         ahead=ahead,
         behind=behind,
-        wiki=git_utils.wiki_directory(root, git_utils.normalize_branch_name(head or branch) or ""),
-        since=since,
-        period_start=start,
         compared_with=older_side,
         compares_branch=ahead > 0,
-        authors=_authors(root, new.commit, since, start),
-        files=_files(root, older_side, new.commit),
+        related=related,
+        period=period,
+        authors=_authors(commits),
+        files=_files(root, older_side.commit, new.commit, related),
         spans=git_utils.diff_line_spans(
             root,
             older_side.commit,
             new.commit,
-            merge_base=bool(older_side.name),
+            merge_base=related,
             diff_filter=WITH_NEWER_SIDE,
         ),
-        commits=git_utils.log_commit_changes(
-            root, since=start, ref=new.commit, max_commits=EVERY_COMMIT
-        ),
+        commits=commits,
     )
 
 
@@ -128,17 +167,28 @@ def start_of(since: str) -> datetime:
     """The moment a time spec names.
 
     Raises:
-        ReportError: It names none.
+        ReportError: It names none, or one that git cannot be asked for.
     """
     try:
-        return git_utils.parse_time_spec(since)
+        start = git_utils.parse_time_spec(since)
     except ValueError as error:
         raise ReportError(str(error)) from error
+    if not EARLIEST <= start <= LATEST:
+        raise ReportError(f"since must be from {EARLIEST:%Y-%m-%d} to {LATEST:%Y-%m-%d}")
+    return start
 
 
 def empty_tree(root: Path) -> str:
     """What comes before a first commit; git knows this tree without storing it."""
     return _printed(root, ["hash-object", "-t", "tree", os.devnull]).strip()
+
+
+def local_time(timestamp: int) -> datetime | None:
+    """A commit's time here; git also keeps times that no calendar has."""
+    try:
+        return datetime.fromtimestamp(timestamp)
+    except (ValueError, OverflowError, OSError):
+        return None
 
 
 def size(change: FileChange) -> int:
@@ -149,11 +199,25 @@ def size(change: FileChange) -> int:
 def _root_of(where: Path) -> Path:
     if not where.is_dir():
         raise ReportError(f"{where} is no directory")
+    bare, _, _ = git_utils.run_git_command(where, ["rev-parse", "--is-bare-repository"])
+    if bare.strip() == "true":
+        raise ReportError(f"{where} is a bare repository: name a work tree or a clone of it")
     root = git_utils.find_git_root(where)
     if root is None:
         raise ReportError(f"{where} is in no git repository")
     _printed(root, ["rev-parse", "--git-dir"])  # a damaged or distrusted one: git says why
     return root.resolve()
+
+
+def _head_of(root: Path, head: str | None, branch: str | None) -> Revision:
+    if head is not None:
+        return Revision(head, _commit_of(root, head))
+    tip = git_utils.get_head_commit(root, short=False)
+    if tip is None:
+        raise ReportError(f"{root} has no commit on {branch or 'HEAD'} yet")
+    if git_utils.resolve_commit(root, tip) is None:
+        raise ReportError(f"{root} is damaged: it lacks the commit {tip} that is checked out")
+    return Revision(branch or "HEAD", tip)
 
 
 def _commit_of(root: Path, name: str) -> str:
@@ -172,57 +236,81 @@ def _base_of(root: Path, base: str | None, default_branch: str) -> Revision | No
     return None
 
 
-def _usual_since(root: Path, head: str) -> str:
-    """The usual period up to now, or up to the newest commit where all has long been quiet."""
-    newest = git_utils.log_commit_changes(root, since=datetime(1970, 1, 2), ref=head, max_commits=1)
-    with suppress(ValueError, OverflowError, OSError):  # a date outside the calendar
-        last = datetime.fromtimestamp(newest[0].timestamp) if newest else datetime.now()
-        if last < datetime.now() - USUAL_PERIOD:
-            return (last - USUAL_PERIOD).date().isoformat()
-    return f"{USUAL_PERIOD.days}d"
+def _are_related(root: Path, old: Revision, new: Revision) -> bool:
+    return git_utils.run_git_command(root, ["merge-base", old.commit, new.commit])[2] == 0
 
 
-def _files(root: Path, older_side: Revision, head: str) -> list[FileChange]:
-    if older_side.name:
-        return git_utils.diff_file_changes(root, older_side.commit, head)
-    # A tree has no merge base, so the three-dot comparison is not for it.
-    records = ["diff", "--raw", "--numstat", "-M", "-z", "--no-textconv", older_side.commit, head]
-    return git_utils.parse_file_changes(_printed(root, records))
+def _given_period(since: str, start: datetime) -> Period:
+    return Period(start, max(start, datetime.now()), f"as --since={since} says")
 
 
-def _authors(root: Path, head: str, since: str, start: datetime) -> list[dict[str, Any]]:
-    """The authors of ``head``'s period.
+def _usual_period(root: Path, head: str) -> Period:
+    """The usual period up to now, to the newest commit, or that of the last few commits."""
+    stamps = _printed(root, ["rev-list", "--timestamp", f"--max-count={YOUNG}", head])
+    newest = [local_time(int(line.split()[0])) for line in stamps.splitlines()]
+    times = [time for time in newest if time and EARLIEST <= time <= LATEST]
+    now, days = datetime.now(), USUAL_PERIOD.days
+    period = Period(now - USUAL_PERIOD, now, f"the usual {days} days")
+    if times and max(times) < period.start:
+        start, end = max(max(times) - USUAL_PERIOD, EARLIEST), max(times)
+        start = start.replace(second=0, microsecond=0)
+        period = Period(start, end, f"{days} days before the newest commit")
+    if len(times) == YOUNG and _commit_ahead_of(root, head, period.start) is None:
+        reason = f"with the newest {YOUNG} commits, as the whole history lies within {days} days"
+        period = Period(min(times), period.end, reason)
+    return period
 
-    Git's author summary reads standard input unless that is a terminal: it would print nothing
-    below a service, wait on an open pipe, and answer for HEAD on a terminal. So it is given the
-    log of the very commits that are asked about, which it counts by .mailmap as ever.
-    """
+
+def _commit_ahead_of(root: Path, head: str, start: datetime) -> str | None:
+    """The newest commit that the period itself does not hold; git counts whole seconds."""
+    second = timedelta(seconds=1)
+    if start - EARLIEST < second:
+        return None
+    return git_utils.commit_before(root, head, start - second)
+
+
+def _commits(root: Path, history: str, since: datetime) -> list[Commit]:
+    """The commits of ``history``: what the module tells of each, and who wrote it by .mailmap."""
+    changes = git_utils.log_commit_changes(root, since=since, ref=history, max_commits=EVERY_COMMIT)
     log = [
         "log",
-        f"--since={start:%Y-%m-%d %H:%M:%S}",
+        f"--since={since:%Y-%m-%d %H:%M:%S}",
         "--no-show-signature",
-        "--format=Author: %an <%ae>%n%n-",
-        head,
+        "--encoding=UTF-8",
+        "--format=%H%x00%P%x00%ct%x00%aN%x00%aE%x00%s",
+        "-z",
+        history,
     ]
-    with tempfile.TemporaryFile() as text:
-        text.write(_printed(root, log).encode())
-        text.seek(0)
-        with _as_standard_input(text):
-            return git_utils.get_authors_for_period(root, since)
+    fields = iter(_printed(root, log).split("\0")[:-1])
+    rows = list(zip(*[fields] * 6, strict=True))
+    # Git asks for both in one order; but a file's name can look like another commit to a parser.
+    if [int(row[2]) for row in rows] != [change.timestamp for change in changes]:
+        raise ReportError("what git logs is ambiguous: a file's name looks like a commit")
+    return [
+        Commit(commit, tuple(parents.split()), change.timestamp, *who_and_what, change.files)
+        for (commit, parents, _, *who_and_what), change in zip(rows, changes, strict=True)
+    ]
 
 
-@contextmanager
-def _as_standard_input(file: BinaryIO) -> Iterator[None]:
-    """Let child processes inherit ``file`` as standard input; one thread at a time."""
-    with _standard_input:
-        kept = os.dup(0)
-        os.dup2(file.fileno(), 0)
-        os.set_inheritable(0, True)  # where standard input was closed, the file itself is 0
-        try:
-            yield
-        finally:
-            os.dup2(kept, 0)
-            os.close(kept)
+def _authors(commits: Sequence[Commit]) -> list[dict[str, Any]]:
+    """Who wrote how many of the commits, as ``get_authors_for_period`` gives it.
+
+    That function is for HEAD and up to now, and git's author summary, which it runs, reads
+    standard input unless that is a terminal.
+    """
+    counts = Counter((commit.author, commit.email) for commit in commits)
+    return [
+        {"name": name, "email": email, "commits": count}
+        for (name, email), count in sorted(counts.items(), key=lambda each: (-each[1], each[0]))
+    ]
+
+
+def _files(root: Path, older_side: str, head: str, related: bool) -> list[FileChange]:
+    if related:
+        return git_utils.diff_file_changes(root, older_side, head)
+    # Without a commit in common there is no merge base, which the module's function asks for.
+    records = ["diff", "--raw", "--numstat", "-M", "-z", "--no-textconv", older_side, head]
+    return git_utils.parse_file_changes(_printed(root, records))
 
 
 def _printed(root: Path, args: list[str]) -> str:

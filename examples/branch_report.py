@@ -3,20 +3,22 @@
     python examples/branch_report.py [REPO] [--base REV] [--head REV] [--since SPEC]
                                      [--json] [--html FILE] [--fetch-missing]
 
-Where head has nothing that base lacks, the report is on the period instead.
+Where head has no commit that base lacks, the report is on a period instead: the one that --since
+names, or else the last 30 days up to now or to the newest commit, or the last commits of a young
+history. A page needs Jinja2.
 """
 
 import argparse
 import json
+import sys
 from collections.abc import Iterator
 from dataclasses import asdict
+from datetime import datetime
 from pathlib import Path
-from typing import Any
 
-from branch_facts import Report, gather
-from command_line import forbid_fetching, run
-from report_page import report_page
-from report_text import report_lines
+from branch_facts import Report, ReportError, gather
+from command_line import columns, forbid_fetching, run
+from report_text import cut, report_lines
 
 from orvel_tarnix.utils.git_utils import TIME_SPEC_FORMS
 
@@ -27,28 +29,40 @@ def main() -> int:
     if not options.fetch_missing:
         forbid_fetching()
     report = gather(options.repo, options.base, options.head, options.since)
+    if options.since and report.compares_branch:
+        print("branch_report: a branch is compared, so --since is not used", file=sys.stderr)
     if options.html:
-        options.html.write_text(report_page(report), "utf-8", "replace")
+        options.html.write_text(_page(report), "utf-8", "replace")
     for line in _output(report, options):
         print(line)
     return 0
 
 
-def as_json(report: Report) -> dict[str, Any]:
-    """The facts of the report in JSON's own types."""
-    facts = asdict(report)
-    facts |= {"root": str(report.root), "wiki": str(report.wiki)}
-    facts["period_start"] = report.period_start.isoformat()
-    return facts
+def as_json(report: Report) -> str:
+    """Every fact of the report; moments are local time."""
+    return json.dumps(asdict(report), indent=2, default=_plain)
+
+
+def _plain(value: Path | datetime) -> str:
+    return value.isoformat() if isinstance(value, datetime) else str(value)
 
 
 def _output(report: Report, options: argparse.Namespace) -> Iterator[str]:
     if options.json:
-        yield json.dumps(as_json(report), indent=2)
+        yield as_json(report)
     elif options.html:
         yield f"wrote {options.html}"
     else:
-        yield from report_lines(report)
+        most = columns()
+        yield from (cut(line, most) if most else line for line in report_lines(report))
+
+
+def _page(report: Report) -> str:
+    try:
+        from report_page import report_page  # noqa: PLC0415 - the other reports need no Jinja2
+    except ModuleNotFoundError as error:
+        raise ReportError("--html needs Jinja2: python -m pip install jinja2") from error
+    return report_page(report)
 
 
 def _options() -> argparse.Namespace:
@@ -63,7 +77,7 @@ def _options() -> argparse.Namespace:
     )
     parser.add_argument("--base", metavar="REV", help="the older side (default branch)")
     parser.add_argument("--head", metavar="REV", help="the newer side (what is checked out)")
-    parser.add_argument("--since", metavar="SPEC", help=f"the period: {TIME_SPEC_FORMS} (30d)")
+    parser.add_argument("--since", metavar="SPEC", help=f"the period: {TIME_SPEC_FORMS}")
     parser.add_argument("--json", action="store_true", help="print every fact as JSON")
     parser.add_argument("--html", metavar="FILE", type=Path, help="write the report as a page")
     parser.add_argument(

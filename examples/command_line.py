@@ -6,6 +6,7 @@ from collections.abc import Callable
 from typing import NoReturn
 
 from branch_facts import ReportError
+from report_text import printable
 
 from orvel_tarnix.utils.git_utils import GitError
 
@@ -20,6 +21,11 @@ def forbid_fetching() -> None:
     os.environ["GIT_NO_LAZY_FETCH"] = "1"  # heeded from git 2.45 on, with a clearer message
 
 
+def columns() -> int:
+    """How wide the terminal is that the output goes to; 0 for a pipe or a file."""
+    return os.get_terminal_size(sys.stdout.fileno()).columns if sys.stdout.isatty() else 0
+
+
 def run(name: str, command: Callable[[], int]) -> NoReturn:
     """Run a command and leave with its exit code, or with 2 when it cannot do its work."""
     # Whatever the locale or a name holds, what cannot be encoded is written as an escape.
@@ -32,6 +38,12 @@ def run(name: str, command: Callable[[], int]) -> NoReturn:
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         code = 0
     except (ReportError, GitError, OSError) as error:
-        print(f"{name}: {str(error).partition('\n')[0]}", file=sys.stderr)
+        print(f"{name}: {_reason(error)}", file=sys.stderr)
         code = 2
     sys.exit(code)
+
+
+def _reason(error: Exception) -> str:
+    """The line of git's, which may warn and hint, that says what happened."""
+    lines = str(error).splitlines() or [type(error).__name__]
+    return printable(next((line for line in lines if not line.startswith("warning:")), lines[0]))

@@ -1,106 +1,107 @@
-"""The pictures of the page, as SVG that stretches to the width it is given."""
+"""The geometry of the page's pictures, in hundredths of their width and height."""
 
-from collections.abc import Iterator, Sequence
-from contextlib import suppress
+import math
+from collections import Counter
+from collections.abc import Sequence
+from dataclasses import dataclass
 from datetime import datetime, timedelta
 
-from branch_facts import size
-from report_text import MOST_SPANS, counted, span_text
+from branch_facts import Commit, Period, local_time
 
-from orvel_tarnix.utils.git_utils import CommitChanges, FileChange, LineSpan
+from orvel_tarnix.utils.git_utils import LineSpan
 
-# The width of every picture in its own units, and the least that can be seen of a mark.
-WIDTH = 1000
-LEAST = 3
+# The least of a mark that can be seen, and the most of the width that one bar takes.
+LEAST = 0.3
+WIDEST = 4
 
 MOST_BARS = 60
-WIDEST = 40
 STEPS = {
     "hour": timedelta(hours=1),
     "day": timedelta(days=1),
     "week": timedelta(weeks=1),
     "four weeks": timedelta(weeks=4),
-    "year": timedelta(weeks=52),
+    "year": timedelta(days=365),
+    "ten years": timedelta(days=3650),
+    "century": timedelta(days=36500),
 }
 
 
-def size_bar(file: FileChange, largest: int) -> str:
-    """The added and the deleted lines of a file, beside the largest change."""
-    bar, start = [], 0.0
-    for kind, lines in (("added", file.additions), ("deleted", file.deletions)):
-        if lines:
-            width = max(WIDTH * lines / largest, LEAST)
-            bar.append(_mark(kind, start, width))
-            start += width
-    return _picture("size", 10, f"{counted(size(file), 'line')} changed", bar)
+@dataclass(frozen=True)
+class Mark:
+    """A piece of a strip or a bar of the chart: where it begins, how wide and how tall it is."""
+
+    left: float
+    width: float
+    height: float = 100
 
 
-def span_strip(spans: Sequence[LineSpan], length: int) -> str:
-    """Where in a file of ``length`` lines the touched lines lie, its first line at the left."""
-    strip = []
-    drawn = {True: -1, False: -1}  # how far the last mark of each kind reaches
-    for span in spans:
-        start = int(WIDTH * (span.start - 1) / length)
-        end = max(int(WIDTH * span.end / length), start + LEAST)
-        if end > drawn[span.added]:
-            start = max(start, drawn[span.added])
-            kind = "fresh" if span.added else "touched"
-            strip.append(_mark(kind, start, end - start))
-            drawn[span.added] = end
-    shown = ", ".join(map(span_text, spans[:MOST_SPANS]))
-    shown += " \N{HORIZONTAL ELLIPSIS}" * (len(spans) > MOST_SPANS)
-    return _picture("strip", 10, f"lines {shown} of {length}", strip)
+@dataclass(frozen=True)
+class Bar:
+    """How many commits one step of the chart holds, and the mark that shows it."""
+
+    start: str
+    count: int
+    mark: Mark
 
 
-def commit_chart(commits: Sequence[CommitChanges], start: datetime) -> Iterator[str]:
-    """Bars of how many commits each hour, day, week ... of the period holds."""
-    times = []
-    for commit in commits:
-        with suppress(ValueError, OverflowError, OSError):  # a time that no calendar has
-            times.append(datetime.fromtimestamp(commit.timestamp))
-    # Neither the time before a young repository nor a long quiet up to now fills the picture.
-    now = datetime.now()
-    first, last = min([*times, now]), max([*times, start])
-    start = max(start, first - max((last - first) / 4, STEPS["day"]))
-    end = max(min(now, last + max(last - start, STEPS["day"])), last)
-    unit = next((name for name in STEPS if (end - start) / STEPS[name] < MOST_BARS), "year")
+@dataclass(frozen=True)
+class Chart:
+    """Commits over time: only the steps that hold any."""
+
+    unit: str
+    most: int
+    bars: list[Bar]
+    ticks: list[str]  # what the left end, the middle and the right end of the axis stand for
+
+
+def commit_chart(commits: Sequence[Commit], period: Period | None) -> Chart | None:
+    """How many commits each hour, day, week ... holds, from end to end of the period.
+
+    Without a period it is from the first commit to the last; without a commit that has a time of
+    the calendar there is no chart.
+    """
+    times = [time for commit in commits if (time := local_time(commit.timestamp))]
+    if not times:
+        return None
+    ends = [*times, period.start, period.end] if period else times
+    start, end = min(ends), max(ends)
+    unit = next((name for name in STEPS if (end - start) / STEPS[name] < MOST_BARS), "century")
     step = STEPS[unit]
     start = start.replace(minute=0, second=0, microsecond=0)
     if step >= STEPS["day"]:
         start = start.replace(hour=0)
-    counts = [0] * ((end - start) // step + 1)
-    for time in times:
-        counts[max(time - start, timedelta()) // step] += 1
-    yield "<figure>"
-    yield f"<p class=top>{counted(max(counts), 'commit')} in the busiest {unit}</p>"
-    yield _bars(counts, start, step)
-    yield f"<p class=axis><span>{start:%d %b %Y}</span><span>{end:%d %b %Y}</span></p>"
-    yield "</figure>"
-
-
-def _bars(counts: Sequence[int], start: datetime, step: timedelta) -> str:
-    height, room = 120, WIDTH / len(counts)
-    wide = min(0.8 * room, WIDEST)
+    length = min(max(end - start, step), datetime.max - start)
+    last = math.ceil(length / step) - 1
+    counts = Counter(min((time - start) // step, last) for time in times)
     label = "%d %b %Y %H:%M" if step < STEPS["day"] else "%d %b %Y"
-    bars = []
-    for number, count in enumerate(counts):
-        tall = height * count / max(1, *counts)
-        tip = f"{start + number * step:{label}}: {counted(count, 'commit')}"
-        bars.append(
-            f'<g><title>{tip}</title><rect class=hit x="{number * room:.2f}" y="0" '
-            f'width="{room:.2f}" height="{height}"/><rect class=commits '
-            f'x="{(number + 0.5) * room - wide / 2:.2f}" y="{height - tall:.2f}" '
-            f'width="{wide:.2f}" height="{tall:.2f}"/></g>'
+    most = max(counts.values())
+    bars = [
+        Bar(
+            f"{start + number * step:{label}}",
+            count,
+            _bar(number * step / length, min((number + 1) * step / length, 1), count / most),
         )
-    return _picture("chart", height, f"{counted(sum(counts), 'commit')} over time", bars)
+        for number, count in sorted(counts.items())
+    ]
+    ticks = [f"{start + share * length:{label}}" for share in (0, 0.5, 1)]
+    return Chart(unit, most, bars, ticks)
 
 
-def _mark(kind: str, start: float, width: float) -> str:
-    return f'<rect class={kind} x="{start:.2f}" width="{width:.2f}" height="10"/>'
+def span_marks(spans: Sequence[LineSpan], length: int) -> list[tuple[bool, Mark]]:
+    """Where in a file of ``length`` lines the spans lie, and whether all of their lines are new."""
+    marks = []
+    drawn = {True: -1.0, False: -1.0}  # how far the last mark of each kind reaches
+    for span in spans:
+        start = 100 * (span.start - 1) / length
+        end = min(max(100 * span.end / length, start + LEAST), 100)
+        if end > drawn[span.added]:
+            start = max(min(start, 100 - LEAST), drawn[span.added])
+            marks.append((span.added, Mark(start, end - start)))
+            drawn[span.added] = end
+    return marks
 
 
-def _picture(kind: str, height: int, words: str, marks: Sequence[str]) -> str:
-    return (
-        f'<svg class={kind} viewBox="0 0 {WIDTH} {height}" preserveAspectRatio="none" role="img" '
-        f'aria-label="{words}"><title>{words}</title>{"".join(marks)}</svg>'
-    )
+def _bar(left: float, right: float, tall: float) -> Mark:
+    room = 100 * (right - left)
+    wide = max(min(0.8 * room, WIDEST), LEAST)
+    return Mark(min(100 * left + max(room - wide, 0) / 2, 100 - wide), wide, 100 * tall)

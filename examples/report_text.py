@@ -1,55 +1,106 @@
 """The report as aligned text for a person."""
 
+import unicodedata
 from collections.abc import Iterator, Sequence
-from datetime import datetime
 
-from branch_facts import Report, size
+from branch_facts import Commit, Report, local_time, size
 
-from orvel_tarnix.utils.git_utils import CommitChanges, FileChange, LineSpan
+from orvel_tarnix.utils.git_utils import FileChange, LineSpan
 
-MOST_FILES = 40
+MOST_FILES = 20
 MOST_COMMITS = 20
 MOST_AUTHORS = 10
 MOST_SPANS = 12
+SHORT_ID = 9
 
 
 def report_lines(report: Report) -> Iterator[str]:
     """The lines of the report; the long lists end in how many more there are."""
-    yield from _heading(report)
+    yield printable(report.title)
+    yield from (f"  {row}" for row in aligned(facts(report), "<"))
     yield ""
-    files = sorted(report.files, key=lambda file: (-size(file), file.path))
-    added, deleted = total(files)
-    yield f"{printable(report.title)}: {counted(len(files), 'file')}, +{added} -{deleted} lines"
-    yield from _file_lines(files[:MOST_FILES], report.spans)
-    yield from _rest(files, MOST_FILES, "file")
+    yield f"{counted(commit_count(report), 'commit')}{_beyond(report)}"
+    yield from (
+        f"  {row}" for row in aligned(_commit_rows(report.commits[:MOST_COMMITS]), "<<<<>>")
+    )
+    yield from _rest(commit_count(report), MOST_COMMITS, "commit")
     yield ""
-    yield f"Commits of the period: {len(report.commits)}"
-    yield from _commit_lines(report.commits[:MOST_COMMITS])
-    yield from _rest(report.commits, MOST_COMMITS, "commit")
-    yield ""
-    yield f"Authors of the period: {len(report.authors)}"
+    yield counted(len(report.authors), "author")
     authors = [
         (str(author["commits"]), printable(f"{author['name']} <{author['email']}>"))
-        for author in report.authors
+        for author in report.authors[:MOST_AUTHORS]
     ]
-    yield from (f"  {row}" for row in aligned(authors[:MOST_AUTHORS], ">"))
-    yield from _rest(authors, MOST_AUTHORS, "author")
+    yield from (f"  {row}" for row in aligned(authors, ">"))
+    yield from _rest(len(report.authors), MOST_AUTHORS, "author")
+    yield ""
+    files = by_size(report.files)
+    added, deleted = total(files)
+    yield f"{counted(len(files), 'file')}, +{added:,} -{deleted:,} lines"
+    yield from _file_lines(files[:MOST_FILES], report.spans)
+    yield from _rest(len(files), MOST_FILES, "file")
+
+
+def facts(report: Report) -> list[tuple[str, str]]:
+    """What the report is about, as names and values."""
+    default, base = report.default_branch, "none"
+    if report.base:
+        base = f"{report.base}, {report.ahead:,} ahead, {report.behind:,} behind"
+    rows = [
+        ("repository", str(report.root)),
+        ("branch", f"{report.branch or 'none checked out'} (the default branch is {default})"),
+        ("head", str(report.head)),
+        ("base", base),
+    ]
+    if report.period:
+        start, end = (f"{time:%Y-%m-%d %H:%M}" for time in (report.period.start, report.period.end))
+        rows.append(("period", f"from {start} to {end}: {report.period.reason}"))
+    if report.shallow:
+        rows.append(("history", "a shallow clone: what is older than its oldest commit is unknown"))
+    return [(name, printable(value)) for name, value in rows]
 
 
 def aligned(rows: Sequence[Sequence[str]], sides: str) -> Iterator[str]:
     """The rows with their columns in line, each to the side given; the last column hangs free."""
     columns = list(zip(*rows, strict=True))[: len(sides)]
-    widths = [max(map(len, column)) for column in columns]
+    widths = [max(map(width, column)) for column in columns]
     for row in rows:
-        cells = [
-            f"{cell:{side}{width}}" for cell, side, width in zip(row, sides, widths, strict=False)
-        ]
+        cells = []
+        for cell, side, wide in zip(row, sides, widths, strict=False):
+            space = " " * (wide - width(cell))
+            cells.append(cell + space if side == "<" else space + cell)
         yield "  ".join([*cells, *row[len(sides) :]]).rstrip()
+
+
+def width(text: str) -> int:
+    """How many columns of a terminal a text takes."""
+    return sum(
+        0 if unicodedata.combining(char) else 1 + (unicodedata.east_asian_width(char) in "FW")
+        for char in text
+    )
+
+
+def cut(line: str, columns: int) -> str:
+    """A line that fits a terminal, with an ellipsis where its end is missing."""
+    if width(line) <= columns:
+        return line
+    while width(line) >= columns:
+        line = line[:-1]
+    return f"{line}\N{HORIZONTAL ELLIPSIS}"
+
+
+def by_size(files: Sequence[FileChange]) -> list[FileChange]:
+    """The files, the largest change first."""
+    return sorted(files, key=lambda file: (-size(file), file.path))
 
 
 def total(files: Sequence[FileChange]) -> tuple[int, int]:
     """The added and the deleted lines of all files."""
     return sum(file.additions for file in files), sum(file.deletions for file in files)
+
+
+def commit_count(report: Report) -> int:
+    """How many commits there are; a branch can have some of before git's first date."""
+    return report.ahead if report.compares_branch else len(report.commits)
 
 
 def counted(number: int, noun: str) -> str:
@@ -65,35 +116,37 @@ def printable(text: str) -> str:
 
 
 def moment(timestamp: int) -> str:
-    """A commit's time in local time; git also keeps times that no calendar has."""
-    try:
-        return f"{datetime.fromtimestamp(timestamp):%Y-%m-%d %H:%M}"
-    except (ValueError, OverflowError, OSError):
-        return f"@{timestamp}"
+    """A commit's time in local time, or its bare seconds where no calendar has it."""
+    time = local_time(timestamp)
+    return f"{time:%Y-%m-%d %H:%M}" if time else f"@{timestamp}"
 
 
-def span_text(span: LineSpan) -> str:
-    """The lines as ``3-7`` or ``3``, with a ``+`` ahead where all of them are new."""
-    lines = f"{span.start}" if span.start == span.end else f"{span.start}-{span.end}"
-    return f"+{lines}" if span.added else lines
+def span_text(spans: Sequence[LineSpan]) -> str:
+    """The lines of the first few spans, as in ``3, 7-8``, and how many spans follow."""
+    shown = ", ".join(
+        f"{span.start}" if span.start == span.end else f"{span.start}-{span.end}"
+        for span in spans[:MOST_SPANS]
+    )
+    more = len(spans) - MOST_SPANS
+    return shown + f" and {counted(more, 'more span')}" * (more > 0)
 
 
-def distance(report: Report) -> str:
-    """How far head and base are apart."""
-    return f"{report.ahead} ahead, {report.behind} behind"
+def _beyond(report: Report) -> str:
+    if report.compares_branch:
+        return f" that {printable(report.compared_with.name)} lacks"
+    return " in the period"
 
 
-def _heading(report: Report) -> Iterator[str]:
-    base = f"{report.base}, {distance(report)}" if report.base else "none"
-    facts = [
-        ("repository", str(report.root)),
-        ("branch", f"{report.branch or 'none'} (default: {report.default_branch})"),
-        ("head", str(report.head)),
-        ("base", base),
-        ("wiki", str(report.wiki.relative_to(report.root))),
-        ("period", f"since {report.period_start:%Y-%m-%d %H:%M} ({report.since})"),
-    ]
-    yield from aligned([(name, printable(value)) for name, value in facts], "<")
+def _commit_rows(commits: Sequence[Commit]) -> list[tuple[str, ...]]:
+    rows = []
+    for commit in commits:
+        added, deleted = total(commit.files)
+        size_of = ("merge", "", "")
+        if not commit.is_merge:
+            size_of = (counted(len(commit.files), "file"), f"+{added}", f"-{deleted}")
+        author, subject = printable(commit.author), printable(commit.subject)
+        rows.append((moment(commit.timestamp), commit.id[:SHORT_ID], author, *size_of, subject))
+    return rows
 
 
 def _file_lines(files: Sequence[FileChange], spans: dict[str, list[LineSpan]]) -> Iterator[str]:
@@ -101,23 +154,10 @@ def _file_lines(files: Sequence[FileChange], spans: dict[str, list[LineSpan]]) -
         (file.status, f"+{file.additions}", f"-{file.deletions}", _name(file)) for file in files
     ]
     for file, row in zip(files, aligned(rows, "<>>"), strict=True):
+        yield f"  {row}"
         touched = spans.get(file.path, [])
-        shown = ", ".join(map(span_text, touched[:MOST_SPANS]))
-        if len(touched) <= 1:
-            yield f"  {row}" + f"  lines {shown}" * len(touched)
-        else:
-            more = len(touched) - MOST_SPANS
-            yield f"  {row}"
-            yield f"      lines {shown}" + f" and {counted(more, 'more span')}" * (more > 0)
-
-
-def _commit_lines(commits: Sequence[CommitChanges]) -> Iterator[str]:
-    rows = []
-    for commit in commits:
-        added, deleted = total(commit.files)
-        files = counted(len(commit.files), "file")
-        rows.append((moment(commit.timestamp), files, f"+{added}", f"-{deleted}"))
-    yield from (f"  {row}" for row in aligned(rows, "<>>>"))
+        if touched and file.status != "added":  # all lines of an added file are new
+            yield f"      lines {span_text(touched)}"
 
 
 def _name(file: FileChange) -> str:
@@ -126,6 +166,6 @@ def _name(file: FileChange) -> str:
     return f"{printable(file.old_path)} -> {printable(file.path)}"
 
 
-def _rest(items: Sequence[object], shown: int, noun: str) -> Iterator[str]:
-    if len(items) > shown:
-        yield f"  and {counted(len(items) - shown, f'more {noun}')}"
+def _rest(number: int, shown: int, noun: str) -> Iterator[str]:
+    if number > shown:
+        yield f"  and {counted(number - shown, f'more {noun}')}"

@@ -2,164 +2,228 @@
 
 import json
 import os
-import re
 import subprocess
 import sys
+import termios
 from collections.abc import Callable
-from html import unescape
+from dataclasses import replace
+from datetime import datetime
 from pathlib import Path
 
+import branch_facts
 import pytest
+import report_charts
+import report_text
+from branch_facts import Commit, Period
+from conftest import Repository
+
+from orvel_tarnix.utils.git_utils import LineSpan
 
 TREE = Path(__file__).parents[1]
 BRANCH = "fix/<b>&co"
 ODD_NAME = "docs/<script>\n.html"
+DATES = [f"2020-01-0{day}T12:00Z" for day in range(7)]
 Run = Callable[..., subprocess.CompletedProcess[str]]
 
 
-@pytest.fixture(scope="module")
-def environment(tmp_path_factory: pytest.TempPathFactory) -> dict[str, str]:
-    home = str(tmp_path_factory.mktemp("home"))
-    kept = {name: value for name, value in os.environ.items() if not name.startswith("GIT_")}
-    git = {"GIT_CONFIG_GLOBAL": os.devnull, "GIT_CONFIG_NOSYSTEM": "1"}
-    return kept | git | {"HOME": home, "TMPDIR": home, "TZ": "UTC0", "PYTHONPATH": str(TREE)}
-
-
-@pytest.fixture(scope="module")
-def repository(tmp_path_factory: pytest.TempPathFactory, environment: dict[str, str]) -> Path:
-    """A branch of two commits, one of them empty, on a main that went on by one."""
-    root = tmp_path_factory.mktemp("work") / "project"
-
-    def git(*args: str, **identity: str) -> None:
-        subprocess.run(["git", *args], cwd=root, env=environment | identity, check=True)
-
-    def commit(day: int, contents: dict[str, list[object]]) -> None:
-        for name, lines in contents.items():
-            (root / name).parent.mkdir(exist_ok=True)
-            (root / name).write_text("".join(f"{line}\n" for line in lines))
-        facts = {"NAME": "Zoë & Co", "EMAIL": "zoe@example.com", "DATE": f"2020-01-0{day}T12:00Z"}
-        who = {f"GIT_{role}_{k}": v for role in ("AUTHOR", "COMMITTER") for k, v in facts.items()}
-        git("add", ".")
-        git("commit", "--quiet", "--allow-empty", f"--message=Day {day}", **who)
-
-    root.mkdir()
-    git("init", "--quiet", "--initial-branch=main")
-    text = {"src/app.py": [*range(1, 11)], "src/old name.py": [*range(30)], "gone.txt": [1, 2]}
-    commit(1, text | {"logo.bin": ["\0 1"]})
-    git("checkout", "--quiet", "-b", BRANCH)
-    git("mv", "src/old name.py", "src/new name.py")
-    git("rm", "--quiet", "gone.txt")
-    changed = [1, 2, "three", 4, 5, 6, "x", "y", 7, 8, 9]
-    commit(2, {"src/app.py": changed, ODD_NAME: ["<p>"], "logo.bin": ["\0 2"]})
-    commit(3, {})
-    git("checkout", "--quiet", "main")
-    commit(4, {"src/app.py": [1, 2, 3, 4, 5, "main's", 7, 8, 9, 10]})
-    git("checkout", "--quiet", BRANCH)
-    return root
+@pytest.fixture
+def project(tmp_path: Path) -> Repository:
+    """A branch of two commits and a merge, on a main that went on by one."""
+    made = Repository(tmp_path / "project")
+    text = [*map(str, range(1, 11))]
+    files = {"src/app.py": "\n".join(text), "src/old name.py": "x\n" * 30, "gone.txt": "1\n2\n"}
+    mailmap = {".mailmap": "Zoë & Co <zoe@example.com> Z <z@old>\n"}
+    made.commit(files | mailmap | {"logo.bin": b"\0 1"}, DATES[1], "Z <z@old>")
+    made.git("checkout", "--quiet", "-b", BRANCH)
+    made.git("mv", "src/old name.py", "src/new name.py")
+    text[2:3], text[6:6], text[10:] = ["three"], ["x", "y"], ["9"]
+    changed = {"src/app.py": "\n".join(text), ODD_NAME: "<p>\n", "logo.bin": b"\0 2"}
+    made.commit(changed | {"gone.txt": None}, DATES[2], "Z <z@old>")
+    made.git("checkout", "--quiet", "-b", "side")
+    made.commit({"a": "a\n"}, DATES[3], "Cal\x1b[2J <zoe@example.com>")
+    made.git("checkout", "--quiet", BRANCH)
+    made.git("merge", "-q", "--no-ff", "-mTake\nside", "side", GIT_COMMITTER_DATE=DATES[4])
+    made.git("checkout", "--quiet", "main")
+    made.commit({"src/app.py": "".join(text[:5])}, DATES[5])
+    made.git("checkout", "--quiet", BRANCH)
+    return made
 
 
 @pytest.fixture
-def run(environment: dict[str, str], repository: Path) -> Run:
-    def run(script: str, *args: str) -> subprocess.CompletedProcess[str]:
+def run(project: Repository) -> Run:
+    def run(*args: str, stdout: int = subprocess.PIPE) -> subprocess.CompletedProcess[str]:
         # Standard input is a pipe that nobody writes to or closes: no git may wait for it.
         reader, writer = os.pipe()
         with os.fdopen(reader), os.fdopen(writer, "w"):
-            command = [sys.executable, "-W", "error", f"{TREE}/examples/{script}.py", *args]
-            place = {"cwd": repository / "src", "env": environment, "stdin": reader}
-            return subprocess.run(command, **place, capture_output=True, encoding="utf-8")
+            command = [sys.executable, "-W", "error", f"{TREE}/examples/branch_report.py", *args]
+            place = {"cwd": project.root / "src", "env": os.environ | {"PYTHONPATH": str(TREE)}}
+            pipes = {"stdin": reader, "stdout": stdout, "stderr": subprocess.PIPE}
+            return subprocess.run(command, **place, **pipes, encoding="utf-8", timeout=60)
 
     return run
 
 
-def test_text_and_json_tell_what_the_branch_changed(run: Run, repository: Path) -> None:
-    report = run("branch_report", "--since", "2020-01-02")
-    facts = json.loads(run("branch_report", "--json", "--since", "2020-01-02").stdout)
-    assert (report.returncode, report.stderr) == (0, "")
+def test_text_and_json_tell_what_the_branch_changed(run: Run, project: Repository) -> None:
+    text, facts = run(), json.loads(run("--json").stdout)
+    merge, side, first = (commit["id"][:9] for commit in facts["commits"])
+    assert (text.returncode, text.stderr) == (0, "")
     assert (
-        report.stdout
+        text.stdout
         == f"""\
-repository  {repository}
-branch      {BRANCH} (default: main)
-head        {BRANCH} ({facts["head"]["commit"][:12]})
-base        main ({facts["base"]["commit"][:12]}), 2 ahead, 1 behind
-wiki        memory/lore-book/fix___b__co
-period      since 2020-01-02 00:00 (2020-01-02)
+What {BRANCH} changed since it left main
+  repository  {project.root}
+  branch      {BRANCH} (the default branch is main)
+  head        {BRANCH} ({project.git("rev-parse", "--short=12", "HEAD").strip()})
+  base        main ({project.git("rev-parse", "--short=12", "main").strip()}), 3 ahead, 1 behind
 
-What {BRANCH} changed since it left main: 5 files, +4 -4 lines
-  modified  +3  -2  src/app.py
-      lines 3, +7-8, 11
+3 commits that main lacks
+  2020-01-04 12:00  {merge}  Ann Lee     merge            Take side
+  2020-01-03 12:00  {side}  Cal\\x1b[2J  1 file   +1  -0  work
+  2020-01-02 12:00  {first}  Zoë & Co    5 files  +5  -5  work
+
+3 authors
+  1  Ann Lee <ann@example.org>
+  1  Cal\\x1b[2J <zoe@example.com>
+  1  Zoë & Co <zoe@example.com>
+
+6 files, +6 -5 lines
+  modified  +4  -3  src/app.py
+      lines 3, 7-8, 11
   deleted   +0  -2  gone.txt
-  added     +1  -0  docs/<script>\\n.html  lines +1
+  added     +1  -0  a
+  added     +1  -0  docs/<script>\\n.html
   modified  +0  -0  logo.bin
   renamed   +0  -0  src/old name.py -> src/new name.py
-
-Commits of the period: 2
-  2020-01-03 12:00  0 files  +0  -0
-  2020-01-02 12:00  5 files  +4  -4
-
-Authors of the period: 1
-  2  Zoë & Co <zoe@example.com>
 """
     )
-    assert (facts["ahead"], facts["behind"], facts["period_start"]) == (2, 1, "2020-01-02T00:00:00")
-    assert facts["authors"] == [{"name": "Zoë & Co", "email": "zoe@example.com", "commits": 2}]
-    old_paths = dict.fromkeys([ODD_NAME, "gone.txt", "logo.bin", "src/app.py"])
-    old_paths["src/new name.py"] = "src/old name.py"
-    assert {file["path"]: file["old_path"] for file in facts["files"]} == old_paths
+    assert (facts["ahead"], facts["period"], facts["files"][0]["old_path"]) == (3, None, None)
     assert facts["spans"]["src/app.py"][1] == {"start": 7, "end": 8, "added": True}
 
 
-def test_a_head_without_anything_of_its_own_tells_of_the_period(run: Run) -> None:
-    report = run("branch_report", "--head=main", "--since=2020-01-02").stdout
-    assert "What main changed since 2020-01-02 00:00: 1 file," in report
+PERIODS = {
+    "--since=2020-01-05T12:00": ("What main changed since 2020-01-05 12:00", "as --since=", 1),
+    "--since=2020-01-01": ("All that main holds, from its first commit on", "as --since=", 2),
     # All has been quiet for long: the usual period ends with the newest commit.
-    report = run("branch_report", "--head=main").stdout
-    assert "All that main holds, from its first commit on: 4 files, +42 -0" in report
-
-
-COMPLAINTS = {
-    "--base=--output=x": "'--output=x' names no commit of ",
-    "--since=soon": "since must be a positive whole number",
-    "/": "/ is in no git repository",
-    "../missing": "../missing is no directory",
-    "--html=missing/page.html": "[Errno 2] No such file or directory",
+    "--head=main": ("All that main holds", "12:00 to 2020-01-05 12:00: 30 days before", 2),
+    "--base=main": ("What main changed since 2020-01-05 12:00", "with the newest 10 comm", 10),
 }
 
 
-@pytest.mark.parametrize(("arg", "complaint"), COMPLAINTS.items())
-def test_bad_input_gets_one_line_and_exit_code_2(run: Run, arg: str, complaint: str) -> None:
-    answer = run("branch_report", arg)
-    assert (answer.returncode, answer.stdout) == (2, "")
-    assert answer.stderr.startswith(f"branch_report: {complaint}")
-    assert answer.stderr.count("\n") == 1
+@pytest.mark.parametrize("arg", PERIODS)
+def test_without_a_branch_to_compare_it_tells_of_a_period(
+    run: Run, project: Repository, arg: str
+) -> None:
+    title, reason, commits = PERIODS[arg]
+    if arg == "--base=main":  # has grown
+        project.git("checkout", "--quiet", "main")
+        for number in range(9):
+            project.commit({"a": str(number)}, DATES[6])
+    answer = run("--head=main", arg).stdout
+    assert answer.startswith(title)
+    assert reason in answer
+    assert f"\n{report_text.counted(commits, 'commit')} in the period\n" in answer
 
 
-def test_a_reader_may_stop_reading(environment: dict[str, str], repository: Path) -> None:
-    command = [sys.executable, "-W", "error", f"{TREE}/examples/branch_report.py", str(repository)]
-    pipe = subprocess.PIPE
-    with subprocess.Popen(command, env=environment, stdout=pipe, stderr=pipe) as report:
-        report.stdout.close()
-        assert (report.stderr.read(), report.wait()) == (b"", 0)
+# What the report is on, made by git beside the repository or just named, and what it says.
+PLACES = {
+    "clone": ("clone --quiet . ../clone", "base        origin/main ("),
+    "shallow": ("clone --quiet --depth=1 file://{} ../shallow", "history     a shallow clone"),
+    "bare": ("clone --quiet --bare . ../bare", "/bare is a bare repository: name a work tree"),
+    "empty": ("init --quiet --initial-branch=main ../empty", "/empty has no commit on main yet"),
+    "damaged": ("clone --quiet --shared . ../damaged", "/damaged is damaged: it lacks the commit"),
+    "--base=--output=x": ("version", "'--output=x' names no commit of "),
+    "--since=soon": ("version", "since must be a positive whole number"),
+    "--since=1969-12-31": ("version", "since must be from 1970-01-01 to 2099-12-31"),
+}
 
 
-def test_the_page_needs_nothing_else_and_escapes_names(run: Run, tmp_path: Path) -> None:
-    assert run("branch_report", "--html", f"{tmp_path}/page.html").returncode == 0
-    page = (tmp_path / "page.html").read_text("utf-8")
-    tags = re.findall(r"<([a-z]+\d?)([^>]*)>", page)
-    words = unescape(re.sub(r"<[^>]*>", "", page))
-    for shown in (f"What {BRANCH} changed", "docs/<script>\\n.html", "was src/old name.py"):
-        assert shown in words
-    assert not {"script", "link", "img", "iframe"} & {tag for tag, _ in tags}
-    assert not re.search(r"\b(src|href)=|url\(|@import", page)
-    # The largest change comes first: its bar, then the strip of its three spans.
-    marks = [attributes.split()[0] for tag, attributes in tags if tag in {"svg", "rect"}]
-    kinds = ["size", "added", "deleted", "strip", "touched", "fresh", "touched"]
-    assert marks[:7] == [f"class={kind}" for kind in kinds]
+@pytest.mark.parametrize("place", PLACES)
+def test_a_repository_is_called_what_it_is(run: Run, project: Repository, place: str) -> None:
+    made, said = PLACES[place]
+    project.git(*made.format(project.root).split())
+    if place == "clone":  # it never had a main of its own
+        project.git("-C", "../clone", "remote", "set-head", "origin", "main")
+    if place == "damaged":
+        (project.root.parent / "damaged/.git/objects/info/alternates").unlink()
+    answer = run(place if place.startswith("--") else f"../../{place}")
+    assert said in answer.stdout + answer.stderr
+    assert (answer.returncode, answer.stderr.count("\n")) == ((0, 0) if answer.stdout else (2, 1))
 
 
-def test_many_repositories_are_asked_at_once(run: Run, repository: Path) -> None:
-    answer = run("many_repositories", "..", "/", "--since", "2020-01-02")
-    _, good, bad = map(str.split, answer.stdout.splitlines())
-    assert good == ["2", "1", "5", "+4", "-4", "2", "1", BRANCH, "main", str(repository)]
-    assert " ".join(bad).endswith("- /: / is in no git repository")
-    assert (answer.returncode, answer.stderr) == (1, "")
+def test_histories_without_a_commit_in_common_are_compared(run: Run, project: Repository) -> None:
+    alone = project.git("commit-tree", "-m", "alone", f"{BRANCH}^{{tree}}").strip()
+    answer = run(f"--head={alone}").stdout
+    assert answer.startswith(f"How {alone} differs from main, with which it shares no commit\n")
+    assert "\n1 commit that main lacks\n" in answer
+
+
+def test_nothing_is_fetched_unless_told_to(run: Run, project: Repository) -> None:
+    project.git("config", "uploadpack.allowFilter", "true")
+    partial = ["--quiet", "--filter=blob:none", "--no-checkout", f"file://{project.root}"]
+    project.git("clone", *partial, "../partial")
+    refused = run("../../partial", "--base=origin/main")
+    assert (refused.returncode, refused.stderr.count("\n")) == (2, 1)
+    assert run("../../partial", "--base=origin/main", "--fetch-missing").returncode == 0
+
+
+def test_lines_are_cut_for_a_terminal_only(run: Run) -> None:
+    ours, terminal = os.openpty()
+    termios.tcsetwinsize(terminal, (24, 30))
+    with os.fdopen(ours, "rb", buffering=0) as screen, os.fdopen(terminal):
+        assert run(stdout=terminal).returncode == 0
+        lines = screen.read(9999).decode().splitlines()
+    whole = run().stdout.splitlines()
+    assert lines == [line if len(line) <= 30 else f"{line[:29]}\u2026" for line in whole]
+    assert report_text.cut("\u65e5\u672c\u8a9e", 5) == "\u65e5\u672c\u2026"
+
+
+def test_a_reader_may_stop_reading(run: Run) -> None:
+    reader, writer = os.pipe()
+    os.close(reader)
+    with os.fdopen(writer):
+        answer = run(stdout=writer)
+    assert (answer.stderr, answer.returncode) == ("", 0)
+
+
+@pytest.mark.parametrize("more", [0, 1, 2])
+def test_a_list_says_how_many_it_leaves_out(project: Repository, more: int) -> None:
+    report, end = branch_facts.gather(project.root), "s" * (more > 1)
+    long = replace(
+        report,
+        ahead=report_text.MOST_COMMITS + more,
+        files=report.files[:1] * (report_text.MOST_FILES + more),
+        authors=report.authors[:1] * (report_text.MOST_AUTHORS + more),
+    )
+    told = [line for line in report_text.report_lines(long) if line.startswith("  and ")]
+    assert told == [f"  and {more} more {n}{end}" for n in ("commit", "author", "file") if more]
+    spans = [LineSpan(1, 1, added=False)] * (report_text.MOST_SPANS + more)
+    assert report_text.span_text(spans).endswith(f"and {more} more span{end}" if more else "1, 1")
+
+
+MAY, DAY, NEVER = int(datetime(2020, 5, 1).timestamp()), 86400, 2**60  # no calendar has the last
+# Commits and their period: the step, its bars from left to right, and the ends of the axis.
+CHARTS = [
+    ([MAY + 9 * DAY, MAY, MAY, NEVER], (1, 11), "day", [(3, 100), (93, 50)], "01 May to 11 May"),
+    ([MAY], None, "hour", [(48, 100)], "01 May to 01 May"),
+    ([MAY + 99 * DAY, MAY], None, "week", [(1.5, 100), (99, 100)], "01 May to 08 Aug"),
+    ([0, 253402300799], None, "century", [(0, 100), (99.6, 100)], "01 Jan to 31 Dec"),
+]
+
+
+@pytest.mark.parametrize("row", CHARTS)
+def test_the_chart_covers_the_period_and_a_calendar_has_its_times(row: tuple) -> None:
+    times, period, unit, bars, axis = row
+    commits = [Commit("c", (), time, "a", "e", "s", ()) for time in times]
+    whole = Period(*(datetime(2020, 5, day) for day in period), "") if period else None
+    chart = report_charts.commit_chart(commits, whole)
+    assert report_text.moment(NEVER) == f"@{NEVER}"
+    assert (chart.unit, f"{chart.ticks[0][:6]} to {chart.ticks[2][:6]}") == (unit, axis)
+    assert [bar.mark.height for bar in chart.bars] == [height for _, height in bars]
+    assert [bar.mark.left for bar in chart.bars] == pytest.approx([x for x, _ in bars], abs=0.5)
+    assert all(bar.mark.left + bar.mark.width <= 100 for bar in chart.bars)
+
+
+def test_strips_show_each_kind_of_line_within_the_file() -> None:
+    spans = [LineSpan(1, 10, added=True), LineSpan(40, 40, added=False), LineSpan(999, 1000, True)]
+    marks = [(new, x.left, x.left + x.width) for new, x in report_charts.span_marks(spans, 1000)]
+    assert marks == [(True, 0, 1), (False, 3.9, 4.2), (True, pytest.approx(99.7), 100)]
