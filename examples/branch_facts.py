@@ -213,8 +213,10 @@ def _head_of(root: Path, head: str | None, branch: str | None) -> Revision:
     if head is not None:
         return Revision(head, _commit_of(root, head))
     tip = git_utils.get_head_commit(root, short=False)
+    if tip is None and branch is None:
+        raise ReportError(f"{root} is damaged: its HEAD names no commit")
     if tip is None:
-        raise ReportError(f"{root} has no commit on {branch or 'HEAD'} yet")
+        raise ReportError(f"{root} has no commit on {branch} yet")
     if git_utils.resolve_commit(root, tip) is None:
         raise ReportError(f"{root} is damaged: it lacks the commit {tip} that is checked out")
     return Revision(branch or "HEAD", tip)

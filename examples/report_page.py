@@ -23,7 +23,9 @@ from orvel_tarnix.utils import git_utils
 from orvel_tarnix.utils.git_utils import FileChange
 
 MOST_FILES = 100
-MOST_COMMITS = 50
+# The newest commits are shown, and as many as here can be unfolded.
+MOST_COMMITS = 12
+MOST_FOLDED = 500
 MOST_AUTHORS = 12
 
 
@@ -58,7 +60,8 @@ def report_page(report: Report) -> str:
         chart=commit_chart(report.commits, report.period),
         files=_files(report),
         short_id=SHORT_ID,
-        most_commits=MOST_COMMITS,
+        shown=report.commits[:MOST_COMMITS],
+        folded=report.commits[MOST_COMMITS:MOST_FOLDED],
         most_authors=MOST_AUTHORS,
     )
 

@@ -42,12 +42,13 @@ def report_lines(report: Report) -> Iterator[str]:
 
 def facts(report: Report) -> list[tuple[str, str]]:
     """What the report is about, as names and values."""
-    default, base = report.default_branch, "none"
+    branch, base = report.branch or "none checked out", f"none: no {report.default_branch} here"
     if report.base:
+        branch += f" (the default branch is {report.default_branch})"
         base = f"{report.base}, {report.ahead:,} ahead, {report.behind:,} behind"
     rows = [
         ("repository", str(report.root)),
-        ("branch", f"{report.branch or 'none checked out'} (the default branch is {default})"),
+        ("branch", branch),
         ("head", str(report.head)),
         ("base", base),
     ]

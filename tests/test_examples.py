@@ -66,7 +66,6 @@ def run(project: Repository) -> Run:
 def test_text_and_json_tell_what_the_branch_changed(run: Run, project: Repository) -> None:
     text, facts = run(), json.loads(run("--json").stdout)
     merge, side, first = (commit["id"][:9] for commit in facts["commits"])
-    assert (text.returncode, text.stderr) == (0, "")
     assert (
         text.stdout
         == f"""\
@@ -96,7 +95,7 @@ What {BRANCH} changed since it left main
   renamed   +0  -0  src/old name.py -> src/new name.py
 """
     )
-    assert (facts["ahead"], facts["period"], facts["files"][0]["old_path"]) == (3, None, None)
+    assert (text.stderr, facts["ahead"], facts["period"]) == ("", 3, None)
     assert facts["spans"]["src/app.py"][1] == {"start": 7, "end": 8, "added": True}
 
 
@@ -120,7 +119,7 @@ def test_without_a_branch_to_compare_it_tells_of_a_period(
             project.commit({"a": str(number)}, DATES[6])
     answer = run("--head=main", arg).stdout
     assert answer.startswith(title)
-    assert reason in answer
+    assert (reason in answer, "\n0 files" in answer) == (True, False)
     assert f"\n{report_text.counted(commits, 'commit')} in the period\n" in answer
 
 
@@ -204,7 +203,8 @@ MAY, DAY, NEVER = int(datetime(2020, 5, 1).timestamp()), 86400, 2**60  # no cale
 # Commits and their period: the step, its bars from left to right, and the ends of the axis.
 CHARTS = [
     ([MAY + 9 * DAY, MAY, MAY, NEVER], (1, 11), "day", [(3, 100), (93, 50)], "01 May to 11 May"),
-    ([MAY], None, "hour", [(48, 100)], "01 May to 01 May"),
+    ([MAY + 7200, MAY], None, "hour", [(23, 100), (73, 100)], "01 May to 01 May"),
+    ([253402300799], None, "hour", [(48, 100)], "31 Dec to 31 Dec"),
     ([MAY + 99 * DAY, MAY], None, "week", [(1.5, 100), (99, 100)], "01 May to 08 Aug"),
     ([0, 253402300799], None, "century", [(0, 100), (99.6, 100)], "01 Jan to 31 Dec"),
 ]
