@@ -252,7 +252,7 @@ def _usual_period(root: Path, head: str) -> Period:
     newest = [local_time(int(line.split()[0])) for line in stamps.splitlines()]
     times = [time for time in newest if time and EARLIEST <= time <= LATEST]
     now, days = datetime.now(), USUAL_PERIOD.days
-    period = Period(now - USUAL_PERIOD, now, f"the usual {days} days")
+    period = Period(now - USUAL_PERIOD, now, f"{days} days ago, as usual")
     if times and max(times) < period.start:
         start, end = max(max(times) - USUAL_PERIOD, EARLIEST), max(times)
         start = start.replace(second=0, microsecond=0)

@@ -20,9 +20,7 @@ def report_lines(report: Report) -> Iterator[str]:
     yield from (f"  {row}" for row in aligned(facts(report), "<"))
     yield ""
     yield f"{counted(commit_count(report), 'commit')}{_beyond(report)}"
-    yield from (
-        f"  {row}" for row in aligned(_commit_rows(report.commits[:MOST_COMMITS]), "<<<<>>")
-    )
+    yield from (f"  {row}" for row in aligned(_commit_rows(report.commits[:MOST_COMMITS]), "<<<"))
     yield from _rest(commit_count(report), MOST_COMMITS, "commit")
     yield ""
     yield counted(len(report.authors), "author")
@@ -54,7 +52,7 @@ def facts(report: Report) -> list[tuple[str, str]]:
     ]
     if report.period:
         start, end = (f"{time:%Y-%m-%d %H:%M}" for time in (report.period.start, report.period.end))
-        rows.append(("period", f"from {start} to {end}: {report.period.reason}"))
+        rows += [("period", f"from {start} to {end}"), ("begins", report.period.reason)]
     if report.shallow:
         rows.append(("history", "a shallow clone: what is older than its oldest commit is unknown"))
     return [(name, printable(value)) for name, value in rows]
@@ -139,14 +137,15 @@ def _beyond(report: Report) -> str:
 
 
 def _commit_rows(commits: Sequence[Commit]) -> list[tuple[str, ...]]:
+    """What matters most comes first: a terminal may cut the end."""
     rows = []
     for commit in commits:
         added, deleted = total(commit.files)
-        size_of = ("merge", "", "")
-        if not commit.is_merge:
-            size_of = (counted(len(commit.files), "file"), f"+{added}", f"-{deleted}")
-        author, subject = printable(commit.author), printable(commit.subject)
-        rows.append((moment(commit.timestamp), commit.id[:SHORT_ID], author, *size_of, subject))
+        size_of = f"{counted(len(commit.files), 'file')}, +{added} -{deleted}"
+        subject = printable(commit.subject)
+        words = f"merge: {subject}" if commit.is_merge else f"{subject} ({size_of})"
+        day = moment(commit.timestamp).partition(" ")[0]
+        rows.append((day, commit.id[:SHORT_ID], printable(commit.author), words))
     return rows
 
 

@@ -76,9 +76,9 @@ What {BRANCH} changed since it left main
   base        main ({project.git("rev-parse", "--short=12", "main").strip()}), 3 ahead, 1 behind
 
 3 commits that main lacks
-  2020-01-04 12:00  {merge}  Ann Lee     merge            Take side
-  2020-01-03 12:00  {side}  Cal\\x1b[2J  1 file   +1  -0  work
-  2020-01-02 12:00  {first}  Zoë & Co    5 files  +5  -5  work
+  2020-01-04  {merge}  Ann Lee     merge: Take side
+  2020-01-03  {side}  Cal\\x1b[2J  work (1 file, +1 -0)
+  2020-01-02  {first}  Zoë & Co    work (5 files, +5 -5)
 
 3 authors
   1  Ann Lee <ann@example.org>
@@ -103,7 +103,7 @@ PERIODS = {
     "--since=2020-01-05T12:00": ("What main changed since 2020-01-05 12:00", "as --since=", 1),
     "--since=2020-01-01": ("All that main holds, from its first commit on", "as --since=", 2),
     # All has been quiet for long: the usual period ends with the newest commit.
-    "--head=main": ("All that main holds", "12:00 to 2020-01-05 12:00: 30 days before", 2),
+    "--head=main": ("All that main holds", "to 2020-01-05 12:00\n  begins      30 days before", 2),
     "--base=main": ("What main changed since 2020-01-05 12:00", "with the newest 10 comm", 10),
 }
 
