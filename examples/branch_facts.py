@@ -92,19 +92,6 @@ class Report:
         """When the period begins, where the report is on one."""
         return self.period and self.period.start
 
-    @property
-    def title(self) -> str:
-        """The question that files, commits and authors answer."""
-        head, older = self.head.name, self.compared_with.name
-        if self.compares_branch and self.related:
-            return f"What {head} changed since it left {older}"
-        if self.compares_branch:
-            return f"How {head} differs from {older}, with which it shares no commit"
-        if older and self.period:
-            return f"What {head} changed since {self.period.start:%Y-%m-%d %H:%M}"
-        first = "the oldest commit of this shallow clone" if self.shallow else "its first commit"
-        return f"All that {head} holds, from {first} on"
-
 
 def gather(
     where: Path, base: str | None = None, head: str | None = None, since: str | None = None
@@ -123,20 +110,18 @@ def gather(
     # From here on git gets commit ids only: a name could be an option or a file to it.
     new = _head_of(root, head, branch)
     old = _base_of(root, base, default_branch)
-    given = start_of(since) if since else None
+    given = _given_period(since) if since else None
 
     ahead = git_utils.count_commits(root, old.commit, new.commit) if old else 0
     behind = git_utils.count_commits(root, new.commit, old.commit) if old else 0
-    period = None
     if old and ahead:
-        older_side, related = old, _are_related(root, old, new)
+        period, older_side = None, old
         commits = _commits(root, f"{old.commit}..{new.commit}", EARLIEST)
     else:
-        period = _given_period(since, given) if given else _usual_period(root, new.commit)
-        commit = _commit_ahead_of(root, new.commit, period.start)
-        older_side = Revision(commit[:12], commit) if commit else Revision("", empty_tree(root))
-        related = commit is not None
+        period = given or _usual_period(root, new.commit)
+        older_side = _side_ahead_of(root, new.commit, period.start)
         commits = _commits(root, new.commit, period.start)
+    related = _are_related(root, older_side, new)
     return Report(
         root=root,
         shallow=_printed(root, ["rev-parse", "--is-shallow-repository"]).strip() == "true",
@@ -147,18 +132,12 @@ def gather(
         ahead=ahead,
         behind=behind,
         compared_with=older_side,
-        compares_branch=ahead > 0,
+        compares_branch=period is None,
         related=related,
         period=period,
         authors=_authors(commits),
         files=_files(root, older_side.commit, new.commit, related),
-        spans=git_utils.diff_line_spans(
-            root,
-            older_side.commit,
-            new.commit,
-            merge_base=related,
-            diff_filter=WITH_NEWER_SIDE,
-        ),
+        spans=_spans(root, older_side.commit, new.commit, related),
         commits=commits,
     )
 
@@ -189,11 +168,6 @@ def local_time(timestamp: int) -> datetime | None:
         return datetime.fromtimestamp(timestamp)
     except (ValueError, OverflowError, OSError):
         return None
-
-
-def size(change: FileChange) -> int:
-    """How many lines a change touched."""
-    return change.additions + change.deletions
 
 
 def _root_of(where: Path) -> Path:
@@ -242,7 +216,8 @@ def _are_related(root: Path, old: Revision, new: Revision) -> bool:
     return git_utils.run_git_command(root, ["merge-base", old.commit, new.commit])[2] == 0
 
 
-def _given_period(since: str, start: datetime) -> Period:
+def _given_period(since: str) -> Period:
+    start = start_of(since)
     return Period(start, max(start, datetime.now()), f"as --since={since} says")
 
 
@@ -257,18 +232,19 @@ def _usual_period(root: Path, head: str) -> Period:
         start, end = max(max(times) - USUAL_PERIOD, EARLIEST), max(times)
         start = start.replace(second=0, microsecond=0)
         period = Period(start, end, f"{days} days before the newest commit")
-    if len(times) == YOUNG and _commit_ahead_of(root, head, period.start) is None:
+    if len(times) == YOUNG and not _side_ahead_of(root, head, period.start).name:
         reason = f"with the newest {YOUNG} commits, as the whole history lies within {days} days"
         period = Period(min(times), period.end, reason)
     return period
 
 
-def _commit_ahead_of(root: Path, head: str, start: datetime) -> str | None:
-    """The newest commit that the period itself does not hold; git counts whole seconds."""
-    second = timedelta(seconds=1)
-    if start - EARLIEST < second:
-        return None
-    return git_utils.commit_before(root, head, start - second)
+def _side_ahead_of(root: Path, head: str, start: datetime) -> Revision:
+    """The newest commit of before the period, or none and the empty tree."""
+    second = timedelta(seconds=1)  # git counts whole ones, and the moment itself as before
+    commit = None
+    if start - EARLIEST >= second:
+        commit = git_utils.commit_before(root, head, start - second)
+    return Revision(commit[:12], commit) if commit else Revision("", empty_tree(root))
 
 
 def _commits(root: Path, history: str, since: datetime) -> list[Commit]:
@@ -285,9 +261,10 @@ def _commits(root: Path, history: str, since: datetime) -> list[Commit]:
     ]
     fields = iter(_printed(root, log).split("\0")[:-1])
     rows = list(zip(*[fields] * 6, strict=True))
-    # Git asks for both in one order; but a file's name can look like another commit to a parser.
+    # Git gives both in one order. But a file name of U+001E and digits looks like a commit, and
+    # the module's log has the encoding that is configured.
     if [int(row[2]) for row in rows] != [change.timestamp for change in changes]:
-        raise ReportError("what git logs is ambiguous: a file's name looks like a commit")
+        raise ReportError("git's log is ambiguous: see names of files, i18n.logOutputEncoding")
     return [
         Commit(commit, tuple(parents.split()), change.timestamp, *who_and_what, change.files)
         for (commit, parents, _, *who_and_what), change in zip(rows, changes, strict=True)
@@ -295,11 +272,7 @@ def _commits(root: Path, history: str, since: datetime) -> list[Commit]:
 
 
 def _authors(commits: Sequence[Commit]) -> list[dict[str, Any]]:
-    """Who wrote how many of the commits, as ``get_authors_for_period`` gives it.
-
-    That function is for HEAD and up to now, and git's author summary, which it runs, reads
-    standard input unless that is a terminal.
-    """
+    """Who wrote how many of the commits, as ``get_authors_for_period`` tells it for HEAD."""
     counts = Counter((commit.author, commit.email) for commit in commits)
     return [
         {"name": name, "email": email, "commits": count}
@@ -313,6 +286,12 @@ def _files(root: Path, older_side: str, head: str, related: bool) -> list[FileCh
     # Without a commit in common there is no merge base, which the module's function asks for.
     records = ["diff", "--raw", "--numstat", "-M", "-z", "--no-textconv", older_side, head]
     return git_utils.parse_file_changes(_printed(root, records))
+
+
+def _spans(root: Path, older_side: str, head: str, related: bool) -> dict[str, list[LineSpan]]:
+    return git_utils.diff_line_spans(
+        root, older_side, head, merge_base=related, diff_filter=WITH_NEWER_SIDE
+    )
 
 
 def _printed(root: Path, args: list[str]) -> str:

@@ -5,7 +5,7 @@ from pathlib import Path
 from typing import Any
 
 import jinja2
-from branch_facts import Report, empty_tree, size
+from branch_facts import Report, empty_tree
 from report_charts import Mark, commit_chart, span_marks
 from report_text import (
     SHORT_ID,
@@ -15,7 +15,9 @@ from report_text import (
     facts,
     moment,
     printable,
+    size,
     span_text,
+    title,
     total,
 )
 
@@ -55,6 +57,7 @@ def report_page(report: Report) -> str:
     environment.filters |= {"counted": counted, "moment": moment, "total": total}
     return environment.get_template("report_page.html.jinja").render(
         report=report,
+        title=title(report),
         facts=facts(report),
         commit_count=commit_count(report),
         chart=commit_chart(report.commits, report.period),

@@ -3,7 +3,7 @@
 import unicodedata
 from collections.abc import Iterator, Sequence
 
-from branch_facts import Commit, Report, local_time, size
+from branch_facts import Commit, Report, local_time
 
 from orvel_tarnix.utils.git_utils import FileChange, LineSpan
 
@@ -16,7 +16,7 @@ SHORT_ID = 9
 
 def report_lines(report: Report) -> Iterator[str]:
     """The lines of the report; the long lists end in how many more there are."""
-    yield printable(report.title)
+    yield printable(title(report))
     yield from (f"  {row}" for row in aligned(facts(report), "<"))
     yield ""
     yield f"{counted(commit_count(report), 'commit')}{_beyond(report)}"
@@ -36,6 +36,19 @@ def report_lines(report: Report) -> Iterator[str]:
     yield f"{counted(len(files), 'file')}, +{added:,} -{deleted:,} lines"
     yield from _file_lines(files[:MOST_FILES], report.spans)
     yield from _rest(len(files), MOST_FILES, "file")
+
+
+def title(report: Report) -> str:
+    """The question that files, commits and authors answer."""
+    head, older = report.head.name, report.compared_with.name
+    if report.compares_branch and report.related:
+        return f"What {head} changed since it left {older}"
+    if report.compares_branch:
+        return f"How {head} differs from {older}, with which it shares no commit"
+    if older and report.period:
+        return f"What {head} changed since {report.period.start:%Y-%m-%d %H:%M}"
+    first = "the oldest commit of this shallow clone" if report.shallow else "its first commit"
+    return f"All that {head} holds, from {first} on"
 
 
 def facts(report: Report) -> list[tuple[str, str]]:
@@ -85,6 +98,11 @@ def cut(line: str, columns: int) -> str:
     while width(line) >= columns:
         line = line[:-1]
     return f"{line}\N{HORIZONTAL ELLIPSIS}"
+
+
+def size(change: FileChange) -> int:
+    """How many lines a change touched."""
+    return change.additions + change.deletions
 
 
 def by_size(files: Sequence[FileChange]) -> list[FileChange]:
