@@ -199,7 +199,7 @@ def test_a_list_says_how_many_it_leaves_out(project: Repository, more: int) -> N
     assert report_text.span_text(spans).endswith(f"and {more} more span{end}" if more else "1, 1")
 
 
-MAY, DAY, NEVER = int(datetime(2020, 5, 1).timestamp()), 86400, 2**60  # no calendar has the last
+MAY, DAY, NEVER = 1588291200, 86400, 2**60  # the first of May 2020; no calendar has the last
 # Commits and their period: the step, its bars from left to right, and the ends of the axis.
 CHARTS = [
     ([MAY + 9 * DAY, MAY, MAY, NEVER], (1, 11), "day", [(3, 100), (93, 50)], "01 May to 11 May"),
