@@ -1,4 +1,4 @@
-# The developer's front door. Everything that is made lies in build/ and .venv/.
+# The developer's front door. Everything that is made lies in build/, dist/, .venv/ and .cache/.
 
 MAKEFLAGS += --no-print-directory
 SHELL := /bin/sh
@@ -7,60 +7,90 @@ SHELL := /bin/sh
 
 # The repository that `make demo` reads.
 REPO ?= .
-CXX ?= g++
 
 find_python := PYTHON="$(PYTHON)" sh cmake/find_python.sh
+python = $$(head -n 1 build/made-with)
 venv_python := .venv/bin/python
+pip_install := $(venv_python) -m pip install --quiet --disable-pip-version-check
 sources := $(shell find orvel_tarnix cmake -name '*.[ch]pp' -o -name '*.py*' -o -name '*.map') \
     CMakeLists.txt pyproject.toml
 
 .PHONY: help
 help: ## list the targets
-	@awk -F ':.*## ' '/^[a-z]+:.*## / { printf "  make %-8s %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "  make %-10s %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
+	@echo "All but help, demo and clean fill .venv from the package index, once."
 
 .PHONY: tools
 tools:
+	@test -w . || { echo "This folder is read-only, and build/ and .venv/ are made in it" >&2; exit 1; }
 	@command -v git >/dev/null || { echo "git is needed: install git" >&2; exit 1; }
-	@command -v $(CXX) >/dev/null || command -v c++ >/dev/null || \
+	@command -v $(CXX) >/dev/null || \
 	    { echo "A C++20 compiler is needed: install g++ 12 or newer" >&2; exit 1; }
 
-.PHONY: demo
-demo: tools build/demo/module ## report on a branch of REPO=. (needs no package index)
-	@PYTHONPATH=build/demo:. $$(cat build/demo/python) examples/branch_report.py "$(REPO)"
+.PHONY: FORCE
+FORCE:
 
-build/demo/module: $(sources)
-	@mkdir -p build/demo
-	@python=$$($(find_python)) && echo "$$python" > build/demo/python
-	@cmake=cmake; \
-	 cmake --version >/dev/null 2>&1 || { $(MAKE) .venv/cmake && cmake=.venv/bin/cmake; }; \
-	 { $$cmake -S . -B build/demo -DPython_EXECUTABLE="$$(cat build/demo/python)" && \
+# The interpreter, and where this folder is: whatever was made with another or elsewhere has paths
+# of it inside, and goes.
+build/made-with: FORCE
+	@python=$$($(find_python)) || exit 1; \
+	 with=$$(printf '%s\n%s' "$$python" "$(CURDIR)"); \
+	 [ "$$with" = "$$(cat $@ 2>/dev/null)" ] || \
+	 { rm -rf build .venv && mkdir build && printf '%s\n' "$$with" > $@; }
+
+.PHONY: demo
+demo: tools repository build/demo/module ## report on a branch of REPO=. (needs no package index)
+	@PYTHONPATH=build/demo:. "$(python)" examples/branch_report.py "$(REPO)"
+
+.PHONY: repository
+repository:
+	@said=$$(git -C "$(REPO)" rev-parse --git-dir 2>&1) || \
+	 { echo "Nothing to report on; make demo REPO=/a/git/repository ($$said)" | head -n 1 >&2; exit 1; }
+
+build/demo/module: $(sources) build/made-with
+	@for cmake in cmake .venv/bin/cmake ""; do $$cmake --version >/dev/null 2>&1 && break; done; \
+	 [ "$$cmake" ] || { echo "CMake is needed: install cmake 3.25 or newer" >&2; exit 1; }; \
+	 echo "Building the module in build/demo (about half a minute)"; \
+	 mkdir -p build/demo; \
+	 { $$cmake -S . -B build/demo -DPython_EXECUTABLE="$(python)" && \
 	   $$cmake --build build/demo --parallel; } > build/demo/log 2>&1 || \
 	 { cat build/demo/log; exit 1; }
 	@touch $@
 
-.venv/made: cmake/find_python.sh
-	@python=$$($(find_python)) && "$$python" -m venv --clear .venv
-	@$(venv_python) -m pip install --quiet --disable-pip-version-check "pip==26.3"
-	@touch $@
-
-.venv/cmake: .venv/made
-	@$(venv_python) -m pip install --quiet --disable-pip-version-check cmake
+.venv/made: build/made-with
+	@"$(python)" -c 'import ensurepip' 2>/dev/null || \
+	    { echo "Python's venv is needed: install python3.13-venv" >&2; exit 1; }
+	@echo "Making .venv, which is filled from the package index"
+	@"$(python)" -m venv --clear .venv
+	@$(pip_install) "pip==26.3"
 	@touch $@
 
 # What a dependency group of pyproject.toml lists.
 .venv/group-%: pyproject.toml .venv/made
-	@$(venv_python) -m pip install --quiet --disable-pip-version-check --group $*
+	@echo "Installing into .venv what the $* group of pyproject.toml lists"
+	@$(pip_install) --group $*
 	@touch $@
 
 .venv/module: $(sources) .venv/group-build
-	@$(venv_python) -m pip install --quiet --disable-pip-version-check --no-build-isolation --no-deps --force-reinstall .
+	@echo "Building the module and installing it into .venv (about half a minute)"
+	@$(pip_install) --no-build-isolation --no-deps --force-reinstall .
 	@touch $@
 
-.PHONY: test
-test: tools .venv/module .venv/group-test .venv/group-examples ## run the tests against the installed module
-	@$(venv_python) -m pytest --numprocesses=auto $(TESTS)
+# Tests of the type checker's answers and of the examples, whose libraries are large: `make check`
+# runs them, and `make test` where TESTS names one of them.
+tests_for_check := $(wildcard tests/test_types.py\
+    tests/test_many_repositories.py tests/test_changed_findings.py)
+groups_for_check := .venv/group-examples .venv/group-check
 
-include checks/checks.mk checks/page/page.mk
+.PHONY: test
+test: tools .venv/module .venv/group-test
+test: $(if $(filter $(tests_for_check),$(TESTS)),$(groups_for_check))
+test: ## run the tests against the installed module; TESTS=tests/test_x.py selects
+	@echo "Running the tests"
+	@$(venv_python) -m pytest --numprocesses=auto \
+	    $(or $(TESTS),$(addprefix --ignore=,$(tests_for_check)))
+
+include checks/checks.mk checks/dist.mk checks/page/page.mk
 
 .PHONY: bench
 bench: tools .venv/module .venv/group-bench ## print the table of ratios; BENCH="--repo PATH"
@@ -68,4 +98,5 @@ bench: tools .venv/module .venv/group-bench ## print the table of ratios; BENCH=
 
 .PHONY: clean
 clean: ## remove all that was made
-	@rm -rf build dist .venv .cache
+	@rm -rf build dist .venv .cache .hypothesis
+	@find . -name __pycache__ -prune -exec rm -rf {} +

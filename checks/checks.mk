@@ -6,7 +6,7 @@ SECONDS ?= 60
 COUNT ?= 10
 
 # What the tests need to be installed.
-test_needs := .venv/group-test .venv/group-examples
+test_needs := .venv/group-test $(groups_for_check)
 cpp_sources = $(shell find orvel_tarnix checks fuzz -name '*.[ch]pp')
 site_packages := lib/python3.13/site-packages
 

@@ -18,7 +18,8 @@ else
 fi
 for candidate in "$@"; do
     if fits "$candidate"; then
-        "$candidate" -c 'import sys; print(sys.executable)'
+        # Not the one of an activated environment, which may be the very one that is made anew.
+        "$candidate" -c 'import sys; print(sys._base_executable)'
         exit 0
     fi
 done
