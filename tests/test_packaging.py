@@ -24,14 +24,25 @@ def run(*command: str | Path, **options: Any) -> str:
     return subprocess.run(command, check=True, capture_output=True, text=True, **options).stdout
 
 
-@pytest.fixture(scope="module")
-def build(tmp_path_factory: pytest.TempPathFactory) -> tuple[Path, Path]:
-    """A wheel, and the build folder it came from."""
-    folder = tmp_path_factory.mktemp("build")
+def wheel_in(folder: Path, *options: str) -> Path:
     pip = [sys.executable, "-m", "pip", "--disable-pip-version-check", "wheel", "--no-deps"]
-    options = ["--no-build-isolation", f"--config-settings=build-dir={folder / 'cmake'}"]
-    run(*pip, *options, "--wheel-dir", str(folder), str(TREE))
-    return next(folder.glob("*.whl")), folder / "cmake"
+    build = ["--no-build-isolation", f"--config-settings=build-dir={folder.parent / 'cmake'}"]
+    run(*pip, *build, *options, "--wheel-dir", str(folder), str(TREE))
+    return next(folder.glob("*.whl"))
+
+
+@pytest.fixture(scope="module")
+def with_stand_in(tmp_path_factory: pytest.TempPathFactory) -> Path:
+    """A wheel for those who have no host."""
+    option = "--config-settings=cmake.define.WITH_STAND_IN=ON"
+    return wheel_in(tmp_path_factory.mktemp("build") / "with", option)
+
+
+@pytest.fixture(scope="module")
+def build(with_stand_in: Path) -> tuple[Path, Path]:
+    """A wheel as it is published, and the build folder it came from, which was used before."""
+    folder = with_stand_in.parent.parent
+    return wheel_in(folder / "without"), folder / "cmake"
 
 
 @pytest.fixture
@@ -55,13 +66,20 @@ def use_in(host: Path) -> str:
     return run(sys.executable, "-S", "-c", USE, cwd=host, env=environment)
 
 
-def test_the_wheel_holds_the_module_and_its_stub_and_nothing_of_the_host(
-    build: tuple[Path, Path],
+def files_of(wheel: Path) -> list[str]:
+    names = [Path(name) for name in zipfile.ZipFile(wheel).namelist() if ".dist-info/" not in name]
+    assert {name.parent for name in names} == {Path("orvel_tarnix/utils")}
+    return sorted(
+        name.name.replace(sysconfig.get_config_var("EXT_SUFFIX"), ".so") for name in names
+    )
+
+
+def test_a_wheel_holds_a_stand_in_for_the_host_only_where_it_is_asked_to(
+    with_stand_in: Path, build: tuple[Path, Path]
 ) -> None:
-    names = zipfile.ZipFile(build[0]).namelist()
-    ours = [name for name in names if ".dist-info/" not in name]
-    assert sorted(Path(name).suffix for name in ours) == [".pyi", ".so", ".typed"]
-    assert {str(Path(name).parent) for name in ours} == {"orvel_tarnix/utils"}
+    ours = ["git_utils.pyi", "git_utils.so", "py.typed"]
+    assert files_of(with_stand_in) == sorted([*ours, "process.py"])
+    assert files_of(build[0]) == ours
 
 
 def test_a_wheel_is_installed_beside_the_host(

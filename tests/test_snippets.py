@@ -14,7 +14,7 @@ from orvel_tarnix.utils import git_utils
 
 TREE = Path(__file__).parent.parent
 # A program is followed by what it prints; a session shows it line by line.
-SNIPPET = re.compile(r"^```(python|pycon)\n(.*?)^```\n(?:\n[^\n`]*\n\n```text\n(.*?)^```\n)?", re.M | re.S)
+SNIPPET = re.compile(r"(?ms)^```(python|pycon)\n(.*?)^```\n(?:\n[^\n`]*\n\n```text\n(.*?)^```\n)?")
 PAGES = [TREE / "README.md", *sorted((TREE / "docs").glob("*.md"))]
 SNIPPETS = {page.name: SNIPPET.findall(page.read_text("utf-8")) for page in PAGES}
 
@@ -25,15 +25,15 @@ def test_what_a_snippet_prints_is_what_the_page_says(
 ) -> None:
     sample_repository.make(tmp_path / "sample")
     monkeypatch.chdir(tmp_path)
-    sessions, names, differences = [], {}, []
+    session = "\n".join(code for language, code, _ in SNIPPETS[page] if language == "pycon")
+    test = doctest.DocTestParser().get_doctest(session, {}, page, page, 0)
+    differences: list[str] = []
     with standard_input(os.openpty()[1]):
+        doctest.DocTestRunner(optionflags=doctest.ELLIPSIS).run(test, out=differences.append)
         for language, code, printed in SNIPPETS[page]:
             if language == "python":
-                exec(compile(code, page, "exec"), {})  # noqa: S102
+                exec(code, {})
                 assert capsys.readouterr().out == printed
-            sessions += [code] if language == "pycon" else []
-        test = doctest.DocTestParser().get_doctest("\n".join(sessions), names, page, page, 0)
-        doctest.DocTestRunner(optionflags=doctest.ELLIPSIS).run(test, out=differences.append)
     assert "".join(differences) == ""
 
 
@@ -41,4 +41,6 @@ def test_every_public_function_has_its_snippet() -> None:
     stub = ast.parse((Path(git_utils.__file__).parent / "git_utils.pyi").read_text("utf-8"))
     functions = [each.name for each in stub.body if isinstance(each, ast.FunctionDef)]
     shown = "".join(code for _, code, _ in SNIPPETS["functions.md"])
-    assert [name for name in functions if name[0] != "_" and f"git_utils.{name}(" not in shown] == []
+    assert [
+        name for name in functions if name[0] != "_" and f"git_utils.{name}(" not in shown
+    ] == []

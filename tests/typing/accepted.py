@@ -1,5 +1,7 @@
-"""Every public function, used as its types say."""
+"""Every public function, record field and constant, used as its type says."""
 
+import logging
+import re
 from datetime import datetime
 from pathlib import Path
 from typing import Any, assert_type
@@ -27,22 +29,40 @@ assert_type(git_utils.resolve_commit(root, "HEAD"), str | None)
 assert_type(git_utils.count_commits(root, "main", "HEAD"), int)
 assert_type(git_utils.commit_before(root, "HEAD", moment), str | None)
 assert_type(git_utils.diff_file_changes(root, "main", "HEAD"), list[FileChange])
-assert_type(
-    git_utils.log_commit_changes(root, since=moment, ref=None, max_commits=9), list[CommitChanges]
-)
-assert_type(
-    git_utils.diff_line_spans(root, "main", "HEAD", merge_base=True, paths=["a"]),
-    dict[str, list[LineSpan]],
-)
+commits = git_utils.log_commit_changes(root, since=moment, ref=None, max_commits=9)
+assert_type(commits, list[CommitChanges])
+spans = git_utils.diff_line_spans(root, "main", "HEAD", merge_base=True, paths=["a"])
+assert_type(spans, dict[str, list[LineSpan]])
 assert_type(git_utils.parse_file_changes(""), list[FileChange])
 assert_type(git_utils.parse_commit_changes(""), list[CommitChanges])
 assert_type(git_utils.parse_line_spans(""), dict[str, list[LineSpan]])
-assert_type(FileChange("a", "added", 1, 0).old_path, str | None)
-assert_type(CommitChanges(1, ()).files, tuple[FileChange, ...])
-assert_type(git_utils.TIME_SPEC_FORMS, str)
-error: RuntimeError = GitError("no such revision")
-match LineSpan(1, 2, added=True):
-    case LineSpan(start, end, added):
+
+file = FileChange("a", "added", 1, 0)
+assert_type(file.path, str)
+assert_type(file.status, str)
+assert_type(file.additions, int)
+assert_type(file.deletions, int)
+assert_type(file.old_path, str | None)
+assert_type(CommitChanges(1, (file,)).timestamp, int)
+assert_type(CommitChanges(1, (file,)).files, tuple[FileChange, ...])
+span = LineSpan(1, 2, added=True)
+assert_type(span.start, int)
+assert_type(span.end, int)
+assert_type(span.added, bool)
+match span:
+    case LineSpan(start, _end, _added):
         assert_type(start, int)
-        assert_type(end, int)
-        assert_type(added, bool)
+error: RuntimeError = GitError("no such revision")
+
+assert_type(git_utils.logger, logging.Logger)
+assert_type(git_utils.TIME_SPEC_FORMS, str)
+assert_type(git_utils._RELATIVE_SPEC, re.Pattern[str])
+assert_type(git_utils._SPEC_UNITS, dict[str, str])
+assert_type(git_utils._STATUS_BY_LETTER, dict[str, str])
+assert_type(git_utils._TWO_PATH_LETTERS, frozenset[str])
+assert_type(git_utils._COMMIT_START, str)
+assert_type(git_utils._PATCH_OPTIONS, tuple[str, ...])
+assert_type(git_utils._HUNK_HEADER, re.Pattern[str])
+assert_type(git_utils._C_ESCAPE, re.Pattern[str])
+assert_type(git_utils._C_ESCAPES, dict[str, str])
+assert_type(git_utils._MAX_PATHSPEC_CHARS, int)
