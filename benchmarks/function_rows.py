@@ -43,4 +43,5 @@ def function_rows(watch: Stopwatch) -> Iterator[Row]:
             raise AssertionError(f"{work}: the results differ")
         race = watch.race(f"{work} / plain Python", seconds=1.5, ours=ours, plain=plain)
         limit = "pathlib, which both sides call" if name in PATH_FUNCTIONS else "not known"
-        yield Row(work, "plain Python", race.ratio("plain", "ours"), target, limit=limit)
+        figures = race.figures("plain", "ours")
+        yield Row(work, "plain Python", target=target, limit=limit, **figures)

@@ -30,8 +30,8 @@ def library_rows(watch: Stopwatch, repository: Path) -> Iterator[Row]:
     }
     _agree(every_commit, repository, _unmoved)
     work = f"files of every commit, whole request, {COMMITS:,} commits"
-    for name, ratio in _race(watch, work, every_commit, repository):
-        yield Row(work, name, ratio, None if name == "pygit2" else 10)
+    for name, figures in _race(watch, work, every_commit, repository):
+        yield Row(work, name, target=None if name == "pygit2" else 10, **figures)
 
     diff = {
         "ours": _diff_of_ours,
@@ -41,8 +41,8 @@ def library_rows(watch: Stopwatch, repository: Path) -> Iterator[Row]:
     }
     _agree(diff, repository, sorted)
     work = "files of a diff, whole request, 300 commits apart"
-    for name, ratio in _race(watch, work, diff, repository):
-        yield Row(work, f"{name} (no line counts)" if name == "GitPython" else name, ratio)
+    for name, figures in _race(watch, work, diff, repository):
+        yield Row(work, f"{name} (no line counts)" if name == "GitPython" else name, **figures)
 
 
 def _agree(ways: dict[str, Callable], repository: Path, facts: Callable) -> None:
@@ -60,10 +60,10 @@ def _unmoved(commits: list[Files]) -> list[Files]:
 
 def _race(
     watch: Stopwatch, work: str, ways: dict[str, Callable], repository: Path
-) -> Iterator[tuple[str, float]]:
+) -> Iterator[tuple[str, dict[str, float | None]]]:
     sides = {name: partial(way, repository) for name, way in ways.items()}
     race = watch.race(f"{work} / libraries", least_rounds=3, **sides)
-    return ((name, race.ratio(name, "ours")) for name in ways if name != "ours")
+    return ((name, race.figures(name, "ours")) for name in ways if name != "ours")
 
 
 def _log_of_ours(repository: Path) -> list[Files]:

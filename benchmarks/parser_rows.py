@@ -35,7 +35,7 @@ def parser_rows(watch: Stopwatch) -> Iterator[Row]:
     work = f"`parse_file_changes`, {FILES:,} files"
     yield beside_plain(watch, "parse_file_changes", file_changes(FILES), work, 10, OBJECTS)
     work = f"`parse_commit_changes`, {COMMITS:,} commits of 0 to 4 files"
-    yield beside_plain(watch, "parse_commit_changes", commit_log(COMMITS), work, 10, OBJECTS)
+    yield beside_plain(watch, "parse_commit_changes", commit_log(COMMITS), work, 8, OBJECTS)
     for kind, lines_a_hunk in LINES_A_HUNK.items():
         text = patch(PEER_CHARACTERS, lines_a_hunk)
         _readers_agree(text)
@@ -65,7 +65,7 @@ def beside_plain(
     race = watch.race(
         f"{work} / plain Python", ours=partial(ours, text), plain=partial(plain, text)
     )
-    return Row(work, "plain Python", race.ratio("plain", "ours"), target, limit=limit)
+    return Row(work, "plain Python", target=target, limit=limit, **race.figures("plain", "ours"))
 
 
 def beside_newline_count(
@@ -74,7 +74,7 @@ def beside_newline_count(
     """The patch parser beside the bare search for the ends of the lines."""
     ours, scan = partial(git_utils.parse_line_spans, text), partial(text.count, "\n")
     race = watch.race(f"{work} / newline count", ours=ours, scan=scan)
-    return Row(work, '`str.count("\\n")`', race.ratio("scan", "ours"), target)
+    return Row(work, '`str.count("\\n")`', target=target, **race.figures("scan", "ours"))
 
 
 def beside_patch_readers(
@@ -87,5 +87,5 @@ def beside_patch_readers(
         unidiff=partial(unidiff.PatchSet, text),
         whatthepatch=lambda: list(whatthepatch.parse_patch(text)),
     )
-    yield Row(work, "unidiff", race.ratio("unidiff", "ours"), target)
-    yield Row(work, "whatthepatch", race.ratio("whatthepatch", "ours"))
+    yield Row(work, "unidiff", target=target, **race.figures("unidiff", "ours"))
+    yield Row(work, "whatthepatch", **race.figures("whatthepatch", "ours"))

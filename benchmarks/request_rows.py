@@ -42,13 +42,12 @@ def request_row(
     if repr(parse()) != repr(request()):
         raise AssertionError(f"{work}: the results differ")
     race = watch.race(f"{work} / bare run", SECONDS, ours=request, bare=bare, parse=parse)
-    ratio = race.ratio("ours", "bare", without="parse")
     return Row(
         f"{work}: beyond the parse",
         "bare `subprocess.run`",
-        ratio,
-        target,
-        Bound.TIMES_THE_TIME,
+        target=target,
+        bound=Bound.TIMES_THE_TIME,
+        **race.figures("ours", "bare", without="parse"),
     )
 
 

@@ -13,6 +13,7 @@ import memory
 from function_rows import function_rows
 from import_row import import_row
 from library_rows import library_rows
+from open_rows import open_rows
 from parser_rows import parser_rows
 from real_rows import patch_rows, repository_rows
 from repository import made, shield_git
@@ -52,6 +53,7 @@ def all_rows(watch: Stopwatch) -> Iterator[Row]:
     yield import_row(watch, BUILD / "import")
     yield from request_rows(watch, repository)
     yield from library_rows(watch, repository)
+    yield from open_rows(watch, repository)
 
 
 def report(rows: Iterable[Row], name: str) -> list[Row]:

@@ -13,7 +13,7 @@ class Bound(Enum):
 
 @dataclass(frozen=True)
 class Row:
-    """A measured ratio, and its target if it has one."""
+    """A measured ratio, the collector on as users have it, and its target if it has one."""
 
     work: str
     against: str
@@ -21,6 +21,7 @@ class Row:
     target: float | None = None
     bound: Bound = Bound.TIMES_AS_FAST
     limit: str = "not known"  # what keeps it from its target, if it is missed
+    collector_off: float | None = None
 
     @property
     def missed(self) -> bool:
@@ -36,13 +37,14 @@ class Row:
         target = "" if self.target is None else self.bound.value.format(self.target)
         unit = "x" if self.bound is Bound.TIMES_AS_FAST else ""
         verdict = "" if self.target is None else "**missed**" if self.missed else "met"
-        cells = [self.work, self.against, target, f"{self.ratio:.2f}{unit}", verdict]
+        off = "" if self.collector_off is None else f"{self.collector_off:.2f}{unit}"
+        cells = [self.work, self.against, target, f"{self.ratio:.2f}{unit}", off, verdict]
         return f"| {' | '.join(cells)} |"
 
 
 def markdown(rows: list[Row]) -> str:
     """The table as Markdown."""
-    head = "| Work | Against | Target | Measured | |\n|---|---|---|---|---|\n"
+    head = "| Work | Against | Target | Measured | Collector off | |\n|---|---|---|---|---|---|\n"
     return head + "".join(f"{row.markdown()}\n" for row in rows)
 
 

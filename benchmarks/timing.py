@@ -18,15 +18,20 @@ SHORTEST_SAMPLE = 0.005
 
 @dataclass(frozen=True)
 class Race:
-    """The seconds that each side took, round by round."""
+    """The seconds that each side took, round by round: as users run it, and without collector."""
 
     times: Mapping[str, list[float]]
+    without_collector: Mapping[str, list[float]] | None = None
 
-    def ratio(self, above: str, below: str, *, without: str | None = None) -> float:
-        """The median of `above / below`, from `above` taken what `without` took."""
-        spared = self.times[without] if without else repeat(0.0)
-        rounds = zip(self.times[above], spared, self.times[below], strict=False)
-        return median((time - spare) / other for time, spare, other in rounds)
+    def figures(
+        self, above: str, below: str, *, without: str | None = None
+    ) -> dict[str, float | None]:
+        """The ratio of a row, `above / below`, from `above` taken what `without` took."""
+        off = self.without_collector
+        return {
+            "ratio": _median_ratio(self.times, above, below, without),
+            "collector_off": _median_ratio(off, above, below, without) if off else None,
+        }
 
 
 class Stopwatch:
@@ -41,19 +46,23 @@ class Stopwatch:
         gc.collect()
         gc.freeze()
         loops = {side: _calibrate(call) for side, call in sides.items()}
-        times: dict[str, list[float]] = {side: [] for side in sides}
+        times: dict[bool, dict[str, list[float]]] = {
+            collector: {side: [] for side in sides} for collector in (True, False)
+        }
+        runs = [(side, collector) for side in sorted(sides) for collector in times]
         order = Random(10)
         end = pyperf.perf_counter() + seconds
         rounds = 0
         while rounds < least_rounds or pyperf.perf_counter() < end:
             rounds += 1
-            for side in order.sample(sorted(sides), len(sides)):
-                times[side].append(_time(sides[side], loops[side]))
+            for side, collector in order.sample(runs, len(runs)):
+                times[collector][side].append(_time(sides[side], loops[side], collector=collector))
         gc.unfreeze()
-        return self.keep(name, times)
+        self.keep(f"{name}, collector off", times[False])
+        return Race(self.keep(name, times[True]).times, times[False])
 
     def keep(self, name: str, times: Mapping[str, list[float]]) -> Race:
-        """Takes up a race whose sides took their own times."""
+        """Takes up a race whose sides took their own times, with the collector on."""
         for side, values in times.items():
             metadata = {"name": f"{name}: {side}"}
             run = pyperf.Run(values, metadata=metadata, collect_metadata=False)
@@ -67,15 +76,15 @@ class Stopwatch:
 
 def _calibrate(call: Call) -> int:
     loops = 1
-    while (seconds := _time(call, loops) * loops) < SHORTEST_SAMPLE:
+    while (seconds := _time(call, loops, collector=True) * loops) < SHORTEST_SAMPLE:
         loops = max(loops + 1, min(loops * 10, int(loops * SHORTEST_SAMPLE / seconds)))
     return loops
 
 
-def _time(call: Call, loops: int) -> float:
+def _time(call: Call, loops: int, *, collector: bool) -> float:
     kept = None
-    # As in timeit: when the collector walks over what is alive is no part of the call.
-    gc.disable()
+    if not collector:
+        gc.disable()
     begin = pyperf.perf_counter()
     for _ in repeat(None, loops):
         kept = call()
@@ -84,3 +93,11 @@ def _time(call: Call, loops: int) -> float:
     # Only here: to free the last result is no part of the call.
     del kept
     return seconds / loops
+
+
+def _median_ratio(
+    times: Mapping[str, list[float]], above: str, below: str, without: str | None
+) -> float:
+    spared = times[without] if without else repeat(0.0)
+    rounds = zip(times[above], spared, times[below], strict=False)
+    return median((time - spare) / other for time, spare, other in rounds)
