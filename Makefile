@@ -45,7 +45,7 @@ demo: tools repository build/demo/module ## report on a branch of REPO=. (needs 
 .PHONY: repository
 repository:
 	@said=$$(git -C "$(REPO)" rev-parse --git-dir 2>&1) || \
-	 { echo "Nothing to report on; make demo REPO=/a/git/repository ($$said)" | head -n 1 >&2; exit 1; }
+	 { echo "No git repository to report on; name one: make demo REPO=/path ($$said)" | head -n 1 >&2; exit 1; }
 
 build/demo/module: $(sources) build/made-with
 	@for cmake in cmake .venv/bin/cmake ""; do $$cmake --version >/dev/null 2>&1 && break; done; \
@@ -84,7 +84,7 @@ groups_for_check := .venv/group-examples .venv/group-check
 
 .PHONY: test
 test: tools .venv/module .venv/group-test
-test: $(if $(filter $(tests_for_check),$(TESTS)),$(groups_for_check))
+test: $(if $(filter $(tests_for_check),$(subst ::, ,$(TESTS))),$(groups_for_check))
 test: ## run the tests against the installed module; TESTS=tests/test_x.py selects
 	@echo "Running the tests"
 	@$(venv_python) -m pytest --numprocesses=auto \

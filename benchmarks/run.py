@@ -1,4 +1,4 @@
-"""Runs the benchmarks: prints the table, and writes it, all times and the plot.
+"""Runs the benchmarks: prints the table, writes it into docs/speed.md, and draws the plot there.
 
 Usage: run.py [--repo PATH] [--patch FILE], where real input is measured by itself.
 """
@@ -23,6 +23,9 @@ from timing import Stopwatch
 
 BUILD = Path("build/bench")
 PLOT = Path("docs/speed.svg")
+PAGE = Path("docs/speed.md")
+# What stands on the page between these lines is what the last run said.
+BEGIN, END = "<!-- Written by make bench: -->\n", "<!-- Up to here. -->\n"
 
 
 def main() -> None:
@@ -41,7 +44,9 @@ def main() -> None:
         watch.dump(BUILD / "real.json")
         return
     measured = report(all_rows(watch), "table")
-    print(misses(measured), memory.figures(), growth.plot(watch, PLOT), sep="\n")
+    words = f"{misses(measured)}\n{memory.figures()}\n{growth.plot(watch, PLOT)}"
+    print(words)
+    publish(f"{markdown(measured)}\n{words}")
     watch.dump(BUILD / "table.json")
 
 
@@ -64,6 +69,13 @@ def report(rows: Iterable[Row], name: str) -> list[Row]:
         print(row.markdown(), flush=True)
     (BUILD / f"{name}.md").write_text(markdown(measured), encoding="utf-8")
     return measured
+
+
+def publish(said: str) -> None:
+    """Puts what a run said on the page."""
+    above, _, rest = PAGE.read_text(encoding="utf-8").partition(BEGIN)
+    _, _, below = rest.partition(END)
+    PAGE.write_text(f"{above}{BEGIN}\n{said}\n{END}{below}", encoding="utf-8")
 
 
 if __name__ == "__main__":
