@@ -1,121 +1,138 @@
-"""What the branch checked out changed, asked of many repositories at once.
+"""What the branches checked out changed, asked of any number of repositories.
 
-    python examples/many_repositories.py ROOT... [--scheduler ADDRESS] [--since SPEC]
+    python examples/many_repositories.py [ROOT...] [--from FILE|-] [--since SPEC]
+        [--jsonl FILE] [--resume] [--workers N] [--timeout SECONDS] [--scheduler ADDRESS]
 
-Without an address the work is spread over a cluster of processes on this machine. Workers of
-a real cluster need the module and its host package installed, and to see the same directories.
-One repository that cannot be read is reported in its row and makes the exit code 1.
+Without an address the work is spread over processes on this machine. Workers of a cluster need
+the module and its host package, and to see the same directories; its scheduler needs neither.
+A repository that cannot be read has its row as well, which makes the exit code 1.
 """
 
 import argparse
 import logging
 import os
-from collections.abc import Iterator, Sequence
-from contextlib import contextmanager
+import sys
+from collections.abc import Iterator
+from functools import partial
 from pathlib import Path
+from typing import NoReturn
 
-import branch_facts
-from branch_facts import Report, ReportError, start_of
-from command_line import run
-from distributed import Client, LocalCluster, as_completed
-from report_text import aligned, printable, total
-from tqdm import tqdm
+import cloudpickle
+import repository_row
+from cluster import answers, connected
+from repository_row import Row
+from row_file import RowFile, RowFileError
+from row_table import row_table
 
-from orvel_tarnix.utils.git_utils import TIME_SPEC_FORMS
-
-HEADINGS = (
-    *("ahead", "behind", "files", "added", "deleted", "commits", "authors"),
-    *("branch", "compared with", "repository"),
-)
+NAME = "many_repositories"
+INTERRUPTED = 130  # as shells have it: 128 and the number of the signal
 
 
-def main() -> int:
-    """Print the table that the command line asks for and return the exit code."""
+class RefusedError(Exception):
+    """Why no repository at all can answer."""
+
+
+class Run:
+    """One run over many repositories, and how far it has come."""
+
+    def __init__(self, options: argparse.Namespace) -> None:
+        self._options = options
+        self._file: RowFile | None = None
+        self._rows = 0
+        self._failed = 0
+
+    def finish(self) -> int:
+        """Print the rows as they come and return the exit code."""
+        options = self._options
+        if options.resume and not options.jsonl:
+            raise RowFileError("--resume goes on with the rows of --jsonl FILE")
+        if options.jsonl:
+            self._file = RowFile(options.jsonl, options.since, resume=options.resume)
+            self._failed = self._file.failed
+        total = None if options.source else len(options.roots)
+        question = partial(
+            repository_row.row,
+            since=options.since,
+            timeout=options.timeout,
+            fetch_missing=options.fetch_missing,
+        )
+        with connected(options.scheduler, options.workers) as client, row_table(total) as table:
+            for row in answers(client, self._roots(), question, _warn):
+                self._take(row)
+                table.add(row)
+        return int(self._failed > 0)
+
+    def interrupted(self) -> str:
+        """What stands, and how to go on."""
+        kept = "the same with --resume goes on" if self._file else "--jsonl FILE would keep them"
+        return f"stopped after {self._rows} rows; {kept}"
+
+    def _take(self, row: Row) -> None:
+        if "refused" in row:
+            raise RefusedError(row["refused"])
+        if self._file:
+            self._file.add({"since": self._options.since} | row)
+        self._rows += 1
+        self._failed += "error" in row
+
+    def _roots(self) -> Iterator[str]:
+        """The directories to ask about, absolute, without those that the file answers."""
+        for root in self._named():
+            path = str(Path(root).absolute())
+            if self._file is None or path not in self._file.answered:
+                yield path
+
+    def _named(self) -> Iterator[str]:
+        yield from self._options.roots
+        if source := self._options.source:
+            # A thread reads, and one that waits in sys.stdin could not be left at the end.
+            place = os.dup(0) if source == "-" else source
+            with open(place, errors="surrogateescape") as lines:  # noqa: PTH123 - it may be a number
+                yield from filter(None, (line.rstrip("\n") for line in lines))
+
+
+def main() -> NoReturn:
+    """Run as a command: one line for what cannot be done, quiet when a pipe closes."""
     options = _options()
-    if options.since:
-        start_of(options.since)  # one bad spec is not many bad repositories
-    with _connected(options.scheduler, len(options.roots)) as client:
-        answers = ask_all(client, options.roots, options.since)
-    rows = [_row(root, answer) for root, answer in answers.items()]
-    shown = [[printable(cell) for cell in row] for row in rows]
-    print(*aligned([HEADINGS, *shown], ">>>>>>><<"), sep="\n")
-    return int(any(isinstance(answer, BaseException) for answer in answers.values()))
+    # Workers that come and go are the cluster's affair: what they do not answer has its row.
+    logging.disable()
+    # Whatever the locale or a name holds, what cannot be encoded is written as an escape.
+    sys.stdout.reconfigure(errors="backslashreplace")  # type: ignore[union-attr]
+    cloudpickle.register_pickle_by_value(repository_row)
+    run = Run(options)
+    try:
+        code = run.finish()
+    except BrokenPipeError:
+        # The reader has seen enough; nor may the interpreter fail to flush the rest at exit.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        code = 0
+    except KeyboardInterrupt:
+        _warn(run.interrupted())
+        code = INTERRUPTED
+    except (RefusedError, RowFileError, OSError) as error:
+        _warn(str(error).partition("\n")[0])
+        code = 2
+    sys.exit(code)
 
 
-def ask_all(
-    client: Client, roots: Sequence[Path], since: str | None
-) -> dict[Path, Report | BaseException]:
-    """The report on each repository, or why there is none.
-
-    The reports come back from the workers as they are: the module's records pickle by name.
-    """
-    client.upload_file(branch_facts.__file__)
-    asked = {
-        client.submit(branch_facts.gather, root.absolute(), since=since, pure=False): root
-        for root in roots
-    }
-    done = tqdm(as_completed(asked), total=len(asked), unit=" repositories", disable=None)
-    answers = {
-        asked[future]: future.exception() if future.status == "error" else future.result()
-        for future in done
-    }
-    return {root: answers[root] for root in roots}
-
-
-@contextmanager
-def _connected(scheduler: str | None, tasks: int) -> Iterator[Client]:
-    if scheduler:
-        try:
-            client = Client(scheduler, timeout=10)
-        except ValueError as error:
-            raise ReportError(str(error)) from error
-        with client:
-            yield client
-        return
-    workers = min(tasks, os.process_cpu_count() or 1)
-    # A repository that cannot be read has its row; the workers need not log it as well.
-    with (
-        LocalCluster(
-            n_workers=workers,
-            threads_per_worker=1,
-            dashboard_address=None,
-            silence_logs=logging.CRITICAL,
-        ) as cluster,
-        Client(cluster) as client,
-    ):
-        yield client
-
-
-def _row(root: Path, answer: Report | BaseException) -> tuple[str, ...]:
-    if isinstance(answer, BaseException):
-        return (*("-" * (len(HEADINGS) - 1)), f"{root}: {str(answer).partition('\n')[0]}")
-    return _facts(answer)
-
-
-def _facts(report: Report) -> tuple[str, ...]:
-    added, deleted = total(report.files)
-    base = report.compared_with.name if report.compares_branch else f"{report.period_start:%F}"
-    return (
-        str(report.ahead),
-        str(report.behind),
-        str(len(report.files)),
-        f"+{added}",
-        f"-{deleted}",
-        str(len(report.commits)),
-        str(len(report.authors)),
-        report.head.name,
-        base,
-        str(report.root),
-    )
+def _warn(line: str) -> None:
+    print(f"{NAME}: {line}", file=sys.stderr)
 
 
 def _options() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description="Report on many repositories at once.")
-    parser.add_argument("roots", nargs="+", type=Path, metavar="ROOT", help="a repository each")
-    parser.add_argument("--scheduler", metavar="ADDRESS", help="of a running cluster")
-    parser.add_argument("--since", metavar="SPEC", help=f"the period: {TIME_SPEC_FORMS} (30d)")
+    add = parser.add_argument
+    add("roots", nargs="*", metavar="ROOT", help="a repository each")
+    add("--from", dest="source", metavar="FILE", help="read more of them, one a line (-: stdin)")
+    add("--since", default="30d", metavar="SPEC", help="the period (%(default)s), as 12h or a date")
+    add("--jsonl", type=Path, metavar="FILE", help="write the rows here too, one a line")
+    add("--resume", action="store_true", help="leave out what the file answers already")
+    add("--workers", type=int, metavar="N", help="processes on this machine (one a core)")
+    add("--timeout", type=float, metavar="SECONDS", help="end a repository that takes longer")
+    add("--scheduler", metavar="ADDRESS", help="use the workers of a running cluster")
+    add("--fetch-missing", action="store_true", help="let partial clones fetch what they lack")
     return parser.parse_args()
 
 
 if __name__ == "__main__":
-    run("many_repositories", main)
+    main()

@@ -1,0 +1,125 @@
+"""One repository in a row of a few numbers and names, made where the module is installed.
+
+Workers get these functions by value. So nothing but the standard library is imported here, and
+neither the scheduler nor the machine of the one who asks needs the module.
+"""
+
+import logging
+import os
+from importlib import import_module
+from importlib.util import module_from_spec
+from pathlib import Path
+from time import monotonic
+from types import ModuleType
+from typing import Any
+
+MODULE = "orvel_tarnix.utils.git_utils"
+# A repository's own configuration names what fetches the objects that it lacks.
+NO_FETCHING = {"GIT_ALLOW_PROTOCOL": "none", "GIT_NO_LAZY_FETCH": "1"}
+
+type Row = dict[str, Any]
+
+
+def row(root: str, *, since: str, timeout: float | None, fetch_missing: bool) -> Row:
+    """The row of the repository that holds a directory, or why there is none.
+
+    Every way to fail comes back as text, since an exception of the module's could not be read
+    where the module is not. ``refused`` stands for a question that no repository can answer.
+    """
+    asked = {"root": root, "since": since}
+    try:
+        git = _module(timeout, fetch_missing=fetch_missing)
+        try:
+            start = git.parse_time_spec(since)
+        except ValueError as error:
+            return {"refused": str(error)}
+        return asked | _facts(git, Path(root), start)
+    except Exception as error:  # noqa: BLE001 - one bad repository ends nothing but its own row
+        return asked | {"error": _reason(error, root)}
+
+
+def _module(timeout: float | None, *, fetch_missing: bool) -> ModuleType:
+    """The module as an object of its own, in which names are rebound for this question alone."""
+    spec = import_module(MODULE).__spec__
+    git = module_from_spec(spec)
+    spec.loader.exec_module(git)
+    run, keywords = git.run_git_command, git.get_subprocess_hidden_kwargs
+    end = monotonic() + timeout if timeout else None
+
+    def run_until_end(root: Path, args: list[str], limit: float = 30) -> tuple[str, str, int]:
+        answer = run(root, args, limit if end is None else min(limit, max(end - monotonic(), 0)))
+        if end is not None and monotonic() >= end:
+            raise TimeoutError(f"took longer than {timeout:g} seconds")
+        return answer
+
+    git.run_git_command = run_until_end
+    # What goes wrong stands in the row.
+    git.logger = logging.Logger(MODULE, logging.CRITICAL)  # noqa: LOG001
+    if not fetch_missing:
+        git.get_subprocess_hidden_kwargs = lambda: keywords() | {"env": os.environ | NO_FETCHING}
+    return git
+
+
+def _facts(git: ModuleType, where: Path, start: Any) -> Row:
+    if not where.is_dir():
+        raise git.GitError("no directory")
+    root = git.find_git_root(where)
+    if root is None:
+        raise git.GitError("in no git repository")
+    # From here on git gets commit ids only: a name could be an option or a file to it.
+    head = git.resolve_commit(root, "HEAD")
+    if head is None:
+        _printed(git, root, ["log", "--max-count=1"])  # git's own words: empty, damaged, not ours
+        raise git.GitError("HEAD names no commit")
+    name, base = _base(git, root)
+    apart = base not in {None, head}
+    ahead = git.count_commits(root, base, head) if apart else 0
+    behind = git.count_commits(root, head, base) if apart else 0
+    if not ahead:
+        name, base = f"{start:%F}", git.commit_before(root, head, start)
+    changes = git.diff_file_changes(root, base, head) if base else _all_files(git, root, head)
+    # Asked for a commit, the summary does not read standard input, which all threads share.
+    period = f"--since={start:%Y-%m-%d %H:%M:%S}"
+    authors = _printed(git, root, ["shortlog", "-sne", period, head]).split("\n")[:-1]
+    return {
+        "repository": str(root),
+        "branch": git.resolve_display_branch(root) or "HEAD",
+        "compared_with": name,
+        "ahead": ahead,
+        "behind": behind,
+        "files": len(changes),
+        "added": sum(change.additions for change in changes),
+        "deleted": sum(change.deletions for change in changes),
+        "commits": sum(int(author.partition("\t")[0]) for author in authors),
+        "authors": len(authors),
+    }
+
+
+def _base(git: ModuleType, root: Path) -> tuple[str, str | None]:
+    default = git.get_default_branch(root)
+    for name in (default, f"origin/{default}"):
+        if commit := git.resolve_commit(root, name):
+            return name, commit
+    return default, None
+
+
+def _all_files(git: ModuleType, root: Path, head: str) -> list[Any]:
+    """The changes from nothing to ``head``: a tree without files is no side of a merge base."""
+    nothing = _printed(git, root, ["hash-object", "-t", "tree", os.devnull]).strip()
+    records = ["diff", "--raw", "--numstat", "-M", "-z", "--no-textconv", nothing, head]
+    return git.parse_file_changes(_printed(git, root, records))
+
+
+def _printed(git: ModuleType, root: Path, args: list[str]) -> str:
+    output, error, code = git.run_git_command(root, args)
+    if code != 0:
+        raise git.GitError(error.strip() or f"git exited with code {code}")
+    return output
+
+
+def _reason(error: Exception, root: str) -> str:
+    """The first line of an error, without the path of the repository: the row names that."""
+    reason = str(error).strip().partition("\n")[0] or type(error).__name__
+    for path in {root, os.path.realpath(root)}:
+        reason = reason.replace(f"'{path}'", "'.'").replace(f"{path}/", "")
+    return reason
