@@ -7,10 +7,10 @@ import signal
 import threading
 from collections.abc import Callable, Iterable, Iterator
 from concurrent.futures import CancelledError
-from contextlib import contextmanager
-from functools import partial
+from contextlib import contextmanager, suppress
+from enum import Enum
 from multiprocessing import resource_tracker
-from queue import Empty, SimpleQueue
+from queue import Empty, Queue, SimpleQueue
 from time import monotonic
 from typing import Any
 
@@ -18,12 +18,23 @@ from distributed import Client, Future, KilledWorker, LocalCluster
 
 # While git runs, a worker has nothing to do but wait, so a worker's threads get along.
 THREADS_PER_WORKER = 2
-# One question that a thread works on, and one that it goes on with.
+# One batch that a thread works on, and one that it goes on with.
 IN_FLIGHT_PER_THREAD = 2
+# A question takes the cluster itself several milliseconds, whatever it is about.
+BATCH = 4
+READ_AHEAD = 64
 PATIENCE = 10  # seconds, until a cluster that does not answer or has no workers is worth a word
 
 type Answer = dict[str, Any]
-type Ask = Callable[[str], Answer]
+type Ask = Callable[[list[str]], list[Answer]]
+type Event = Exception | tuple[list[str], Future] | Read
+
+
+class Read(Enum):
+    """That an item was read, or the last of them."""
+
+    ONE = 1
+    LAST = 2
 
 
 @contextmanager
@@ -67,27 +78,32 @@ def answers(
 ) -> Iterator[Answer]:
     """What ``ask`` gives for each item, as it comes.
 
-    What a worker was asked when it was lost is asked again. After several losses an item is
-    asked about alone, which shows whether it was to blame.
+    ``ask`` takes a few items and answers at least the first of them; the rest is asked again, as
+    is what a worker was asked when it was lost. After several losses an item is asked about
+    alone, which shows whether it was to blame.
 
     Raises:
         ConnectionError: The scheduler is gone.
     """
+    questions = _Questions(client, ask, warn)
     suspects: list[str] = []
-    for item, future in _Questions(client, ask, warn).finished(items):
+    for batch, future in questions.finished(items):
         try:
-            yield _answer(item, future)
+            given = _given(batch, future)
         except KilledWorker:
-            suspects.append(item)
+            suspects += batch
+            continue
+        questions.submit(batch[len(given) :])
+        yield from given
     for item in suspects:
         try:
-            yield _answer(item, client.submit(ask, item, pure=False))
+            yield from _given([item], client.submit(ask, [item], pure=False))
         except KilledWorker as error:
             died = error.allowed_failures + 1
             yield {"root": item, "error": f"{died} workers died of it, one after the other"}
 
 
-def _answer(item: str, future: Future) -> Answer:
+def _given(batch: list[str], future: Future) -> list[Answer]:
     try:
         return future.result()
     except KilledWorker:
@@ -95,7 +111,8 @@ def _answer(item: str, future: Future) -> Answer:
     except (CancelledError, OSError) as error:
         raise ConnectionError("the scheduler is gone") from error
     except Exception as error:  # noqa: BLE001 - it kept a worker from even asking
-        return {"root": item, "error": f"{type(error).__name__}: {error}".partition("\n")[0]}
+        reason = f"{type(error).__name__}: {error}".partition("\n")[0]
+        return [{"root": item, "error": reason} for item in batch]
 
 
 class _Questions:
@@ -108,55 +125,61 @@ class _Questions:
         self._threads = 0
         self._looked = -math.inf
         self._last_seen = monotonic()  # that there were workers, or that it was said there are none
-        self._allowed = threading.Semaphore(0)
-        self._places = 0  # taken and allowed ones together
-        self._events: SimpleQueue[tuple[str, Future] | int | Exception] = SimpleQueue()
+        self._in_flight = 0
+        self._read: Queue[str] = Queue(maxsize=READ_AHEAD)
+        self._events: SimpleQueue[Event] = SimpleQueue()
 
-    def finished(self, items: Iterable[str]) -> Iterator[tuple[str, Future]]:
-        """The items with their finished questions, in the order in which these finish."""
+    def finished(self, items: Iterable[str]) -> Iterator[tuple[list[str], Future]]:
+        """The questions about all items, each with what it was about, as they finish."""
         # A thread reads the items, so that answers need not wait for a slow source.
-        threading.Thread(target=self._submit_all, args=[items], daemon=True).start()
-        finished, total = 0, math.inf
-        while finished < total:
-            self._make_room()
-            try:
-                event = self._events.get(timeout=1)
-            except Empty:
-                continue
-            if isinstance(event, Exception):
-                raise event
-            if isinstance(event, int):
-                total = event
-                continue
-            finished += 1
-            self._places -= 1
-            yield event
+        threading.Thread(target=self._read_all, args=[items], daemon=True).start()
+        reading = True
+        while reading or self._in_flight or not self._read.empty():
+            self._count_threads()
+            while self._in_flight < IN_FLIGHT_PER_THREAD * max(self._threads, 1):
+                if not self.submit(self._next_batch()):
+                    break
+            with suppress(Empty):
+                match self._events.get(timeout=1):
+                    case Exception() as error:
+                        raise error
+                    case (batch, future):
+                        self._in_flight -= 1
+                        yield batch, future
+                    case Read.LAST:
+                        reading = False
 
-    def _submit_all(self, items: Iterable[str]) -> None:
-        count = 0
+    def submit(self, batch: list[str]) -> bool:
+        """Ask about a batch, if there is anything in it."""
+        if batch:
+            future = self._client.submit(self._ask, batch, pure=False)
+            future.add_done_callback(lambda future: self._events.put((batch, future)))
+            self._in_flight += 1
+        return bool(batch)
+
+    def _next_batch(self) -> list[str]:
+        batch: list[str] = []
+        with suppress(Empty):
+            while len(batch) < BATCH:
+                batch.append(self._read.get_nowait())
+        return batch
+
+    def _read_all(self, items: Iterable[str]) -> None:
         try:
             for item in items:
-                self._allowed.acquire()
-                future = self._client.submit(self._ask, item, pure=False)
-                future.add_done_callback(partial(self._put, item))
-                count += 1
+                self._read.put(item)
+                self._events.put(Read.ONE)
+            self._events.put(Read.LAST)
         except Exception as error:  # noqa: BLE001 - it is raised where the answers are awaited
             self._events.put(error)
-        else:
-            self._events.put(count)
 
-    def _put(self, item: str, future: Future) -> None:
-        self._events.put((item, future))
-
-    def _make_room(self) -> None:
-        if (now := monotonic()) > self._looked + 1:
-            self._looked = now
-            self._threads = sum(self._client.nthreads().values())
-            if self._threads:
-                self._last_seen = now
-            elif now > self._last_seen + PATIENCE:
-                self._last_seen = math.inf
-                self._warn("the scheduler has no workers yet; waiting for some")
-        while self._places < IN_FLIGHT_PER_THREAD * max(self._threads, 1):
-            self._places += 1
-            self._allowed.release()
+    def _count_threads(self) -> None:
+        if (now := monotonic()) < self._looked + 1:
+            return
+        self._looked = now
+        self._threads = sum(self._client.nthreads().values())
+        if self._threads:
+            self._last_seen = now
+        elif now > self._last_seen + PATIENCE:
+            self._last_seen = math.inf
+            self._warn("the scheduler has no workers yet; waiting for some")

@@ -51,7 +51,7 @@ class Run:
             self._failed = self._file.failed
         total = None if options.source else len(options.roots)
         question = partial(
-            repository_row.row,
+            repository_row.rows,
             since=options.since,
             timeout=options.timeout,
             fetch_missing=options.fetch_missing,

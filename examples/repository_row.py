@@ -17,7 +17,19 @@ MODULE = "orvel_tarnix.utils.git_utils"
 # A repository's own configuration names what fetches the objects that it lacks.
 NO_FETCHING = {"GIT_ALLOW_PROTOCOL": "none", "GIT_NO_LAZY_FETCH": "1"}
 
+# Rows are worth waiting for each other only so long.
+SECONDS_TOGETHER = 0.2
+
 type Row = dict[str, Any]
+
+
+def rows(roots: list[str], **question: Any) -> list[Row]:
+    """The rows of the first of the directories, at least of one, as long as that is quick."""
+    end = monotonic() + SECONDS_TOGETHER
+    made: list[Row] = []
+    while len(made) < len(roots) and (not made or monotonic() < end):
+        made.append(row(roots[len(made)], **question))
+    return made
 
 
 def row(root: str, *, since: str, timeout: float | None, fetch_missing: bool) -> Row:
