@@ -40,21 +40,30 @@ def row(root: str, *, since: str, timeout: float | None, fetch_missing: bool) ->
     """
     asked = {"root": root, "since": since}
     try:
-        git = _module(timeout, fetch_missing=fetch_missing)
+        module = import_module(MODULE)
         try:
-            start = git.parse_time_spec(since)
+            start = module.parse_time_spec(since)
         except ValueError as error:
             return {"refused": str(error)}
-        return asked | _facts(git, Path(root), start)
+        top = _top(module, Path(root))
+        return asked | _facts(_own(module, timeout, fetch_missing=fetch_missing), top, start)
     except Exception as error:  # noqa: BLE001 - one bad repository ends nothing but its own row
         return asked | {"error": _reason(error, root)}
 
 
-def _module(timeout: float | None, *, fetch_missing: bool) -> ModuleType:
+def _top(module: ModuleType, where: Path) -> Path:
+    if not where.is_dir():
+        raise module.GitError("no directory")
+    root = module.find_git_root(where)
+    if root is None:
+        raise module.GitError("in no git repository")
+    return root
+
+
+def _own(module: ModuleType, timeout: float | None, *, fetch_missing: bool) -> ModuleType:
     """The module as an object of its own, in which names are rebound for this question alone."""
-    spec = import_module(MODULE).__spec__
-    git = module_from_spec(spec)
-    spec.loader.exec_module(git)
+    git = module_from_spec(module.__spec__)
+    git.__loader__.exec_module(git)
     run, keywords = git.run_git_command, git.get_subprocess_hidden_kwargs
     end = monotonic() + timeout if timeout else None
 
@@ -72,18 +81,13 @@ def _module(timeout: float | None, *, fetch_missing: bool) -> ModuleType:
     return git
 
 
-def _facts(git: ModuleType, where: Path, start: Any) -> Row:
-    if not where.is_dir():
-        raise git.GitError("no directory")
-    root = git.find_git_root(where)
-    if root is None:
-        raise git.GitError("in no git repository")
+def _facts(git: ModuleType, root: Path, start: Any) -> Row:
     # From here on git gets commit ids only: a name could be an option or a file to it.
     head = git.resolve_commit(root, "HEAD")
     if head is None:
-        _printed(git, root, ["log", "--max-count=1"])  # git's own words: empty, damaged, not ours
+        printed(git, root, ["log", "--max-count=1"])  # git's own words: empty, damaged, not ours
         raise git.GitError("HEAD names no commit")
-    name, base = _base(git, root)
+    name, base = default_base(git, root)
     apart = base not in {None, head}
     ahead = git.count_commits(root, base, head) if apart else 0
     behind = git.count_commits(root, head, base) if apart else 0
@@ -92,7 +96,7 @@ def _facts(git: ModuleType, where: Path, start: Any) -> Row:
     changes = git.diff_file_changes(root, base, head) if base else _all_files(git, root, head)
     # Asked for a commit, the summary does not read standard input, which all threads share.
     period = f"--since={start:%Y-%m-%d %H:%M:%S}"
-    authors = _printed(git, root, ["shortlog", "-sne", period, head]).split("\n")[:-1]
+    authors = printed(git, root, ["shortlog", "-sne", period, head]).split("\n")[:-1]
     return {
         "repository": str(root),
         "branch": git.resolve_display_branch(root) or "HEAD",
@@ -107,7 +111,8 @@ def _facts(git: ModuleType, where: Path, start: Any) -> Row:
     }
 
 
-def _base(git: ModuleType, root: Path) -> tuple[str, str | None]:
+def default_base(git: ModuleType, root: Path) -> tuple[str, str | None]:
+    """The default branch and its commit, which is the remote's where there is no local one."""
     default = git.get_default_branch(root)
     for name in (default, f"origin/{default}"):
         if commit := git.resolve_commit(root, name):
@@ -117,12 +122,13 @@ def _base(git: ModuleType, root: Path) -> tuple[str, str | None]:
 
 def _all_files(git: ModuleType, root: Path, head: str) -> list[Any]:
     """The changes from nothing to ``head``: a tree without files is no side of a merge base."""
-    nothing = _printed(git, root, ["hash-object", "-t", "tree", os.devnull]).strip()
+    nothing = printed(git, root, ["hash-object", "-t", "tree", os.devnull]).strip()
     records = ["diff", "--raw", "--numstat", "-M", "-z", "--no-textconv", nothing, head]
-    return git.parse_file_changes(_printed(git, root, records))
+    return git.parse_file_changes(printed(git, root, records))
 
 
-def _printed(git: ModuleType, root: Path, args: list[str]) -> str:
+def printed(git: ModuleType, root: Path, args: list[str]) -> str:
+    """What a git command of one's own printed; fails as the module's functions do."""
     output, error, code = git.run_git_command(root, args)
     if code != 0:
         raise git.GitError(error.strip() or f"git exited with code {code}")

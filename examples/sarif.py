@@ -1,0 +1,152 @@
+"""Findings in SARIF 2.1.0, the format that linters, compilers and scanners share."""
+
+import json
+import math
+import os
+import posixpath
+from collections.abc import Iterator, Mapping
+from contextlib import contextmanager
+from pathlib import Path
+from typing import Any, NamedTuple, Protocol
+from urllib.parse import unquote, urljoin, urlsplit
+
+type Json = dict[str, Any]
+type Key = tuple[str | None, str | None, int | None]  # what a location says of its file
+
+
+class Lines(Protocol):
+    """Lines of a file."""
+
+    def meet(self, start: int, end: float) -> bool:
+        """Whether any of them is one of these."""
+
+
+class SarifError(Exception):
+    """Why a text is not read as SARIF."""
+
+
+class Finding(NamedTuple):
+    """A result of a run, at the first of its places that was looked for."""
+
+    path: str  # relative to the repository
+    line: int
+    rule: str
+    message: str
+    result: Json  # as it was read
+
+
+def read(text: bytes) -> Json:
+    """The document.
+
+    Raises:
+        SarifError: It is none of this version.
+    """
+    try:
+        document = json.loads(text)
+    except (ValueError, RecursionError) as error:
+        raise SarifError(f"no JSON: {error}") from error
+    if not isinstance(document, dict) or not isinstance(document.get("runs"), list):
+        raise SarifError("no SARIF: it has no list of runs")
+    if document.get("version") != "2.1.0":
+        raise SarifError(f"SARIF 2.1.0 is read, not {document.get('version')!r}")
+    return document
+
+
+class Run:
+    """The findings of one run of a tool."""
+
+    def __init__(self, run: Json, root: Path) -> None:
+        """Reads which files below a directory the findings are about.
+
+        Raises:
+            SarifError: The run is of another shape than SARIF has it.
+        """
+        self._root = os.path.realpath(root)
+        self._paths: dict[Key, str | None] = {}
+        with _shape_matters():
+            self._bases: Json = run.get("originalUriBaseIds", {})
+            self._artifacts: list[Json] = run.get("artifacts", [])
+            self._rules: list[Json] = run["tool"]["driver"].get("rules", [])
+            self._results: list[Json] = run.get("results") or []
+            for result in self._results:
+                for location in result.get("locations", ()):
+                    if (key := _key(location)) not in self._paths:
+                        self._paths[key] = self._path(*key)
+
+    @property
+    def paths(self) -> set[str]:
+        """The files that the findings are about, relative to the directory."""
+        return {path for path in self._paths.values() if path is not None}
+
+    def at(self, lines: Mapping[str, Lines]) -> Iterator[Finding]:
+        """The findings on some lines of files, in their order.
+
+        Raises:
+            SarifError: A finding is of another shape than SARIF has it.
+        """
+        with _shape_matters():
+            for result in self._results:
+                for location in result.get("locations", ()):
+                    path = self._paths[_key(location)]
+                    if path in lines and (line := _first_line(location, lines[path])):
+                        yield Finding(path, line, self._rule(result), _message(result), result)
+                        break
+
+    def _rule(self, result: Json) -> str:
+        reference = result.get("rule", {})
+        number = result.get("ruleIndex", reference.get("index", -1))
+        named = result.get("ruleId") or reference.get("id")
+        return named or (self._rules[number]["id"] if number >= 0 else "-")
+
+    def _path(self, uri: str | None, base: str | None, number: int | None) -> str | None:
+        """The file below the directory that a location names, if it names one."""
+        if uri is None and number is not None and number >= 0:
+            artifact = self._artifacts[number]["location"]
+            uri, base = artifact.get("uri"), artifact.get("uriBaseId")
+        if uri is None:
+            return None
+        parts = urlsplit(urljoin(self._base(base), uri))
+        if parts.scheme not in {"", "file"} or parts.netloc not in {"", "localhost"}:
+            return None
+        # Of a link that git keeps, the finding is about the link.
+        folder, name = posixpath.split(posixpath.join(self._root, unquote(parts.path)))
+        path = posixpath.relpath(posixpath.join(os.path.realpath(folder), name), self._root)
+        return None if path.startswith("../") else path
+
+    def _base(self, name: str | None) -> str:
+        """The URI of a base, itself perhaps relative to another; none is the directory."""
+        names: list[str] = []
+        while name in self._bases and name not in names:
+            names.append(name)
+            name = self._bases[name].get("uriBaseId")
+        uri = ""
+        for each in reversed(names):
+            if below := self._bases[each].get("uri"):
+                uri = urljoin(uri, below.rstrip("/") + "/")
+        return uri
+
+
+@contextmanager
+def _shape_matters() -> Iterator[None]:
+    try:
+        yield
+    except (AttributeError, IndexError, KeyError, TypeError, ValueError) as error:
+        raise SarifError(f"no SARIF: {type(error).__name__} in a run: {error}") from error
+
+
+def _key(location: Json) -> Key:
+    file = location.get("physicalLocation", {}).get("artifactLocation", {})
+    return file.get("uri"), file.get("uriBaseId"), file.get("index")
+
+
+def _first_line(location: Json, lines: Lines) -> int | None:
+    """Where a finding begins, if it holds one of the lines; without a region it is on them all."""
+    region = location["physicalLocation"].get("region", {})
+    start = region.get("startLine", 1)
+    end = region.get("endLine", region.get("startLine", math.inf))
+    return start if lines.meet(start, end) else None
+
+
+def _message(result: Json) -> str:
+    message = result["message"]
+    return message.get("text") or message.get("markdown") or message.get("id", "")
