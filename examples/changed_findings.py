@@ -153,7 +153,7 @@ def _options() -> argparse.Namespace:
     add("--head", metavar="REV", help="the newer side (what is checked out)")
     add("--sarif", metavar="OUT", type=Path, help="write what is left, as SARIF")
     add("--fetch-missing", action="store_true", help="let a partial clone fetch what it lacks")
-    return parser.parse_args()
+    return parser.parse_intermixed_args()
 
 
 if __name__ == "__main__":

@@ -12,8 +12,10 @@ from enum import Enum
 from multiprocessing import resource_tracker
 from queue import Empty, Queue, SimpleQueue
 from time import monotonic
+from types import ModuleType
 from typing import Any
 
+import cloudpickle
 from distributed import Client, Future, KilledWorker, LocalCluster
 
 # While git runs, a worker has nothing to do but wait, so a worker's threads get along.
@@ -35,6 +37,24 @@ class Read(Enum):
 
     ONE = 1
     LAST = 2
+
+
+class ByValue:
+    """A function that travels with its module's code, pickled once.
+
+    The usual pickle comes first otherwise, and names the module, which only this machine has.
+    """
+
+    def __init__(self, function: Ask, module: ModuleType) -> None:
+        cloudpickle.register_pickle_by_value(module)
+        self._pickled = cloudpickle.dumps(function)
+
+    def __call__(self, batch: list[str]) -> list[Answer]:
+        """What a worker does, which gets the function itself."""
+        return cloudpickle.loads(self._pickled)(batch)
+
+    def __reduce__(self) -> tuple[Callable[[bytes], Ask], tuple[bytes]]:
+        return cloudpickle.loads, (self._pickled,)
 
 
 @contextmanager
@@ -66,7 +86,8 @@ def _local_cluster(workers: int | None) -> Iterator[LocalCluster]:
     with LocalCluster(
         n_workers=workers or os.process_cpu_count() or 1,
         threads_per_worker=THREADS_PER_WORKER,
-        dashboard_address=None,
+        dashboard_address=":0",  # without one, its port would be taken by the next cluster
+        scheduler_kwargs={"dashboard": False},
         silence_logs=logging.CRITICAL,
     ) as cluster:
         signal.pthread_sigmask(signal.SIG_SETMASK, unblocked)

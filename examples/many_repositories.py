@@ -17,9 +17,8 @@ from functools import partial
 from pathlib import Path
 from typing import NoReturn
 
-import cloudpickle
 import repository_row
-from cluster import answers, connected
+from cluster import ByValue, answers, connected
 from repository_row import Row
 from row_file import RowFile, RowFileError
 from row_table import row_table
@@ -56,8 +55,9 @@ class Run:
             timeout=options.timeout,
             fetch_missing=options.fetch_missing,
         )
+        ask = ByValue(question, repository_row)
         with connected(options.scheduler, options.workers) as client, row_table(total) as table:
-            for row in answers(client, self._roots(), question, _warn):
+            for row in answers(client, self._roots(), ask, _warn):
                 self._take(row)
                 table.add(row)
         return int(self._failed > 0)
@@ -98,7 +98,6 @@ def main() -> NoReturn:
     logging.disable()
     # Whatever the locale or a name holds, what cannot be encoded is written as an escape.
     sys.stdout.reconfigure(errors="backslashreplace")  # type: ignore[union-attr]
-    cloudpickle.register_pickle_by_value(repository_row)
     run = Run(options)
     try:
         code = run.finish()
@@ -131,7 +130,7 @@ def _options() -> argparse.Namespace:
     add("--timeout", type=float, metavar="SECONDS", help="end a repository that takes longer")
     add("--scheduler", metavar="ADDRESS", help="use the workers of a running cluster")
     add("--fetch-missing", action="store_true", help="let partial clones fetch what they lack")
-    return parser.parse_args()
+    return parser.parse_intermixed_args()
 
 
 if __name__ == "__main__":

@@ -20,7 +20,7 @@ NO_FETCHING = {"GIT_ALLOW_PROTOCOL": "none", "GIT_NO_LAZY_FETCH": "1"}
 # Rows are worth waiting for each other only so long.
 SECONDS_TOGETHER = 0.2
 
-type Row = dict[str, Any]
+Row = dict[str, Any]  # no `type`: that is pickled by its name
 
 
 def rows(roots: list[str], **question: Any) -> list[Row]:
@@ -46,7 +46,7 @@ def row(root: str, *, since: str, timeout: float | None, fetch_missing: bool) ->
         except ValueError as error:
             return {"refused": str(error)}
         top = _top(module, Path(root))
-        return asked | _facts(_own(module, timeout, fetch_missing=fetch_missing), top, start)
+        return asked | _facts(_own(module, top, timeout, fetch_missing=fetch_missing), top, start)
     except Exception as error:  # noqa: BLE001 - one bad repository ends nothing but its own row
         return asked | {"error": _reason(error, root)}
 
@@ -60,7 +60,9 @@ def _top(module: ModuleType, where: Path) -> Path:
     return root
 
 
-def _own(module: ModuleType, timeout: float | None, *, fetch_missing: bool) -> ModuleType:
+def _own(
+    module: ModuleType, top: Path, timeout: float | None, *, fetch_missing: bool
+) -> ModuleType:
     """The module as an object of its own, in which names are rebound for this question alone."""
     git = module_from_spec(module.__spec__)
     git.__loader__.exec_module(git)
@@ -76,8 +78,11 @@ def _own(module: ModuleType, timeout: float | None, *, fetch_missing: bool) -> M
     git.run_git_command = run_until_end
     # What goes wrong stands in the row.
     git.logger = logging.Logger(MODULE, logging.CRITICAL)  # noqa: LOG001
+    # Where this repository is damaged, one further up must not answer for it.
+    variables = {"GIT_CEILING_DIRECTORIES": str(top.parent)}
     if not fetch_missing:
-        git.get_subprocess_hidden_kwargs = lambda: keywords() | {"env": os.environ | NO_FETCHING}
+        variables |= NO_FETCHING
+    git.get_subprocess_hidden_kwargs = lambda: keywords() | {"env": os.environ | variables}
     return git
 
 

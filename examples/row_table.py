@@ -18,10 +18,13 @@ class RowTable:
 
     def __init__(self, bar: Any = None) -> None:
         self._bar = bar
-        self._print([name.replace("_", " ") for name in (*NUMBERS, *NAMES)])
+        self._headed = False
 
     def add(self, row: dict[str, Any]) -> None:
         """Print a row: the numbers, or why there are none."""
+        if not self._headed:
+            self._print([name.replace("_", " ") for name in (*NUMBERS, *NAMES)])
+            self._headed = True
         if "error" in row:
             self._print([*"-" * (len(WIDTHS) - 1), f"{row['root']}: {row['error']}"])
         else:
