@@ -93,8 +93,8 @@ test: ## run the tests against the installed module; TESTS=tests/test_x.py selec
 include checks/checks.mk checks/dist.mk checks/page/page.mk
 
 .PHONY: bench
-bench: tools .venv/module .venv/group-bench ## print the table of ratios; BENCH="--repo PATH"
-	@PYTHONPATH=reference:. $(venv_python) benchmarks/run.py $(BENCH)
+bench: tools .venv/module .venv/group-bench .venv/group-examples ## print the table of ratios; BENCH="--repo PATH"
+	@PYTHONPATH=reference:examples:. $(venv_python) benchmarks/run.py $(BENCH)
 
 .PHONY: clean
 clean: ## remove all that was made

@@ -10,6 +10,7 @@ from pathlib import Path
 
 import growth
 import memory
+from example_rows import example_rows, peak_figures
 from function_rows import function_rows
 from import_row import import_row
 from library_rows import library_rows
@@ -45,6 +46,7 @@ def main() -> None:
         return
     measured = report(all_rows(watch), "table")
     words = f"{misses(measured)}\n{memory.figures()}\n{growth.plot(watch, PLOT)}"
+    words += f"\n{peak_figures(BUILD / 'clones')}"
     print(words)
     publish(f"{markdown(measured)}\n{words}")
     watch.dump(BUILD / "table.json")
@@ -59,6 +61,7 @@ def all_rows(watch: Stopwatch) -> Iterator[Row]:
     yield from request_rows(watch, repository)
     yield from library_rows(watch, repository)
     yield from open_rows(watch, repository)
+    yield from example_rows(watch, repository, BUILD / "clones")
 
 
 def report(rows: Iterable[Row], name: str) -> list[Row]:
