@@ -116,12 +116,12 @@ def answers(
             continue
         questions.submit(batch[len(given) :])
         yield from given
-    for item in suspects:
+    for batch, future in _Questions(client, ask, warn, alone=True).finished(suspects):
         try:
-            yield from _given([item], client.submit(ask, [item], pure=False))
+            yield from _given(batch, future)
         except KilledWorker as error:
             died = error.allowed_failures + 1
-            yield {"root": item, "error": f"{died} workers died of it, one after the other"}
+            yield {"root": batch[0], "error": f"{died} workers died of it, one after the other"}
 
 
 def _given(batch: list[str], future: Future) -> list[Answer]:
@@ -139,7 +139,11 @@ def _given(batch: list[str], future: Future) -> list[Answer]:
 class _Questions:
     """Questions in flight, as many as the threads of the workers can take."""
 
-    def __init__(self, client: Client, ask: Ask, warn: Callable[[str], None]) -> None:
+    def __init__(
+        self, client: Client, ask: Ask, warn: Callable[[str], None], *, alone: bool = False
+    ) -> None:
+        self._batch = 1 if alone else BATCH
+        self._alone = alone
         self._client = client
         self._ask = ask
         self._warn = warn
@@ -157,9 +161,9 @@ class _Questions:
         reading = True
         while reading or self._in_flight or not self._read.empty():
             self._count_threads()
-            while self._in_flight < IN_FLIGHT_PER_THREAD * max(self._threads, 1):
-                if not self.submit(self._next_batch()):
-                    break
+            most = 1 if self._alone else IN_FLIGHT_PER_THREAD * max(self._threads, 1)
+            while self._in_flight < most and self.submit(self._next_batch()):
+                pass
             with suppress(Empty):
                 match self._events.get(timeout=1):
                     case Exception() as error:
@@ -181,7 +185,7 @@ class _Questions:
     def _next_batch(self) -> list[str]:
         batch: list[str] = []
         with suppress(Empty):
-            while len(batch) < BATCH:
+            while len(batch) < self._batch:
                 batch.append(self._read.get_nowait())
         return batch
 
@@ -199,7 +203,11 @@ class _Questions:
             return
         self._looked = now
         self._threads = sum(self._client.nthreads().values())
-        if self._threads:
+        if cluster := self._client.cluster:
+            # A local worker that dies as it starts is given up by its nanny, but not by us.
+            if len(cluster.workers) < len(cluster.worker_spec):
+                cluster.scale(len(cluster.worker_spec))
+        elif self._threads:
             self._last_seen = now
         elif now > self._last_seen + PATIENCE:
             self._last_seen = math.inf

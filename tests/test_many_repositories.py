@@ -19,7 +19,7 @@ SCRIPT = str(TREE / "examples" / "many_repositories.py")
 WITHOUT_MODULE = "import runpy, sys; sys.modules['orvel_tarnix'] = None; sys.argv = sys.argv[1:];"
 RUN_FILE = WITHOUT_MODULE + "runpy.run_path(sys.argv[0], run_name='__main__')"
 RUN_MODULE = WITHOUT_MODULE + "runpy.run_module(sys.argv[0], run_name='__main__')"
-LIMIT = 150  # seconds, far more than any of it takes
+LIMIT = 240  # seconds, far more than any of it takes
 
 type Start = Callable[..., subprocess.Popen[str]]
 
