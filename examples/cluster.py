@@ -16,6 +16,7 @@ from types import ModuleType
 from typing import Any
 
 import cloudpickle
+import dask
 from distributed import Client, Future, KilledWorker, LocalCluster
 
 # While git runs, a worker has nothing to do but wait, so a worker's threads get along.
@@ -83,13 +84,18 @@ def _local_cluster(workers: int | None) -> Iterator[LocalCluster]:
     # started by the first of them, would unblock it there.
     resource_tracker.ensure_running()
     unblocked = signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGINT])
-    with LocalCluster(
-        n_workers=workers or os.process_cpu_count() or 1,
-        threads_per_worker=THREADS_PER_WORKER,
-        dashboard_address=":0",  # without one, its port would be taken by the next cluster
-        scheduler_kwargs={"dashboard": False},
-        silence_logs=logging.CRITICAL,
-    ) as cluster:
+    # Nobody looks at the profiles and ticks that a cluster would take of itself all the time.
+    spared = {"distributed.worker.profile.enabled": False, "distributed.admin.tick.interval": "1s"}
+    with (
+        dask.config.set(spared),
+        LocalCluster(
+            n_workers=workers or os.process_cpu_count() or 1,
+            threads_per_worker=THREADS_PER_WORKER,
+            dashboard_address=":0",  # without one, its port would be taken by the next cluster
+            scheduler_kwargs={"dashboard": False},
+            silence_logs=logging.CRITICAL,
+        ) as cluster,
+    ):
         signal.pthread_sigmask(signal.SIG_SETMASK, unblocked)
         yield cluster
 
