@@ -84,8 +84,13 @@ def _local_cluster(workers: int | None) -> Iterator[LocalCluster]:
     # started by the first of them, would unblock it there.
     resource_tracker.ensure_running()
     unblocked = signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGINT])
-    # Nobody looks at the profiles and ticks that a cluster would take of itself all the time.
-    spared = {"distributed.worker.profile.enabled": False, "distributed.admin.tick.interval": "1s"}
+    # Nobody looks at what a cluster would note about itself all the time.
+    spared = {
+        "distributed.worker.profile.enabled": False,
+        "distributed.admin.tick.interval": "1s",
+        "distributed.admin.low-level-log-length": 100,
+        "distributed.diagnostics.computations.max-history": 1,
+    }
     with (
         dask.config.set(spared),
         LocalCluster(

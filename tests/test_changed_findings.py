@@ -1,6 +1,7 @@
 """Findings in SARIF, of which those on the lines that a branch touched are left."""
 
 import json
+import os
 import subprocess
 import sys
 from pathlib import Path
@@ -9,7 +10,8 @@ from typing import Any
 import pytest
 from conftest import Repository
 
-SCRIPT = Path(__file__).parents[1] / "examples" / "changed_findings.py"
+TREE = Path(__file__).parents[1]
+SCRIPT = TREE / "examples" / "changed_findings.py"
 MOVED = [f"{number:0120}.py" for number in range(150)]  # more names than one run of git gets
 
 
@@ -23,6 +25,7 @@ def ten_lines(name: str, *, changed: bool) -> str:
 def project(tmp_path_factory: pytest.TempPathFactory) -> Repository:
     """A branch that touched most files, and moved 150 of them."""
     with pytest.MonkeyPatch.context() as patch:
+        patch.setenv("GIT_CONFIG_GLOBAL", os.devnull)
         for name in ("GIT_AUTHOR", "GIT_COMMITTER"):
             patch.setenv(f"{name}_NAME", "Ann Lee")
             patch.setenv(f"{name}_EMAIL", "ann@example.org")
@@ -36,6 +39,11 @@ def project(tmp_path_factory: pytest.TempPathFactory) -> Repository:
         new |= {name: ten_lines(name, changed=True) for name in names}
         made.commit(dict.fromkeys(old) | new | {"fresh.py": "1\n"})
     return made
+
+
+@pytest.fixture(autouse=True)
+def _host_package(monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.setenv("PYTHONPATH", str(TREE))
 
 
 def result(uri: str | None, line: int | None = None, base: str | None = None, **more: Any) -> Any:
