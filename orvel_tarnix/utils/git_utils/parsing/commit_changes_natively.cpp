@@ -25,7 +25,7 @@ Ref read_log(const Module& module, Units<Unit> output) {
         }
         tokens.continue_behind(scanner.behind());
         const Ref timestamp = integer(stamp);
-        append(commits, fill_commit({.timestamp = timestamp, .files = files}));
+        append(commits, fill_commit(CommitChanges{.timestamp = timestamp, .files = files}));
     }
     return commits;
 }

@@ -30,11 +30,11 @@ Ref FileChangeReader::read(ChangeScanner<Unit>& scanner) {
         const Ref additions = integer(file.additions);
         const Ref deletions = integer(file.deletions);
         const Ref old_path = names_two_paths(file.letter) ? to_str(file.old_path) : none();
-        Ref change = fill_({.path = path,
-                            .status = status_of(file.letter),
-                            .additions = additions,
-                            .deletions = deletions,
-                            .old_path = old_path});
+        Ref change = fill_(FileChange{.path = path,
+                                      .status = status_of(file.letter),
+                                      .additions = additions,
+                                      .deletions = deletions,
+                                      .old_path = old_path});
         PyTuple_SET_ITEM(changes.get(), index, change.release());
     }
     return scanner.next(file) == Verdict::no ? changes : Ref();

@@ -50,8 +50,9 @@ private:
         const ScannedSpan span = span_of(hunk);
         const Ref start = integer(span.start);
         const Ref end = span.start == span.end ? start : integer(span.end);
-        append(path_spans_,
-               fill_({.start = start, .end = end, .added = span.added ? Py_True : Py_False}));
+        append(
+            path_spans_,
+            fill_(LineSpan{.start = start, .end = end, .added = span.added ? Py_True : Py_False}));
     }
 
     const Module& module_;
