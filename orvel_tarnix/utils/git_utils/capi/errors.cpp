@@ -33,6 +33,7 @@ void raise(PyObject* type, const char* format, ...) {
 
 void raise(Borrowed error) {
     PyObject* raised = error.get();
+    PyObject* type = raised;
     Ref instance = Ref::borrow(raised);
     if (PyExceptionClass_Check(raised)) {
         instance = Ref::steal(PyObject_CallNoArgs(raised));
@@ -41,10 +42,12 @@ void raise(Borrowed error) {
                   "calling %R should have returned an instance of BaseException, not %R", raised,
                   Py_TYPE(instance.get()));
         }
-    } else if (!PyExceptionInstance_Check(raised)) {
+    } else if (PyExceptionInstance_Check(raised)) {
+        type = PyExceptionInstance_Class(raised);
+    } else {
         raise(PyExc_TypeError, "exceptions must derive from BaseException");
     }
-    PyErr_SetObject(PyExceptionInstance_Class(instance.get()), instance.get());
+    PyErr_SetObject(type, instance.get());
     throw PythonError{};
 }
 

@@ -30,4 +30,12 @@ Ref to_str(std::span<const Unit> units) {
                                                 static_cast<Py_ssize_t>(units.size())));
 }
 
+// The part of a str that those characters are: the str itself where it is the whole, as with
+// Python's own methods.
+template <class Unit>
+Ref part_of(Borrowed str, std::span<const Unit> units) {
+    const bool is_whole = std::cmp_equal(units.size(), PyUnicode_GET_LENGTH(str.get()));
+    return is_whole ? Ref::borrow(str.get()) : to_str(units);
+}
+
 }  // namespace git_utils

@@ -42,23 +42,22 @@ Ref find_item(Borrowed dict, Borrowed key) {
     return Ref::maybe(found);
 }
 
-std::array<Ref, 3> unpack_three(Borrowed values) {
+void unpack_into(std::span<Ref> targets, Borrowed values) {
     const PyTypeObject* type = Py_TYPE(values.get());
     if (type->tp_iter == nullptr && !PySequence_Check(values.get())) {
         raise(PyExc_TypeError, "cannot unpack non-iterable %.200s object", type->tp_name);
     }
-    std::array<Ref, 3> unpacked;
     const Ref iterator = iterate(values);
-    for (std::size_t i = 0; i < unpacked.size(); ++i) {
-        unpacked[i] = next(iterator);
-        if (!unpacked[i]) {
-            raise(PyExc_ValueError, "not enough values to unpack (expected 3, got %zu)", i);
+    for (std::size_t i = 0; i < targets.size(); ++i) {
+        targets[i] = next(iterator);
+        if (!targets[i]) {
+            raise(PyExc_ValueError, "not enough values to unpack (expected %zu, got %zu)",
+                  targets.size(), i);
         }
     }
     if (next(iterator)) {
-        raise(PyExc_ValueError, "too many values to unpack (expected 3)");
+        raise(PyExc_ValueError, "too many values to unpack (expected %zu)", targets.size());
     }
-    return unpacked;
 }
 
 Ref next(Borrowed iterator) {

@@ -7,6 +7,7 @@
 #include <array>
 #include <concepts>
 #include <initializer_list>
+#include <span>
 #include <string_view>
 
 #include "capi/errors.hpp"
@@ -77,8 +78,14 @@ Ref set_default(Borrowed dict, Borrowed key, Borrowed value);
 // What a dict of ours or an unmodified one has under the key, or nothing.
 Ref find_item(Borrowed dict, Borrowed key);
 
-// first, second, third = values
-std::array<Ref, 3> unpack_three(Borrowed values);
+// target, target, ... = values
+void unpack_into(std::span<Ref> targets, Borrowed values);
+template <std::size_t count>
+std::array<Ref, count> unpack(Borrowed values) {
+    std::array<Ref, count> targets;
+    unpack_into(targets, values);
+    return targets;
+}
 
 // iter(iterable), and its next item or nothing at the end.
 inline Ref iterate(Borrowed iterable) { return Ref::steal(PyObject_GetIter(iterable.get())); }
@@ -131,12 +138,8 @@ inline Ref item(Borrowed object, Borrowed key) {
     return Ref::steal(PyObject_GetItem(object.get(), key.get()));
 }
 inline Ref item(Borrowed object, int index) { return item(object, integer(index)); }
-// object[begin:end]; null stands for an end that is left out.
+// object[begin:end]; null stands for a bound that is left out.
 Ref slice(Borrowed object, Borrowed begin, Borrowed end);
-inline Ref slice(Borrowed object, Py_ssize_t begin, Py_ssize_t end) {
-    const Ref first = integer(begin);
-    return slice(object, first, integer(end));
-}
 inline Ref slice_from(Borrowed object, Py_ssize_t begin) {
     return slice(object, integer(begin), nullptr);
 }

@@ -22,23 +22,23 @@ Ref parse_commit_changes(const Module& module, Borrowed output) {
         return commits;
     }
     Ref commits = empty_list();
-    Ref stamp;
+    Ref stamp = none();
     Ref body;
     const Ref tokens = iterate(module.call_method(output, "split"_name, text({"\0", 1})));
     while (const Ref token = next(tokens)) {
         const Ref header = module.call_method(token, "lstrip"_name, text("\n"));
         const Ref starts_with = module.attribute(header, "startswith"_name);
         if (is_true(call(starts_with, module["_COMMIT_START"_name]))) {
-            if (stamp) {
+            if (!is(stamp, Py_None)) {
                 append_commit(module, commits, stamp, body);
             }
             stamp = module.call_method(slice_from(header, 1), "strip"_name);
             body = empty_list();
-        } else if (stamp) {
+        } else if (!is(stamp, Py_None)) {
             append(body, token);
         }
     }
-    if (stamp) {
+    if (!is(stamp, Py_None)) {
         append_commit(module, commits, stamp, body);
     }
     return commits;

@@ -16,7 +16,9 @@ public:
           counts_(empty_dict()) {}
 
     void read() {
-        while (const Ref token = next(cursor_)) {
+        // `for token in cursor` asks for an iterator once more.
+        const Ref tokens = iterate(cursor_);
+        while (const Ref token = next(tokens)) {
             const Ref record = module_.call_method(token, "lstrip"_name, text("\n"));
             if (is_true(module_.call_method(record, "startswith"_name, text(":")))) {
                 read_raw(record);
@@ -27,8 +29,10 @@ public:
     }
 
     // for path, (status, old_path) in statuses.items(): ...
-    // with the errors of such a loop for whoever gets hold of the map and changes it meanwhile. The
-    // interpreter's iterator over items crashes when it is made without memory; these two do not.
+    // The maps are unpacked as by Python, since code that runs meanwhile can get hold of them
+    // through gc and put anything into them. The loop takes the keys and the values from iterators
+    // of their own: in CPython 3.13 the one over items() crashes when there is no memory to make
+    // it.
     [[nodiscard]] Ref changes() const {
         Ref changes = empty_list();
         const Ref zero = integer(0);
@@ -41,15 +45,16 @@ public:
             if (!path || !entry) {
                 return changes;
             }
-            const Ref found = find_item(counts_, path);
-            const Ref counts = found ? found : uncounted;
+            const auto [status, old_path] = unpack<2>(entry);
+            const Ref counts = find_item(counts_, path);
+            const auto [additions, deletions] = unpack<2>(counts ? counts : uncounted);
             const Ref type = module_["FileChange"_name];
             append(changes, construct(module_, type,
                                       FileChange{.path = path,
-                                                 .status = PyTuple_GET_ITEM(entry.get(), 0),
-                                                 .additions = PyTuple_GET_ITEM(counts.get(), 0),
-                                                 .deletions = PyTuple_GET_ITEM(counts.get(), 1),
-                                                 .old_path = PyTuple_GET_ITEM(entry.get(), 1)}));
+                                                 .status = status,
+                                                 .additions = additions,
+                                                 .deletions = deletions,
+                                                 .old_path = old_path}));
         }
     }
 
@@ -62,7 +67,7 @@ private:
 
     void read_raw(Borrowed record) {
         const Ref parts = module_.call_method(record, "rpartition"_name, text(" "));
-        const Ref letter = slice(item(parts, 2), 0, 1);
+        const Ref letter = slice(item(parts, 2), nullptr, integer(1));
         const bool has_two_paths = contains(module_["_TWO_PATH_LETTERS"_name], letter);
         const Ref old_path = has_two_paths ? next_path() : none();
         const Ref path = next_path();
@@ -78,7 +83,7 @@ private:
         if (length(fields) != 3) {
             return;
         }
-        auto [added, deleted, path] = unpack_three(fields);
+        auto [added, deleted, path] = unpack<3>(fields);
         if (!is_true(path)) {
             next_path();
             path = next_path();

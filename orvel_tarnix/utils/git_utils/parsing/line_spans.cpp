@@ -1,5 +1,6 @@
 // Reading a zero-context patch: what the Python statements do.
-#include <cstdint>
+#include <algorithm>
+#include <climits>
 
 #include "capi/records.hpp"
 #include "declarations.hpp"
@@ -14,15 +15,12 @@ Ref count_of(Borrowed header, int group) {
     return is(count, Py_None) ? integer(1) : as_integer(count);
 }
 
-// A count as a number of lines to pass; no text has as many lines as the largest.
-std::int64_t lines_left(Borrowed count) {
+// A count as a number of lines to pass. One below zero passes no more lines than zero does, and no
+// text has as many lines as the largest.
+long long lines_left(Borrowed count) {
     int overflow = 0;
     const long long lines = PyLong_AsLongLongAndOverflow(count.get(), &overflow);
-    check(lines == -1 && PyErr_Occurred() != nullptr ? -1 : 0);
-    if (overflow != 0) {
-        return overflow > 0 ? INT64_MAX : INT64_MIN;
-    }
-    return lines;
+    return overflow > 0 ? LLONG_MAX : std::max(lines, 0LL);
 }
 
 // One line after the other, each an object.
@@ -78,8 +76,8 @@ private:
     const Module& module_;
     Ref spans_;
     Ref path_ = none();
-    std::int64_t old_left_ = 0;
-    std::int64_t new_left_ = 0;
+    long long old_left_ = 0;
+    long long new_left_ = 0;
 };
 
 }  // namespace

@@ -30,7 +30,7 @@ Ref _patch_path(const Module& module, Borrowed text) {
     if (length(name) >= 2 && is_true(module.call_method(name, "startswith"_name, quote)) &&
         is_true(module.call_method(name, "endswith"_name, quote))) {
         const Ref unquote = module["_unquote"_name];
-        return call(unquote, slice(name, 1, -1));
+        return call(unquote, slice(name, integer(1), integer(-1)));
     }
     return name;
 }

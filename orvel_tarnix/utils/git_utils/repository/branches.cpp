@@ -14,7 +14,7 @@ constexpr std::size_t max_directory_name = 100;
 
 // The name without white space around it and without what precedes its short form.
 template <class Unit>
-Ref short_form(Units<Unit> name) {
+Units<Unit> short_form(Units<Unit> name) {
     while (!name.empty() && Py_UNICODE_ISSPACE(name.front())) {
         name = name.subspan(1);
     }
@@ -30,7 +30,7 @@ Ref short_form(Units<Unit> name) {
             }
         }
     }
-    return to_str(name);
+    return name;
 }
 
 Ref short_form_in_general(const Module& module, Borrowed name) {
@@ -81,7 +81,8 @@ Ref directory_name_in_general(const Module& module, Borrowed branch) {
             is_true(module.call_method(character, "isalnum"_name)) || contains(kept, character);
         append(parts, keep ? character : text("_"));
     }
-    return slice(Ref::steal(PyUnicode_Join(text("").get(), parts.get())), 0, max_directory_name);
+    const Ref joined = Ref::steal(PyUnicode_Join(text("").get(), parts.get()));
+    return slice(joined, nullptr, integer(max_directory_name));
 }
 
 }  // namespace
@@ -89,7 +90,7 @@ Ref directory_name_in_general(const Module& module, Borrowed branch) {
 Ref resolve_display_branch(const Module& module, Borrowed repo_root) {
     const Ref run = module["run_git_command"_name];
     const Ref result = call(run, repo_root, list_of({"branch", "--show-current"}));
-    const auto [output, errors, code] = unpack_three(result);
+    const auto [output, errors, code] = unpack<3>(result);
     if (equals(code, 0)) {
         Ref branch = module.call_method(output, "strip"_name);
         if (is_true(branch)) {
@@ -103,7 +104,8 @@ Ref normalize_branch_name(const Module& module, Borrowed name) {
     if (!is_true(name)) {
         return none();
     }
-    Ref rest = natively<uses::nothing>(module, name, [](auto units) { return short_form(units); });
+    Ref rest = natively<uses::nothing>(
+        module, name, [&](auto units) { return part_of(name, short_form(units)); });
     if (!rest) {
         rest = short_form_in_general(module, name);
     }

@@ -3,28 +3,24 @@
 namespace git_utils {
 namespace {
 
-struct Answer {
-    Ref output;
-    Ref code;
-};
-
-Answer ask_git(const Module& module, Borrowed repo_root, Borrowed args) {
-    const Ref result = call(module["run_git_command"_name], repo_root, args);
-    auto [output, errors, code] = unpack_three(result);
-    return {std::move(output), std::move(code)};
+// What git printed, and its exit code.
+std::array<Ref, 2> ask_git(Borrowed run_git_command, Borrowed repo_root, Borrowed args) {
+    const auto [output, errors, code] = unpack<3>(call(run_git_command, repo_root, args));
+    return {output, code};
 }
 
 // What git printed without the white space around it, or None when it failed or printed none.
 Ref printed_or_none(const Module& module, Borrowed repo_root, Borrowed args) {
-    const Answer answer = ask_git(module, repo_root, args);
-    const Ref printed = module.call_method(answer.output, "strip"_name);
-    return equals(answer.code, 0) && is_true(printed) ? printed : none();
+    const auto [output, code] = ask_git(module["run_git_command"_name], repo_root, args);
+    const Ref printed = module.call_method(output, "strip"_name);
+    return equals(code, 0) && is_true(printed) ? printed : none();
 }
 
-bool verifies(const Module& module, Borrowed repo_root, Borrowed revision) {
+bool verifies(Borrowed run_git_command, Borrowed repo_root, Borrowed revision) {
     const Ref args = list_of({"rev-parse", "--verify"});
     append(args, revision);
-    return equals(ask_git(module, repo_root, args).code, 0);
+    const auto [output, code] = ask_git(run_git_command, repo_root, args);
+    return equals(code, 0);
 }
 
 }  // namespace
@@ -37,16 +33,16 @@ Ref get_head_commit(const Module& module, Borrowed repo_root, Borrowed short_) {
 
 Ref get_default_branch(const Module& module, Borrowed repo_root) {
     const Ref args = list_of({"symbolic-ref", "refs/remotes/origin/HEAD"});
-    const Answer remote_head = ask_git(module, repo_root, args);
-    if (equals(remote_head.code, 0)) {
-        const Ref ref = module.call_method(remote_head.output, "strip"_name);
+    const auto [output, code] = ask_git(module["run_git_command"_name], repo_root, args);
+    if (equals(code, 0)) {
+        const Ref ref = module.call_method(output, "strip"_name);
         if (is_true(ref)) {
             return module.call_method(ref, "removeprefix"_name, text("refs/remotes/origin/"));
         }
     }
     for (const char* name : {"main", "master"}) {
         Ref branch = text(name);
-        if (verifies(module, repo_root, branch)) {
+        if (verifies(module["run_git_command"_name], repo_root, branch)) {
             return branch;
         }
     }
@@ -54,14 +50,15 @@ Ref get_default_branch(const Module& module, Borrowed repo_root) {
 }
 
 Ref branch_exists(const Module& module, Borrowed repo_root, Borrowed branch) {
-    if (verifies(module, repo_root, branch)) {
+    if (verifies(module["run_git_command"_name], repo_root, branch)) {
         return boolean(true);
     }
     if (is_true(module.call_method(branch, "startswith"_name, text("origin/")))) {
         return boolean(false);
     }
+    const Ref run_git_command = module["run_git_command"_name];
     const Ref tracked = composed("origin/%U", characters_of(branch));
-    return boolean(verifies(module, repo_root, tracked));
+    return boolean(verifies(run_git_command, repo_root, tracked));
 }
 
 Ref resolve_commit(const Module& module, Borrowed repo_root, Borrowed name) {

@@ -53,7 +53,7 @@ Ref run_git_command(const Module& module, Borrowed repo_root, Borrowed args, Bor
 
 Ref _git_output(const Module& module, Borrowed repo_root, Borrowed args) {
     const Ref result = call(module["run_git_command"_name], repo_root, args);
-    const auto [output, errors, code] = unpack_three(result);
+    const auto [output, errors, code] = unpack<3>(result);
     if (!differs(code, 0)) {
         return output;
     }

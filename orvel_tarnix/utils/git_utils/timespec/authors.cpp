@@ -15,17 +15,15 @@ Ref author_of(const Module& module, Borrowed line) {
     if (!contains(line, tab)) {
         return {};
     }
-    const Ref columns = split_once(module, line, tab);
-    const Ref count = module.call_method(item(columns, 0), "strip"_name);
-    const Ref commits = as_integer(count);
-    Ref name = item(columns, 1);
+    auto [count, name] = unpack<2>(split_once(module, line, tab));
+    const Ref commits = as_integer(module.call_method(count, "strip"_name));
     Ref email = text("");
     const Ref opening = text("<");
     const Ref closing = text(">");
     if (contains(name, opening) && contains(name, closing)) {
-        const Ref parts = split_once(module, name, opening);
-        name = module.call_method(item(parts, 0), "strip"_name);
-        email = item(split_once(module, item(parts, 1), opening), 0);
+        const auto [author_name, address] = unpack<2>(split_once(module, name, opening));
+        name = module.call_method(author_name, "strip"_name);
+        email = item(split_once(module, address, opening), 0);
         email = item(split_once(module, email, closing), 0);
     }
     Ref author = empty_dict();
@@ -44,7 +42,7 @@ Ref get_authors_for_period(const Module& module, Borrowed repo_root, Borrowed si
     append(args, composed("--since=%U", characters_of(written)));
     append(args, text("-sne"));
     const Ref result = call(module["run_git_command"_name], repo_root, args);
-    const auto [output, errors, code] = unpack_three(result);
+    const auto [output, errors, code] = unpack<3>(result);
     Ref authors = empty_list();
     if (differs(code, 0)) {
         const Ref debug = module.attribute(module["logger"_name], "debug"_name);
