@@ -38,7 +38,8 @@ struct alignas(PyObject*) InlineValues {
 template <class Record>
 class RecordFiller {
 public:
-    explicit RecordFiller(const Module& module) : module_(module), type_(module[Record::type]) {}
+    explicit RecordFiller(const Module& module)
+        : module_(module), type_(module.remembered(Record::type)) {}
 
     Ref operator()(const Record& record) {
         auto* type = reinterpret_cast<PyTypeObject*>(type_.get());

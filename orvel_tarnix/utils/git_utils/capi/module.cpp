@@ -100,6 +100,8 @@ void Module::remember(const Ref& self, std::span<const Name> wanted) {
     }
 }
 
+Ref Module::remembered(Name wanted) const { return described_object(remembered_[wanted.index]); }
+
 bool Module::is_unmodified(Name wanted) const {
     const Ref bound = find(wanted);
     return bound && is_unmodified(wanted, bound);

@@ -40,6 +40,9 @@ public:
 
     // Remembers what each of the names is bound to at the end of the import.
     static void remember(const Ref& self, std::span<const Name> wanted);
+    // That object, whatever the name is bound to now: without the GIL another thread can rebind it
+    // at any moment.
+    [[nodiscard]] Ref remembered(Name wanted) const;
     // Whether the name is still bound to that, and nothing that decides what it does has been
     // replaced (capi/unmodified.hpp): then, and only then, native code may do its work in its
     // place.

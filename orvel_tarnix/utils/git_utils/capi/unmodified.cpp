@@ -42,9 +42,8 @@ bool makes_plain_instances(const PyTypeObject* type) {
 template <class Visit>
 bool visit_class(const Module& module, Borrowed object, Borrowed members, Visit visit) {
     auto* type = reinterpret_cast<PyTypeObject*>(object.get());
-    const bool is_plain = makes_plain_instances(type);
-    if (!visit(Ref::borrow(reinterpret_cast<PyObject*>(Py_TYPE(type)))) ||
-        !visit(boolean(is_plain))) {
+    if (!makes_plain_instances(type) ||
+        !visit(Ref::borrow(reinterpret_cast<PyObject*>(Py_TYPE(type))))) {
         return false;
     }
     const Ref held = Ref::steal(PyType_GetDict(type));
@@ -100,9 +99,13 @@ Ref described(const Module& module, Borrowed object) {
     return tuple_of(object, members, as_tuple);
 }
 
+Ref described_object(Borrowed description) {
+    return Ref::borrow(PyTuple_GET_ITEM(description.get(), 0));
+}
+
 bool still_as_described(const Module& module, Borrowed object, Borrowed description) {
-    PyObject* first = PyTuple_GET_ITEM(description.get(), 0);
-    if (PyDict_CheckExact(first)) {
+    const Ref first = described_object(description);
+    if (PyDict_CheckExact(first.get())) {
         return has_plain_keys(object);
     }
     if (!is(object, first)) {

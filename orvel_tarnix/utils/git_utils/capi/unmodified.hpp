@@ -16,6 +16,9 @@ namespace git_utils {
 //   one whose keys are plain str, so that looking something up runs no Python code.
 Ref described(const Module& module, Borrowed object);
 
+// The object that was described.
+Ref described_object(Borrowed description);
+
 bool still_as_described(const Module& module, Borrowed object, Borrowed description);
 
 }  // namespace git_utils

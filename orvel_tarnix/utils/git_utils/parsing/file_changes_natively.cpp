@@ -19,6 +19,10 @@ Borrowed FileChangeReader::status_of(char letter) {
 
 template <class Unit>
 Ref FileChangeReader::read(ChangeScanner<Unit>& scanner) {
+    // Without the GIL another thread may have put something else there by now.
+    if (!PyDict_CheckExact(statuses_.get())) {
+        return {};
+    }
     const auto count = static_cast<Py_ssize_t>(scanner.count());
     const Ref changes = Ref::steal(PyTuple_New(count));
     ScannedFile<Unit> file;

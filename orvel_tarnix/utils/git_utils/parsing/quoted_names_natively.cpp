@@ -8,7 +8,12 @@ namespace {
 // Appends what _C_ESCAPES has for the letter, or the letter itself; false when that is no text.
 bool append_meaning(const Module& module, std::string& bytes, Py_UCS4 letter) {
     const Ref code = to_str(Units<Py_UCS4>(&letter, 1));
-    const Ref meaning = find_item(module["_C_ESCAPES"_name], code);
+    const Ref table = module["_C_ESCAPES"_name];
+    // Without the GIL another thread may have put something else there by now.
+    if (!PyDict_CheckExact(table.get())) {
+        return false;
+    }
+    const Ref meaning = find_item(table, code);
     if (!meaning) {
         return append_utf8(bytes, letter);
     }
@@ -53,14 +58,13 @@ template Ref patch_path_natively(const Module&, Units<Py_UCS4>);
 
 Ref plain_path_natively(const Module& module, Borrowed text) {
     return natively<uses::nothing>(module, text, [&](auto name) {
-        const std::size_t size = name.size();
         switch (cut_to_name(name)) {
             case NameForm::none:
                 return none();
             case NameForm::quoted:
                 return Ref();
             default:
-                return name.size() == size ? Ref::borrow(text.get()) : to_str(name);
+                return part_of(text, name);
         }
     });
 }
