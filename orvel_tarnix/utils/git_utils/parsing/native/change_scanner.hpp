@@ -117,11 +117,12 @@ public:
             const bool is_over = verdict != Verdict::undecided && numstat_verdict_ == Verdict::no;
             return is_over ? Verdict::no : Verdict::undecided;
         }
-        if (!previous.empty() && !sorts_before(previous, file_.path)) {
+        // Git sorts by the bytes of UTF-8, which is by characters. An empty path sorts first.
+        if (!std::ranges::lexicographical_compare(previous, file_.path)) {
             return Verdict::undecided;
         }
         file = file_;
-        if (numstat_verdict_ == Verdict::yes && is_same(counted_.path, file.path)) {
+        if (numstat_verdict_ == Verdict::yes && std::ranges::equal(counted_.path, file.path)) {
             file.additions = counted_.additions;
             file.deletions = counted_.deletions;
             read_numstat();
@@ -191,22 +192,6 @@ private:
         field = {text.begin(), tab};
         text = {tab + 1, text.end()};
         return true;
-    }
-
-    static bool is_same(Units<Unit> left, Units<Unit> right) {
-        return left.size() == right.size() &&
-               std::memcmp(left.data(), right.data(), left.size_bytes()) == 0;
-    }
-
-    // By characters, which is by bytes in UTF-8 and so the order of git.
-    static bool sorts_before(Units<Unit> left, Units<Unit> right) {
-        if constexpr (sizeof(Unit) == 1) {
-            const int order =
-                std::memcmp(left.data(), right.data(), std::min(left.size(), right.size()));
-            return order < 0 || (order == 0 && left.size() < right.size());
-        } else {
-            return std::ranges::lexicographical_compare(left, right);
-        }
     }
 
     TokenStream<Unit> raw_;
