@@ -1,8 +1,7 @@
 """Lists the strings that native code looks up or calls by, from where they are used.
 
 The C++ sources write such a string as a literal, "split"_name; each module keeps all of them
-interned. The header that is written lists them in order. It is left alone where it would not
-change, so that an edit elsewhere compiles one file and not all.
+interned. The header that is written lists them in order.
 
 Usage: list_names.py HEADER SOURCE...
 """
@@ -19,10 +18,7 @@ def main(header: str, *sources: str) -> None:
     texts = (Path(source).read_text(encoding="utf-8") for source in sources)
     names = sorted({name for text in texts for name in LITERAL.findall(text)})
     lines = ["// Made of the sources by list_names.py.", *(f'"{name}",' for name in names), ""]
-    text = "\n".join(lines)
-    target = Path(header)
-    if not target.exists() or target.read_text(encoding="utf-8") != text:
-        target.write_text(text, encoding="utf-8")
+    Path(header).write_text("\n".join(lines), encoding="utf-8")
 
 
 if __name__ == "__main__":
