@@ -3,8 +3,9 @@
 The stub `git_utils.pyi` is the one place where the names of the module, their order, signatures,
 docstrings and record fields are written down. Two headers are made of it:
 
-declarations.hpp    one C++ function a Python function, to be defined as its body; one a constant,
-                    to be defined as its value; one struct a record class, with a member a field
+declarations.hpp    for each Python function the C++ function to be defined as its body, for each
+                    constant the one that makes its value, for each record class a struct with a
+                    member for each field
 frozen_stub.inc     the table of all definitions in the order in which the import makes them, and
                     the marshalled code that the import runs: the import and class statements as
                     they stand, and for each function that of
@@ -185,7 +186,7 @@ def frozen_header(docstring: str, made: list[Definition]) -> str:
     rows = (data[at : at + BYTES_A_LINE] for at in range(0, len(data), BYTES_A_LINE))
     lines = [
         "// Made of the stub by freeze_stub.py.",
-        # Holding a cast, which is not constant, it counts as made at run time.
+        # The cast in it is no constant expression, so to clang-tidy it is made at run time.
         "// NOLINTNEXTLINE(bugprone-throwing-static-initialization)",
         "Definition definitions[] = {",
         *(f"    {each.entry}," for each in made),

@@ -1,5 +1,5 @@
-// The values of the module's constants. Where a native scanner knows by itself what a constant
-// says, the value is made of what the scanner goes by.
+// The values of the module's constants. Where a native scanner has built in what a constant says,
+// the value is made of the scanner's own constants, so that the two cannot differ.
 #include <string>
 
 #include "declarations.hpp"
@@ -27,8 +27,8 @@ Ref pattern(const Module& module, std::string_view pattern, const Flags&... flag
     return module.call_method(module["re"_name], "compile"_name, text(pattern), flags...);
 }
 
-// The pattern of a text that stands for itself; of the characters in our texts only these mean
-// something else in a pattern.
+// The pattern that matches just this text. Of the characters in our texts only these two have a
+// meaning of their own in a pattern.
 std::string escaped(std::string_view literal) {
     std::string pattern;
     for (const char character : literal) {

@@ -18,8 +18,8 @@ namespace {
 //     def find_git_root(start: Path | None = None) -> Path | None: ...
 void run_body(PyObject* module) {
     const Ref self = Module::create(module);
-    // As exec() does: the statements look for them here, and C code that imports for a function
-    // of ours.
+    // As exec() does: the statements of the body look for the built-ins here, and so does C code
+    // that imports something on behalf of one of our functions.
     check(PyDict_SetItemString(Module::of(self).globals(), "__builtins__", PyEval_GetBuiltins()));
     run_stub(self);
     Module::remember(self, uses::all);

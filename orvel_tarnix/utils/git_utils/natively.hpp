@@ -6,8 +6,9 @@
 // general way then does from the start what the Python statements would do. As a native attempt
 // leaves no trace, nobody can tell which way was taken.
 //
-// In doing so the native way stands for what the names below are bound to. One list a function
-// says which these are; the import remembers them all.
+// The native way does the work of other module-level names without looking them up. Each list below
+// has the names that one function so stands in for: it may do so only as long as what they are
+// bound to is what the import made. The import remembers the names of all lists.
 #pragma once
 
 #include "capi/module.hpp"
@@ -46,7 +47,8 @@ consteval bool holds_all_of(std::span<const Name> wanted) {
 
 }  // namespace uses
 
-// What `read` makes of the characters of the text; nothing where it may not stand for the list.
+// What `read` answers when it is called with the characters of the text. It is not called, and the
+// answer is nothing, when the text is no plain str or one of the names in `used` is modified.
 template <const auto& used, class Read>
 auto natively(const Module& module, Borrowed text, Read read) {
     constexpr std::span<const Name> names = used;

@@ -23,7 +23,7 @@ constexpr Definition constant(const char* name, Ref (*value)(const Module&)) {
 
 template <auto body>
 constexpr Definition function(const char* name) {
-    // The API's own way of passing a function of another signature.
+    // The API takes functions of all signatures as PyCFunction; the flag says which it is.
     return {{name, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(enter<body>)),
              METH_FASTCALL, nullptr},
             nullptr};
@@ -37,7 +37,7 @@ Ref thawed() {
     Ref stub = Ref::maybe(PyMarshal_ReadObjectFromString(reinterpret_cast<const char*>(frozen_stub),
                                                          sizeof(frozen_stub)));
     if (!stub) {
-        // For want of memory it fails without raising anything.
+        // When there is no memory it can fail without having raised anything.
         if (PyErr_Occurred() == nullptr) {
             PyErr_NoMemory();
         }

@@ -5,8 +5,9 @@
 namespace git_utils {
 namespace {
 
-// What is handled at this level. PyErr_GetHandledException would also answer with what a caller
-// of the running generator handles; put back from there, it would outlive that handler.
+// The exception that is handled in the running function or generator itself. For a generator that
+// handles none, PyErr_GetHandledException answers with what its caller handles; put back from
+// there, that exception would still be the handled one when the caller's handler has ended.
 PyObject* handled_here() { return PyThreadState_Get()->exc_info->exc_value; }
 
 bool is_exception_type(PyObject* type) {
@@ -54,9 +55,10 @@ void raise(Borrowed error) {
 HandledException::HandledException() {
     exception_ = Ref::maybe(PyErr_GetRaisedException());
     traceback_ = Ref::maybe(PyException_GetTraceback(exception_.get()));
-    // Without memory for the frame's object, asking for it drops whatever is raised by then.
+    // Asked for while nothing is raised: when there is no memory for the frame's object,
+    // PyEval_GetFrame clears the raised exception.
     PyFrameObject* frame = PyEval_GetFrame();
-    // A handler finds the frame of the function that handles at the top of the traceback.
+    // In Python, too, a handler finds its own function in the traceback.
     if (frame != nullptr) {
         PyErr_SetRaisedException(exception_.release());
         PyTraceBack_Here(frame);

@@ -108,7 +108,7 @@ bool Module::is_unmodified(Name wanted) const {
 }
 
 bool Module::is_unmodified(Name wanted, Borrowed bound) const {
-    // The collector may have cleared what a finaliser still calls.
+    // Null once the garbage collector has cleared this: a finaliser may still call our functions.
     PyObject* description = remembered_[wanted.index];
     return description != nullptr && still_as_described(*this, bound, description);
 }

@@ -19,7 +19,8 @@ struct Name {
 
 template <std::size_t size>
 struct NameLiteral {
-    // What makes a literal the operator's argument. NOLINTNEXTLINE(google-explicit-constructor)
+    // Implicit, so that a literal can be the operator's argument.
+    // NOLINTNEXTLINE(google-explicit-constructor)
     consteval NameLiteral(const char (&literal)[size]) { std::copy_n(literal, size, text); }
     char text[size]{};
 };

@@ -3,8 +3,8 @@
 namespace git_utils {
 namespace {
 
-// A description is a tuple of the object, of the names of those members that decide what it does
-// (of a class that is no record and of anything else: none), and of all its parts.
+// A description is a tuple of three: the object, the names of the class members that decide what
+// it does (none unless it is a record class), and its parts, which are compared one by one.
 constexpr Py_ssize_t described_members = 1;
 constexpr Py_ssize_t described_parts = 2;
 

@@ -6,14 +6,14 @@
 
 namespace git_utils {
 
-// What to compare the object with later on. It counts as modified when another object stands in
-// its place, and besides
-// - a function when its code or what its closure holds is replaced;
-// - a record class when its metaclass is, when it has become abstract, when it makes its instances
-//   in another way or finalises them, and when what stands in the class under `__init__` or under a
-//   field's name is replaced (a data descriptor would take the field's value);
-// - a dict never, whatever it holds, as native code reads it at each use. But it must be a plain
-//   one whose keys are plain str, so that looking something up runs no Python code.
+// What the object is compared with later on. A name is modified when it is bound to another object.
+// Besides,
+// - a function is modified when its code or what its closure holds has been replaced;
+// - a record class is modified when it has another metaclass, is abstract, makes or finalises its
+//   instances in a way of its own, or has something else under `__init__` or a field's name (a data
+//   descriptor there would take the field's value);
+// - a dict is read at each use, so another one will do, whatever it holds. But it must be a plain
+//   dict whose keys are plain str, so that looking something up runs no Python code.
 Ref described(const Module& module, Borrowed object);
 
 // The object that was described.

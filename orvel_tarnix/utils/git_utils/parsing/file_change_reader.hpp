@@ -23,8 +23,9 @@ private:
     const Module& module_;
     RecordFiller<FileChange> fill_;
     Ref statuses_;
-    char letter_ = 0;  // that of the file before, which most files share,
-    Ref status_;       // and what it means
+    // The letter of the last file, which most files share, and its status.
+    char letter_ = 0;
+    Ref status_;
 };
 
 }  // namespace git_utils::parsing

@@ -22,7 +22,7 @@ Ref line_spans_natively(const Module& module, Borrowed patch);
 Ref plain_path_natively(const Module& module, Borrowed text);
 Ref unquoted_natively(const Module& module, Borrowed text);
 
-// _patch_path() of a line's text, for a reader that may stand for that too.
+// _patch_path(text) of any name, for a reader that has asked whether _patch_path is unmodified.
 template <class Unit>
 Ref patch_path_natively(const Module& module, Units<Unit> text);
 

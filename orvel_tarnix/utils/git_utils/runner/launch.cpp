@@ -3,8 +3,8 @@
 namespace git_utils::runner {
 namespace {
 
-// What `**extra` takes the items from: of a dict, of whatever class, what is stored in it, unless
-// its class iterates in another way; of any other mapping what its methods answer.
+// Where `**extra` takes its items from. A dict gives what is stored in it, whatever its class
+// overrides but __iter__. Any other mapping is asked through its methods.
 Ref items_source(Borrowed extra) {
     const bool is_dict =
         PyDict_Check(extra.get()) && Py_TYPE(extra.get())->tp_iter == PyDict_Type.tp_iter;
@@ -23,8 +23,9 @@ void merge_new_keys(Borrowed keywords, Borrowed extra) {
     }
 }
 
-// `**extra` of a call. The interpreter tells what went wrong from the exception's type alone, so
-// an AttributeError or a KeyError of the mapping's own methods reads the same there as here.
+// `**extra` of a call. Like the interpreter it tells from the type of an exception alone what went
+// wrong: an AttributeError stands for an object that is no mapping, a KeyError for a repeated
+// keyword, even where a method of the mapping has raised it for another reason.
 void unpack_keywords(Borrowed callable, Borrowed keywords, Borrowed extra) {
     try {
         merge_new_keys(keywords, extra);

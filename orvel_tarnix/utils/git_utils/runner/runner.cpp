@@ -4,7 +4,7 @@
 namespace git_utils {
 namespace {
 
-// The result of a run that never came to an exit status of git's own.
+// The result of a run that git did not end itself.
 Ref failed_launch(const char* message) { return tuple_of(text(""), text(message), integer(1)); }
 
 void log_failure(const Module& module, Borrowed args, Borrowed result) {

@@ -24,8 +24,8 @@ public:
     // Goes on where `other` has ended.
     void continue_behind(const TokenStream& other) { at_ = other.at_; }
 
-    // The next token; at the end false and an empty one. That the text after the last NUL is a
-    // token even when it is empty makes no difference to those who read this stream.
+    // The next token; at the end false and an empty one. Unlike str.split() this gives no empty
+    // token behind a NUL at the end: the readers of this stream would ignore it.
     bool next(Units<Unit>& token) {
         if (at_ == end_ || (ends_at_commit_ && opens_commit())) {
             token = {};
@@ -90,8 +90,8 @@ bool read_count(Units<Unit> field, std::int64_t& count) {
 
 // Reads the records of one diff as git writes them: first a raw record for each file, in the order
 // of their paths, then in the same order the numstat records, of which some may be missing. Two
-// cursors, one in each section, then join the records without a map of them, and that the paths
-// ascend shows that none comes twice. Any other stream is declined.
+// cursors, one in each section, then pair the records without a map of them. As the paths ascend,
+// none of them comes twice. Any other stream is declined.
 template <class Unit>
 class ChangeScanner {
 public:
@@ -113,7 +113,7 @@ public:
         const Units<Unit> previous = file_.path;
         const Verdict verdict = next_raw_record(raw_);
         if (verdict != Verdict::yes || file_.path.empty()) {
-            // What was counted belongs to no file: either of another order, or of none.
+            // Line counts that are left now belong to no file, or are in another order.
             const bool is_over = verdict != Verdict::undecided && numstat_verdict_ == Verdict::no;
             return is_over ? Verdict::no : Verdict::undecided;
         }

@@ -33,7 +33,7 @@ Verdict read_hunk_header(Units<Unit> line, HunkHeader& header) {
     const auto read_range = [&](std::int64_t& start, std::int64_t& count) {
         Verdict verdict = read_number(line, start);
         if (verdict == Verdict::yes && skip(before_count)) {
-            // A comma without a number fails the pattern at the blank that must follow.
+            // The pattern does not match a comma without a number either.
             verdict = read_number(line, count);
         }
         return verdict;
@@ -78,8 +78,8 @@ public:
     explicit PatchScanner(Units<Unit> patch)
         : at_(patch.data()), end_(patch.data() + patch.size()) {}
 
-    // The next line that is outside of a hunk's content. That the text after the last line feed
-    // is a line even when it is empty makes no difference here.
+    // The next line that is outside of a hunk's content. Unlike str.split() this gives no empty
+    // line behind a line feed at the end: it would say nothing.
     bool next_line(Units<Unit>& line) {
         if (at_ == end_) {
             return false;
@@ -107,10 +107,10 @@ private:
     // Small enough for the counts of a block to fit in a byte.
     static constexpr std::ptrdiff_t block = 128;
 
-    // Passes over whole blocks of a long hunk, the line that begins here being counted already:
-    // counts line starts without looking at single lines, which is what makes long hunks run at
-    // several times the speed of a search for each line's end. Both counters only ever fall, so
-    // while one is above zero behind a block, no line inside the block was the hunk's last.
+    // Passes over whole blocks of a long hunk. The line that begins here has been counted. Counting
+    // how many lines of each kind begin in a block is several times as fast as a search for the end
+    // of each line. Both counters only ever fall: when one is still above zero behind a block, the
+    // hunk has not ended inside it.
     void skip_blocks(std::int64_t& old_left, std::int64_t& new_left) {
         while (end_ - at_ > block) {
             Unit removed = 0;

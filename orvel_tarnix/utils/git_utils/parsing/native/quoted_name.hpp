@@ -70,8 +70,8 @@ int octal_at(Units<Unit> text) {
     return value;
 }
 
-// Appends the bytes that a name between quotes stands for, `append_meaning(bytes, letter)` those of
-// an escape with a letter. False where the interpreter would raise.
+// Appends the bytes that a name between quotes stands for. append_meaning(bytes, letter) appends
+// those of an escape that is not octal. False where the interpreter would raise.
 template <class Unit, class AppendMeaning>
 bool unquote(Units<Unit> text, std::string& bytes, AppendMeaning append_meaning) {
     for (std::size_t i = 0; i < text.size(); ++i) {

@@ -58,7 +58,7 @@ Units<Unit> without_leading_feeds(Units<Unit> text) {
     return text;
 }
 
-// The answer to a question that Unicode can make hard: then it is for the interpreter.
+// An answer; undecided where only the interpreter can tell, as it knows the digits beyond ASCII.
 enum class Verdict { undecided, no, yes };
 
 // Reads a number of at most 18 ASCII digits from the front of `text` and cuts it off there. More
