@@ -2,14 +2,6 @@
 
 namespace git_utils {
 
-Ref list_of(std::initializer_list<Borrowed> items) {
-    Ref list = empty_list();
-    for (const Borrowed each : items) {
-        append(list, each);
-    }
-    return list;
-}
-
 Ref list_of(std::initializer_list<std::string_view> texts) {
     Ref list = empty_list();
     for (const std::string_view each : texts) {

@@ -58,8 +58,6 @@ Ref tuple_of(const Items&... items) {
     return Ref::steal(PyTuple_Pack(sizeof...(items), Borrowed(items).get()...));
 }
 
-// [items...]
-Ref list_of(std::initializer_list<Borrowed> items);
 // The arguments of a git command: [texts...]
 Ref list_of(std::initializer_list<std::string_view> texts);
 inline Ref empty_list() { return Ref::steal(PyList_New(0)); }

@@ -12,7 +12,8 @@ Ref working_directory(const Module& module) {
 Ref find_git_root(const Module& module, Borrowed start) {
     const Ref origin = is(start, Py_None) ? working_directory(module) : Ref::borrow(start.get());
     const Ref current = module.call_method(origin, "absolute"_name);
-    const Ref candidates = list_of({current});
+    const Ref candidates = empty_list();
+    append(candidates, current);
     extend(candidates, module.attribute(current, "parents"_name));
     const Ref iterator = iterate(candidates);
     while (Ref candidate = next(iterator)) {
