@@ -66,13 +66,16 @@ def test_isolated_interpreters_get_the_answers_of_the_main_one(root: Path) -> No
 
 
 # A daemon thread is inside the module when the interpreter ends, and wakes after it has begun to
-# end: `Last` keeps it from ending before that thread is gone.
+# end: `Last` keeps it from ending before that thread is gone. Without the lock, CPython 3.13 lets a
+# thread that it has stopped sleep for ever, so there it waits a while only.
 SHUTDOWN = """
-import os, threading, time
+import os, sys, threading, time
 from orvel_tarnix.utils import git_utils
 class Last:
+    tries = 10**9 if sys._is_gil_enabled() else 200
     def __del__(self, tasks=os.listdir, wait=time.sleep):
-        while len(tasks("/proc/self/task")) > 1:
+        while len(tasks("/proc/self/task")) > 1 and self.tries:
+            self.tries -= 1
             wait(0.001)
 last = Last()
 inside = threading.Event()
