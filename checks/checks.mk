@@ -117,3 +117,5 @@ mutants: tools .venv/module $(test_needs) .venv/group-mutants ## plant COUNT=10 
 .PHONY: clang
 clang:
 	@command -v clang++ >/dev/null || { echo "clang++ is needed: install clang and libclang-rt" >&2; exit 1; }
+
+include checks/interpreters/interpreters.mk

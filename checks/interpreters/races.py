@@ -1,0 +1,191 @@
+"""Calls every function in many threads while others change what the functions read.
+
+    races.py MODULE MODE THREADS SECONDS
+
+MODULE is git_utils, or plain_python: what goes wrong with that is the interpreter's. On an
+interpreter that counts all references the mode "references" looks for calls that keep some.
+"""
+
+import gc
+import importlib
+import logging
+import sys
+import threading
+import time
+from collections.abc import Callable
+from functools import partial
+from random import choice, randrange
+from types import FunctionType, ModuleType
+from typing import Any
+
+from compare import StoppedClock, native
+from worlds import CALLS, Call, answer, launcher, run
+
+CALLS_A_ROUND = 40
+MOST_ROUNDS = 50
+MOST_DRIFT = 0.1
+
+
+def prepare(module: ModuleType) -> None:
+    """Git is not run: it would take nearly all of the time. The clock stands still."""
+    vars(module).update(launcher(run), datetime=StoppedClock)
+    functions = [each for each in vars(native).values() if isinstance(each, FunctionType)]
+    own = {each.__name__ for each in functions if each.__module__ == native.__name__}
+    assert {call.name for call in CALLS} == own
+
+
+def names(module: ModuleType) -> Callable[[], None]:
+    """Names are deleted, or bound to what does the same, and put back."""
+    own = [(name, value) for name, value in vars(module).items() if not name.startswith("__")]
+
+    def change() -> None:
+        name, value = choice(own)
+        if isinstance(value, dict):
+            setattr(module, name, dict(value))
+        elif isinstance(value, type):
+            setattr(module, name, type(name, (value,), {}))
+        elif callable(value):
+            setattr(module, name, partial(value))
+        else:
+            vars(module).pop(name, None)
+        setattr(module, name, value)
+
+    return change
+
+
+def tables(module: ModuleType) -> Callable[[], None]:
+    """Entries of the module's dictionaries come and go, one by one or all at once."""
+    found = (value for name, value in vars(module).items() if not name.startswith("__"))
+    own = [(each, dict(each)) for each in found if isinstance(each, dict)]
+
+    def change() -> None:
+        table, entries = choice(own)
+        table.pop(choice([*entries]), None)
+        table.update({f"{number}": "" for number in range(randrange(50))})
+        table.clear()
+        table.update(entries)
+
+    return change
+
+
+def lists(_module: ModuleType) -> Callable[[], None]:
+    """The lists that are passed in grow, shrink and are filled again."""
+    passed = [arg for call in CALLS for arg in (*call.args, *call.kwargs.values())]
+    own = [(each, list(each)) for each in passed if isinstance(each, list)]
+
+    def change() -> None:
+        each, items = choice(own)
+        each.append(choice(items))
+        each.extend(items * randrange(9))
+        del each[randrange(9) :]
+        each.clear()
+        each.extend(items)
+
+    return change
+
+
+def classes(module: ModuleType) -> Callable[[], None]:
+    """Record classes get a constructor with forty cells or a descriptor, and lose it.
+
+    The code and the cells of a function are left alone: the interpreter itself writes them in a
+    way that no other thread can read them without a race.
+    """
+    cells = ", ".join(f"cell{number}" for number in range(40))
+    space: dict[str, Any] = {}
+    exec(f"def make({cells}):\n def init(*_): return {cells} and None\n return init", space)
+    own = [module.FileChange, module.CommitChanges, module.LineSpan]
+    records = [(each, each.__init__, each.__match_args__[0]) for each in own]
+
+    def change() -> None:
+        record, init, field = choice(records)
+        record.__init__ = space["make"](*[object() for _ in range(40)])
+        record.__init__ = init
+        setattr(record, field, property(id, lambda *_: None))
+        delattr(record, field)
+
+    return change
+
+
+def garbage(_module: ModuleType) -> Callable[[], None]:
+    """Garbage is collected, and all there is looked through."""
+
+    def change() -> None:
+        gc.collect(randrange(3))
+        gc.get_referrers(*gc.get_objects()[-5:])
+
+    return change
+
+
+CHANGES = {"calls": None, "names": names, "tables": tables, "lists": lists}
+CHANGES |= {"classes": classes, "garbage": garbage}
+
+
+def race(module: ModuleType, mode: str, threads: int, seconds: float) -> str:
+    """What came of calling from all threads, or from all but one that changes things."""
+    expected = [answer(module, call) for call in CALLS]
+    change = CHANGES[mode] and CHANGES[mode](module)
+    ends = time.monotonic() + seconds
+    done: list[tuple[object, int]] = []
+
+    def call_one() -> None:
+        at = randrange(len(CALLS))
+        given = answer(module, CALLS[at])
+        # While names are rebound any answer is right that leaves the process alive.
+        assert change or given == expected[at], f"{CALLS[at]!r:.200} gave {given:.200}"
+
+    def work(job: Callable[[], None]) -> None:
+        number = 0
+        while time.monotonic() < ends:
+            job()
+            number += 1
+        done.append((job, number))
+
+    jobs = [*[call_one] * (threads - 1), change or call_one]
+    workers = [threading.Thread(target=work, args=(job,)) for job in jobs]
+    for each in workers:
+        each.start()
+    for each in workers:
+        each.join()
+    calls = sum(number for job, number in done if job is call_one)
+    return f"{calls} calls, {sum(number for _, number in done) - calls} changes"
+
+
+def drift(module: ModuleType) -> str:
+    """How far one call moves the number of all references, at most."""
+
+    def references(call: Call) -> int:
+        for _ in range(CALLS_A_ROUND):
+            answer(module, call)
+        gc.collect()
+        return sys.gettotalrefcount()
+
+    worst = 0.0, ""
+    for call in CALLS:
+        before, rounds = references(call), 0
+        # The interpreter's own caches fill for some hundred calls; a leak grows in every round.
+        while (
+            after := references(call)
+        ) - before >= CALLS_A_ROUND * MOST_DRIFT and rounds < MOST_ROUNDS:
+            before, rounds = after, rounds + 1
+        worst = max(worst, ((after - before) / CALLS_A_ROUND, call.name))
+    assert worst[0] < MOST_DRIFT, f"each call of {worst[1]} keeps {worst[0]} references"
+    return f"{len(CALLS)} calls, at most {worst[0]} references a call"
+
+
+def main(name: str, mode: str, threads: str, seconds: str) -> None:
+    """Print what came of one mode."""
+    failures = []
+    threading.excepthook = failures.append
+    logging.disable()
+    sys.setswitchinterval(1e-5)
+    module = importlib.import_module(name)
+    prepare(module)
+    if mode == "references":
+        print(drift(module))
+    else:
+        print(race(module, mode, int(threads), float(seconds)))
+    if failures:
+        sys.exit(f"{failures[0].exc_value!r}")
+
+
+main(*sys.argv[1:])
