@@ -1,8 +1,7 @@
-"""The files, commits and lines that git reports, on real repositories."""
+"""The files, commits and lines that git reports, on a real repository."""
 
-from collections.abc import Iterator
 from dataclasses import astuple
-from datetime import datetime
+from datetime import UTC, datetime
 from pathlib import Path
 from types import ModuleType
 
@@ -12,64 +11,32 @@ from conftest import Repository, Runs
 
 NUMBERED = [f"{n}\n" for n in range(1, 21)]
 TWENTY = "".join(NUMBERED)
-ODD_NAMES = ["a b", "tab\there", 'quote"d', "back\\slash", "line\nfeed", "é中😀", "*", ":(top)x"]
-ODD_NAMES += [f"{odd}{place}{odd}z" for odd in '\t\n":\\\x1f é\U0001f600' for place in "xy"]
-RAW_NAME = "raw\udcff"  # a byte that is no UTF-8
-WORDS = {"A": "added", "D": "deleted", "M": "modified", "R": "renamed", "T": "modified"}
+EDITED = ["0\n", *NUMBERED[2:9], "x\n", *NUMBERED[10:15], "n\n", "m\n", *NUMBERED[15:19]]
+SPANS = [(1, 1, False), (9, 9, False), (15, 16, True), (20, 20, False)]
 # What git is told to show otherwise changes nothing.
 CONFIG = ["color.ui=always", "core.quotepath=true", "diff.external=false", "diff.renames=copies"]
 CONFIG += ["diff.hostile.textconv=false", "diff.hostile.command=false", "diff.mnemonicPrefix=true"]
 CONFIG += ["log.showSignature=true", "diff.context=9", "format.pretty=fuller"]
-BEFORE = {
-    ".gitattributes": "*.txt diff=hostile\n",
-    "edited.txt": TWENTY,
-    "old name.txt": TWENTY * 2,
-    "headers": f"-- x\n@@ -1 +1 @@\n{TWENTY}",
-    "removed": "++ y\n" * 3,
-    "binary": b"\0" * 99,
-    "type": "text\n",
-    "copied.txt": TWENTY * 3,
-    **dict.fromkeys([*ODD_NAMES, RAW_NAME], "1\n2"),
+ODD_NAMES = ["a b", 'quote"d', "back\\slash", "é中😀", "*", ":(top)x", "raw\udcff"]  # no UTF-8
+ODD_NAMES += [f"{odd}{place}{odd}z" for odd in '\t\n":\\\x1f é\U0001f600' for place in "xy"]
+# By name: before, after, what becomes of it, and the spans of modified and renamed files.
+FILES = {
+    ".gitattributes": (None, "*.txt diff=hostile\n", "added 1 0", None),
+    "edited.txt": (TWENTY, "".join(EDITED), "modified 4 4", SPANS),
+    "headers": (
+        f"-- x\n@@ -1 +1 @@\n{TWENTY}",
+        f"++ b\n{TWENTY}@@ -7 +7 @@\n-- x\n++ c",
+        "modified 4 2",
+        [(1, 1, False), (22, 24, True)],
+    ),
+    "removed": ("++ y\n" * 3, None, "deleted 0 3", None),
+    "binary": (b"\0" * 99, b"\0" * 98 + b"1", "modified 0 0", None),
+    "old name": (TWENTY * 2, None, "", None),
+    "new\tname": (None, f"{TWENTY * 2}+++ z\n", "renamed 1 0 old name", [(41, 41, True)]),
+    "kept": (TWENTY * 3, TWENTY * 3, "", None),
+    "copy": (None, TWENTY * 3, "added 60 0", None),
+    **dict.fromkeys(ODD_NAMES, ("1\n2", "1\n3\n", "modified 1 1", [(2, 2, False)])),
 }
-EDITED = ["0\n", *NUMBERED[2:9], "x\n", *NUMBERED[10:15], "n\n", "m\n", *NUMBERED[15:19]]
-AFTER = {
-    "edited.txt": "".join(EDITED),
-    "new\tname.txt": f"{TWENTY * 2}+++ z\n",
-    "headers": f"++ b\n{TWENTY}@@ -7 +7 @@\n-- x\n++ c",
-    "removed": None,
-    "binary": b"\0" * 98 + b"1",
-    "copy.txt": TWENTY * 3,
-    **dict.fromkeys([*ODD_NAMES, RAW_NAME], "1\n3\n"),
-}
-EXPECTED = {
-    "edited.txt": [(1, 1, False), (9, 9, False), (15, 16, True), (20, 20, False)],
-    "headers": [(1, 1, False), (22, 24, True)],
-    "new\tname.txt": [(41, 41, True)],
-    **{name: [(2, 2, False)] for name in [*ODD_NAMES, "raw\ufffd"]},
-}
-
-
-@pytest.fixture
-def branched(repository: Repository) -> Repository:
-    """Give a repository whose branch topic has changed files in all the ways there are."""
-    for setting in CONFIG:
-        repository.git("config", *setting.split("="))
-    repository.commit(BEFORE)
-    repository.git("switch", "--quiet", "--create", "topic")
-    (repository.root / "old name.txt").rename(repository.root / "new\tname.txt")
-    (repository.root / "type").unlink()
-    (repository.root / "type").symlink_to("edited.txt")
-    repository.commit(AFTER, date="2026-01-02T00:00:00+00:00")
-    repository.git("switch", "--quiet", "main")
-    repository.commit({"edited.txt": "of main alone\n"}, date="2026-01-03T00:00:00+00:00")
-    return repository
-
-
-def spans(
-    root: Path, base: str, head: str, **options: object
-) -> dict[str, list[tuple[object, ...]]]:
-    found = native.diff_line_spans(root, base, head, **{"merge_base": True} | options)
-    return {path: [astuple(each) for each in of_path] for path, of_path in found.items()}
 
 
 def decoded(name: str) -> str:
@@ -77,66 +44,71 @@ def decoded(name: str) -> str:
     return name.encode(errors="surrogateescape").decode(errors="replace")
 
 
-def test_the_files_of_a_branch_are_those_of_name_status_and_numstat(branched: Repository) -> None:
-    def judged(listing: str) -> Iterator[str]:
-        options = ("-M", "-z", "--no-textconv", "main...topic")
-        return iter(decoded(branched.git("diff", listing, *options)).split("\0")[:-1])
-
-    words = judged("--name-status")
-    listed = [
-        (WORDS[letter[0]], next(words) if letter[0] == "R" else None, next(words))
-        for letter in words
-    ]
-    numbers = [record.split("\t")[:2] for record in judged("--numstat") if record.count("\t") > 1]
-    counted = [tuple(int(number.replace("-", "0")) for number in pair) for pair in numbers]
-    files = native.diff_file_changes(branched.root, "main", "topic")
-    assert [(file.status, file.old_path, file.path) for file in files] == listed
-    assert [(file.additions, file.deletions) for file in files] == counted
-    assert {status for status, _, _ in listed} == set(WORDS.values())
-    with pytest.raises(native.GitError, match=r"none.*unknown revision"):
-        native.diff_file_changes(branched.root, "none", "topic")
+STATUSES = {decoded(name): status for name, (_, _, status, _) in FILES.items() if status}
+EXPECTED = {decoded(name): found for name, (*_, found) in FILES.items() if found}
 
 
-def test_the_lines_of_a_branch_are_those_of_the_newer_side(branched: Repository) -> None:
+@pytest.fixture
+def branched(repository: Repository) -> Repository:
+    """Give a repository whose branch topic has changed files in all the ways there are."""
+    for setting in CONFIG:
+        repository.git("config", *setting.split("="))
+    repository.commit({name: before for name, (before, *_) in FILES.items() if before})
+    repository.git("switch", "--quiet", "--create", "topic")
+    after = {name: after for name, (_, after, *_) in FILES.items()}
+    repository.commit(after, date="2026-01-02T00:00:00+00:00")
+    repository.git("switch", "--quiet", "main")
+    repository.commit({"edited.txt": "of main alone\n"}, date="2026-01-03T00:00:00+00:00")
+    return repository
+
+
+def told(files: list[native.FileChange]) -> dict[str, str]:
+    """By path, all else of each file."""
+    return {
+        each.path: " ".join(map(str, astuple(each)[1:])).removesuffix(" None") for each in files
+    }
+
+
+def spans(root: Path, **options: object) -> dict[str, list[tuple[object, ...]]]:
+    found = native.diff_line_spans(root, "main", "topic", **{"merge_base": True} | options)
+    return {path: [astuple(each) for each in of_path] for path, of_path in found.items()}
+
+
+def test_the_files_and_lines_of_a_branch_are_those_of_the_newer_side(branched: Repository) -> None:
     root = branched.root
-    assert spans(root, "main", "topic") == EXPECTED
-    everything = EXPECTED | {"copy.txt": [(1, 60, True)], "type": [(1, 1, True)]}
-    assert spans(root, "main", "topic", diff_filter="AMRTD") == everything
-    sides = spans(root, "main", "topic", merge_base=False)
-    assert sides == EXPECTED | {"edited.txt": [(1, 20, False)]}
+    assert told(native.diff_file_changes(root, "main", "topic")) == STATUSES
+    assert spans(root) == EXPECTED
+    added = {".gitattributes": [(1, 1, True)], "copy": [(1, 60, True)]}
+    assert spans(root, diff_filter="AMRD") == EXPECTED | added
+    assert spans(root, merge_base=False) == EXPECTED | {"edited.txt": [(1, 20, False)]}
+    with pytest.raises(native.GitError, match=r"none.*unknown revision"):
+        native.diff_file_changes(root, "none", "topic")
 
 
 def test_each_path_is_taken_literally_in_however_many_batches(
     branched: Repository, monkeypatch: pytest.MonkeyPatch
 ) -> None:
+    odd = {decoded(name): EXPECTED[decoded(name)] for name in ODD_NAMES}
     for name in ODD_NAMES:
-        assert spans(branched.root, "main", "topic", paths=[name]) == {name: EXPECTED[name]}
+        assert spans(branched.root, paths=[name]) == {decoded(name): odd[decoded(name)]}
     # Without its old name git cannot know that a file was renamed.
-    assert spans(branched.root, "main", "topic", paths=["new\tname.txt"]) == {}
+    assert spans(branched.root, paths=["new\tname"]) == {}
     monkeypatch.setattr(native, "_MAX_PATHSPEC_CHARS", 20)
-    found = spans(branched.root, "main", "topic", paths=[*ODD_NAMES, "nowhere"])
-    assert found == {name: EXPECTED[name] for name in ODD_NAMES}
+    assert spans(branched.root, paths=[*ODD_NAMES, "nowhere"]) == odd
 
 
-def test_the_commits_of_a_period_have_the_files_that_git_shows_for_each(
-    branched: Repository,
-) -> None:
+def test_the_commits_of_a_period_have_their_files(branched: Repository) -> None:
     branched.git("-c", "core.editor=true", "merge", "--quiet", "--strategy=ours", "topic")
     branched.commit({"é\n": "1"}, date="2026-01-04T00:00:00+05:00")
-    since = datetime(2026, 1, 1, 12)
-
-    def log(**options: object) -> list[native.CommitChanges]:
-        asked = {"since": since, "ref": None, "max_commits": 99, **options}
-        return native.log_commit_changes(branched.root, **asked)
-
-    stamps = branched.git("log", "--format=%ct", f"--since={since}").split()
-    assert [str(commit.timestamp) for commit in log()] == stamps
-    files = {commit.timestamp: [file.path for file in commit.files] for commit in log()}
-    newest, merge, *_, topic = files.values()
-    assert (newest, merge) == (["é\n"], [])
-    assert set(topic) == {decoded(name) for name in [*AFTER, "type"]}
-    assert [len(log(max_commits=n)) for n in (0, 1, 2)] == [0, 1, 2]
-    assert len(log(ref="topic")) == 1
+    asked = {"since": datetime(2026, 1, 1, 12), "ref": None, "max_commits": 99}
+    newest, merge, of_main, of_topic = native.log_commit_changes(branched.root, **asked)
+    days = [datetime.fromtimestamp(each.timestamp, UTC).day for each in (newest, of_main, of_topic)]
+    assert (days, told(newest.files), merge.files) == ([3, 3, 2], {"é\n": "added 1 0"}, ())
+    assert told(of_topic.files) == STATUSES
+    for limit in (0, 1, 2):
+        found = native.log_commit_changes(branched.root, **asked | {"max_commits": limit})
+        assert found == [newest, merge][:limit]
+    assert native.log_commit_changes(branched.root, **asked | {"ref": "topic"}) == [of_topic]
 
 
 def test_a_path_keeps_its_place_with_the_spans_of_the_later_batch_and_a_failure_ends_all(

@@ -145,6 +145,9 @@ def test_a_copy_shares_nothing_and_needs_no_place_among_the_imported_modules() -
     second.run_git_command = lambda _root, args: (args[2], "", 0)
     # The moment's strftime imports the module time.
     assert second.commit_before("r", "main", NOW) == "--before=2026-03-08 12:30:15"
+    second.LineSpan.__abstractmethods__ = {"start"}
+    with pytest.raises(TypeError, match="abstract"):
+        second.parse_line_spans("+++ a\n@@ -1 +1 @@")
 
 
 def test_a_copy_that_nobody_uses_is_collected() -> None:

@@ -50,14 +50,16 @@ def test_however_git_ends_it_gives_text_and_a_failure_is_logged(
     either: ModuleType, fake_git: FakeGit, log: Log
 ) -> None:
     root, args = fake_git.directory, ["a b", "", "é\n"]
-    fake_git(r"""printf 'a\r\nb\rc\377\n'; printf '<%s>' "$@"; printf ' \r\376 \n' >&2; exit 3""")
-    triple = ("a\nb\nc\ufffd\n<a b><><é\n>", " \n\ufffd \n", 3)
+    fake_git(
+        r"""printf 'a\r\nb\rc\377\n'; printf '<%s>' "$@"; printf ' \r\376 \n' >&2; kill -9 $$"""
+    )
+    triple = ("a\nb\nc\ufffd\n<a b><><é\n>", " \n\ufffd \n", -9)
     assert either.run_git_command(root, args) == triple
     fake_git("exec sleep 600")
     assert either.run_git_command(root, args, 0.05) == ("", "Command timed out", 1)
     assert either.run_git_command(root / "nowhere", args) == ("", "git not found", 1)
     ends = [
-        ("DEBUG", (FAILED, args, 3, "\ufffd"), NoneType),
+        ("DEBUG", (FAILED, args, -9, "\ufffd"), NoneType),
         ("WARNING", (LATE, 0.05, args), subprocess.TimeoutExpired),
         ("WARNING", (MISSING, args), FileNotFoundError),
     ]

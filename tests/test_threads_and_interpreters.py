@@ -1,68 +1,45 @@
 """What holds in many threads, in many interpreters, and when the interpreter ends."""
 
-from pathlib import Path
-
 import pytest
-from conftest import Repository
 from worlds import run_python
 
-ASK_EVERYTHING = """
+ASK = """
 from compare import StoppedClock
-from worlds import PURE_CALLS, QUESTIONS, Call, answer
+from worlds import CALLS, answer, launcher, run
 from orvel_tarnix.utils import git_utils
-from pathlib import Path
-git_utils.datetime = StoppedClock
-asked = [Call(each.name, (Path(ROOT), *each.args[1:]), each.kwargs) for each in QUESTIONS]
+vars(git_utils).update(launcher(run), datetime=StoppedClock)
 def answers():
-    return [answer(git_utils, call) for call in PURE_CALLS * 9 + asked]
+    return [answer(git_utils, call) for call in CALLS * 9]
 """
-
 THREADS = """
-import sys, threading
+import sys
+from concurrent.futures import ThreadPoolExecutor
 sys.setswitchinterval(1e-5)
-expected, all_of, at_once = answers(), [], threading.Barrier(16)
-def run():
-    at_once.wait()
-    all_of.append(answers())
-threads = [threading.Thread(target=run) for _ in range(16)]
-for each in threads: each.start()
-for each in threads: each.join()
-print([each == expected for each in all_of].count(True), any("FileChange" in a for a in expected))
+expected = answers()
+with ThreadPoolExecutor(16) as pool:
+    asked = [pool.submit(answers) for _ in range(16)]
+    print(all(each.result() == expected for each in asked), "FileChange" in str(expected))
 """
-
 INTERPRETERS = """
-import _interpreters, sys, threading
-prologue = f"import sys; sys.path[:] = {sys.path!r}; ROOT = {ROOT!r}"
-check = f"assert answers() == {answers()!r}"
-failures = []
-def run():
+import _interpreters, sys
+from concurrent.futures import ThreadPoolExecutor
+check = f"import sys; sys.path[:] = {sys.path!r}\\n{ASK}\\nassert answers() == {answers()!r}"
+def run_isolated():
     own = _interpreters.create("isolated")
-    failures.append(_interpreters.exec(own, "\\n".join([prologue, ASK, check])))
+    failure = _interpreters.exec(own, check)
     _interpreters.destroy(own)
-threads = [threading.Thread(target=run) for _ in range(4)]
-for each in threads: each.start()
-for each in threads: each.join()
-print(failures)
+    return failure
+with ThreadPoolExecutor(4) as pool:
+    print(*[each.result() for each in [pool.submit(run_isolated) for _ in range(4)]])
 """
 
 
-@pytest.fixture
-def root(repository: Repository) -> Path:
-    """A repository in which every question has an answer."""
-    repository.commit({"a": "1\n2\n3\n"})
-    repository.git("switch", "--quiet", "--create=topic")
-    repository.commit({"a": "1\n3\n4\n", "b": "5\n"})
-    return repository.root
+def test_sixteen_threads_get_the_answers_of_one() -> None:
+    assert run_python("-c", ASK + THREADS) == "True True\n"
 
 
-def test_sixteen_threads_get_the_answers_of_one(root: Path) -> None:
-    source = f"ROOT = {str(root)!r}\n{ASK_EVERYTHING}{THREADS}"
-    assert run_python("-c", source, cwd=root) == "16 True\n"
-
-
-def test_isolated_interpreters_get_the_answers_of_the_main_one(root: Path) -> None:
-    source = f"ROOT = {str(root)!r}\nASK = {ASK_EVERYTHING!r}\n{ASK_EVERYTHING}{INTERPRETERS}"
-    assert run_python("-c", source, cwd=root) == "[None, None, None, None]\n"
+def test_isolated_interpreters_get_the_answers_of_the_main_one() -> None:
+    assert run_python("-c", f"ASK = {ASK!r}{ASK}{INTERPRETERS}") == "None None None None\n"
 
 
 # A daemon thread is inside the module when the interpreter ends, and wakes after it has begun to
@@ -83,40 +60,36 @@ def linger(*_, **__):
     inside.set()
     while True:
         time.sleep(0.0001)
-class Text(str):
-    split = strip = linger
-class Logger:
-    warning = linger
-def set_off():
+def parse():
     inside.set()
     while True:
         git_utils.parse_commit_changes("\\x1e1\\0" * 99)
         git_utils.parse_line_spans('+++ "\\\\q"\\n@@ -1 +1 @@\\n-\\n+\\n' * 99)
         git_utils._span(1, 2, 3)
-{caught}
+class Text(str):
+    split = strip = linger
+class Path(str):
+    __truediv__ = lambda self, _: Path()
+    __del__ = linger
+class Logger:
+    warning = linger
+git_utils.logger = Logger()
+{run}
 threading.Thread(target=run, daemon=True).start()
 inside.wait()
 print("ends")
 """
 CAUGHT = {
-    "in parsers": "run = set_off",
-    "in a method of its argument": "run = lambda: git_utils.parse_file_changes(Text())",
-    "in a rebound function": "git_utils._span = linger\n"
-    "run = lambda: git_utils.parse_line_spans('+++ a\\n@@ -1 +1 @@\\n')",
-    "in the launcher": "git_utils.subprocess = type('', (), {'run': linger})\n"
+    "parsers": "run = parse",
+    "a method of its argument": "run = lambda: git_utils.parse_file_changes(Text())",
+    "the launcher": "git_utils.subprocess.run = linger\n"
     "run = lambda: git_utils.get_default_branch('/')",
-    "in a handler of an error": "git_utils.logger = Logger()\n"
-    "run = lambda: git_utils.run_git_command('/nowhere', ['status'])",
-    "in a finaliser as the call ends": "class Path(str):\n"
-    "    def __truediv__(self, _): return Path()\n"
-    "    __del__ = linger\n"
-    "run = lambda: git_utils.wiki_root(Path())",
-    "in runs of git": "def run():\n"
-    "    while True: inside.set(); git_utils.run_git_command('/', ['version'])",
+    "a handler of an error": "run = lambda: git_utils.run_git_command('/nowhere', ['status'])",
+    "a finaliser as the call ends": "run = lambda: git_utils.wiki_root(Path())",
 }
 
 
 @pytest.mark.parametrize("caught", CAUGHT)
 def test_a_daemon_thread_is_gone_without_a_trace(caught: str) -> None:
     for _ in range(5):
-        assert run_python("-c", SHUTDOWN.replace("{caught}", CAUGHT[caught])) == "ends\n"
+        assert run_python("-c", SHUTDOWN.replace("{run}", CAUGHT[caught])) == "ends\n"

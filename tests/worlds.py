@@ -100,7 +100,7 @@ def _wide(text: str) -> Iterator[str]:
     yield from (text, text.replace("a", "\u1234"), text.replace("a", "\U0001f600"), Text(text))
 
 
-_ESCAPED = ["\\3\u06633", "\\777", "\\038", "\ud800", "\\\ud800"]
+_ESCAPED = ["\\3\u06633", "\\777", "\\038", "\ud800", "\\\udfff"]
 _EDGES = "\x7f\x80\u07ff\u0800\uffff\U00010000"
 _TEXTS: dict[str, list[Any]] = {
     "parse_file_changes": [

@@ -1,0 +1,34 @@
+"""A program in which each line that is marked is misuse, and no other is."""
+
+import logging
+import re
+from pathlib import Path
+from typing import assert_type
+
+from orvel_tarnix.utils import git_utils
+
+root = git_utils.find_repo_root()
+assert_type(root, Path)
+git_utils.get_head_commit(str(root))  # wrong
+git_utils.diff_line_spans(root, "main", "HEAD")  # wrong
+git_utils.log_commit_changes(root, since="7d", ref=None, max_commits=1)  # wrong
+git_utils.run_git_command(root, ("status",))  # wrong
+git_utils.LineSpan(1, 2, added=True).start = 3  # wrong
+git_utils.resolve_commit(root, "main").upper()  # wrong
+git_utils.parse_line_spans("")[0]  # wrong
+error: RuntimeError = git_utils.GitError("no such revision")
+moment = git_utils.datetime.now() - git_utils.timedelta(days=7)
+output = git_utils.subprocess.run("git", **git_utils.get_subprocess_hidden_kwargs()).stdout
+
+assert_type(git_utils.logger, logging.Logger)
+assert_type(git_utils.TIME_SPEC_FORMS, str)
+assert_type(git_utils._RELATIVE_SPEC, re.Pattern[str])
+assert_type(git_utils._SPEC_UNITS, dict[str, str])
+assert_type(git_utils._STATUS_BY_LETTER, dict[str, str])
+assert_type(git_utils._TWO_PATH_LETTERS, frozenset[str])
+assert_type(git_utils._COMMIT_START, str)
+assert_type(git_utils._PATCH_OPTIONS, tuple[str, ...])
+assert_type(git_utils._HUNK_HEADER, re.Pattern[str])
+assert_type(git_utils._C_ESCAPE, re.Pattern[str])
+assert_type(git_utils._C_ESCAPES, dict[str, str])
+assert_type(git_utils._MAX_PATHSPEC_CHARS, int)
