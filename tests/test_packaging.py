@@ -7,8 +7,6 @@ import zipfile
 from pathlib import Path
 from typing import Any
 
-import pytest
-
 TREE = Path(__file__).parent.parent
 USE = """
 import importlib.machinery, orvel_tarnix
@@ -18,37 +16,28 @@ assert isinstance(git_utils.__loader__, importlib.machinery.ExtensionFileLoader)
 assert git_utils.get_subprocess_hidden_kwargs is process.get_subprocess_hidden_kwargs
 print(git_utils.parse_line_spans("+++ a\\n@@ -0,0 +1,2 @@\\n+x\\n+y\\n"))
 """
+PIP = ["-m", "pip", "--disable-pip-version-check"]
 
 
-def run(*command: str | Path, **options: Any) -> str:
+def python(*args: str | Path, **options: Any) -> str:
+    command = [sys.executable, *args]
     return subprocess.run(command, check=True, capture_output=True, text=True, **options).stdout
 
 
-def wheel_in(folder: Path, *options: str) -> Path:
-    pip = [sys.executable, "-m", "pip", "--disable-pip-version-check", "wheel", "--no-deps"]
+def wheel(folder: Path, *options: str) -> tuple[Path, list[str]]:
+    """A wheel, made in the same build folder as the one before it, and the files that it holds."""
     build = ["--no-build-isolation", f"--config-settings=build-dir={folder.parent / 'cmake'}"]
-    run(*pip, *build, *options, "--wheel-dir", str(folder), str(TREE))
-    return next(folder.glob("*.whl"))
+    python(*PIP, "wheel", "--no-deps", *build, *options, "--wheel-dir", folder, TREE)
+    (made,) = folder.glob("*.whl")
+    names = [Path(name) for name in zipfile.ZipFile(made).namelist() if ".dist-info/" not in name]
+    assert {name.parent for name in names} == {Path("orvel_tarnix/utils")}
+    suffix = sysconfig.get_config_var("EXT_SUFFIX")
+    return made, sorted(name.name.replace(suffix, ".so") for name in names)
 
 
-@pytest.fixture(scope="module")
-def with_stand_in(tmp_path_factory: pytest.TempPathFactory) -> Path:
-    """A wheel for those who have no host."""
-    option = "--config-settings=cmake.define.WITH_STAND_IN=ON"
-    return wheel_in(tmp_path_factory.mktemp("build") / "with", option)
-
-
-@pytest.fixture(scope="module")
-def build(with_stand_in: Path) -> tuple[Path, Path]:
-    """A wheel as it is published, and the build folder it came from, which was used before."""
-    folder = with_stand_in.parent.parent
-    return wheel_in(folder / "without"), folder / "cmake"
-
-
-@pytest.fixture
-def host(tmp_path: Path) -> Path:
+def make_host(prefix: Path) -> Path:
     """The site-packages folder of a host package whose folders have an __init__.py each."""
-    bases = {"base": str(tmp_path), "platbase": str(tmp_path)}
+    bases = {"base": str(prefix), "platbase": str(prefix)}
     site_packages = Path(sysconfig.get_path("platlib", "venv", bases))
     package = site_packages / "orvel_tarnix"
     (package / "utils").mkdir(parents=True)
@@ -60,39 +49,18 @@ def host(tmp_path: Path) -> Path:
     return site_packages
 
 
-def use_in(host: Path) -> str:
-    environment = {"PYTHONPATH": str(host), "PATH": "/usr/bin:/bin"}
-    # -S leaves out the module that is installed for the tests.
-    return run(sys.executable, "-S", "-c", USE, cwd=host, env=environment)
-
-
-def files_of(wheel: Path) -> list[str]:
-    names = [Path(name) for name in zipfile.ZipFile(wheel).namelist() if ".dist-info/" not in name]
-    assert {name.parent for name in names} == {Path("orvel_tarnix/utils")}
-    return sorted(
-        name.name.replace(sysconfig.get_config_var("EXT_SUFFIX"), ".so") for name in names
-    )
-
-
-def test_a_wheel_holds_a_stand_in_for_the_host_only_where_it_is_asked_to(
-    with_stand_in: Path, build: tuple[Path, Path]
-) -> None:
-    ours = ["git_utils.pyi", "git_utils.so", "py.typed"]
-    assert files_of(with_stand_in) == sorted([*ours, "process.py"])
-    assert files_of(build[0]) == ours
-
-
-def test_a_wheel_is_installed_beside_the_host(
-    build: tuple[Path, Path], host: Path, tmp_path: Path
-) -> None:
-    pip = [sys.executable, "-m", "pip", "--disable-pip-version-check", "install", "--no-deps"]
-    run(*pip, "--ignore-installed", "--prefix", str(tmp_path), str(build[0]))
-    assert use_in(host) == "{'a': [LineSpan(start=1, end=2, added=True)]}\n"
-
-
-def test_the_target_is_built_into_the_tree_of_the_host(
-    build: tuple[Path, Path], host: Path
-) -> None:
-    cmake = [sys.executable, "-m", "cmake"]
-    run(*cmake, "--install", str(build[1]), "--prefix", str(host))
-    assert use_in(host) == "{'a': [LineSpan(start=1, end=2, added=True)]}\n"
+def test_the_module_is_installed_or_built_into_its_host(tmp_path: Path) -> None:
+    ours = ["git_utils.pyi", "git_utils.so", "process.py", "py.typed"]
+    stand_in = "--config-settings=cmake.define.WITH_STAND_IN=ON"
+    assert wheel(tmp_path / "with", stand_in)[1] == ours
+    published, files = wheel(tmp_path / "without")
+    assert files == [name for name in ours if name != "process.py"]
+    installed, built = make_host(tmp_path / "installed"), make_host(tmp_path / "built")
+    install = [*PIP, "install", "--no-deps", "--ignore-installed", "--prefix"]
+    python(*install, tmp_path / "installed", published)
+    python("-m", "cmake", "--install", tmp_path / "cmake", "--prefix", built)
+    for host in (installed, built):
+        environment = {"PYTHONPATH": str(host), "PATH": "/usr/bin:/bin"}
+        # -S leaves out the module that is installed for the tests.
+        found = python("-S", "-c", USE, cwd=host, env=environment)
+        assert found == "{'a': [LineSpan(start=1, end=2, added=True)]}\n"

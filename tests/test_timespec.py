@@ -6,8 +6,8 @@ from pathlib import Path
 from types import ModuleType, NoneType
 
 import pytest
-from compare import NOW, StoppedClock, native
-from conftest import Log, Repository, Runs, standard_input
+from compare import NOW, StoppedClock
+from conftest import Log, Runs
 
 NEW_YORK = "EST5EDT,M3.2.0,M11.1.0"
 MOMENTS = [
@@ -62,17 +62,3 @@ def test_a_failed_summary_is_logged_and_lists_nobody(
     assert log == [("DEBUG", "get_authors_for_period", (message, 1, "fatal: bad"), NoneType)]
     with pytest.raises(ValueError, match="'many'"):
         either.get_authors_for_period(Path("r"))
-
-
-def test_the_authors_are_those_of_the_log_on_standard_input(
-    repository: Repository, tmp_path: Path
-) -> None:
-    author = 'Zoë "Z" O\'中 <z o@example.org>'
-    repository.commit({"a": "1"}, by="Not Asked For <not@example.org>")
-    repository.commit({"a": "2"}, by=author)
-    assert native.get_authors_for_period(repository.root, "2026-02-01") == []
-    text = tmp_path / "log"
-    text.write_text(repository.git("log", "--max-count=1"))
-    with text.open("rb") as log, standard_input(log.fileno()):
-        (found,) = native.get_authors_for_period(repository.root, "2026-02-01")
-    assert found == {"name": 'Zoë "Z" O\'中', "email": "z o@example.org", "commits": 1}
