@@ -18,7 +18,8 @@ try:
 except ImportError:
     sys.exit("allocations cannot be made to fail: this interpreter has no _testcapi")
 
-from worlds import WORLDLY_CALLS, Call, answer, describe, rebound, shared_objects
+from compare import described, load_copy
+from worlds import WORLDLY_CALLS, Call, answer, rebound, shared_objects
 
 from orvel_tarnix.utils import git_utils
 
@@ -50,7 +51,7 @@ def starved(function: Callable[[], object], nth: int) -> tuple[object, bool]:
     return result, has_so_many
 
 
-def sweep(function: Callable[[], object], expected: str, shared: Sequence[object]) -> set[str]:
+def sweep(function: Callable[[], object], expected: object, shared: Sequence[object]) -> set[str]:
     """Every outcome that is neither the expected one nor a MemoryError, and references kept."""
     wrong = set()
     for nth in count():
@@ -58,9 +59,10 @@ def sweep(function: Callable[[], object], expected: str, shared: Sequence[object
         before = [sys.getrefcount(each) for each in shared]
         result, has_so_many = starved(function, nth)
         if not isinstance(result, MemoryError):
-            outcome = describe(result) if isinstance(result, Exception) else repr(result)
-            if outcome != expected and not outcome.startswith(INTERPRETERS_OWN):
-                wrong.add(f"{nth}: {outcome}")
+            made = type(result).__name__, repr(result)
+            found = described(result) if isinstance(result, Exception) else made
+            if found != expected and not ": ".join(found[:2]).startswith(INTERPRETERS_OWN):
+                wrong.add(f"{nth}: {found}")
         del result
         gc.collect()
         if before != [sys.getrefcount(each) for each in shared]:
@@ -115,6 +117,8 @@ def main(*, repeats: bool) -> None:
     gc.freeze()
     kept: list[object] = []
     assert leaks(lambda: kept.append(object()))
+    if repeats and leaks(partial(load_copy, git_utils, "imported.git_utils")):
+        print("an import leaks")
     for call in WORLDLY_CALLS:
         print(f"{call!r:.120}", file=sys.stderr)
         with rebound(git_utils, call.world):
