@@ -63,14 +63,22 @@ bool visit_parts(const Module& module, Borrowed object, Borrowed members, Visit 
                                       : visit_function(module, object, visit);
 }
 
-// ("__init__", *fields) of a record class
-Ref deciding_members(const Module& module, Borrowed object) {
-    const Ref members = empty_list();
-    if (PyType_Check(object.get())) {
-        append(members, module.name("__init__"_name));
-        extend(members, module.attribute(object, "__match_args__"_name));
+// The names of a record class's fields; nothing for a class that dataclass() itself did not make:
+// what stood in its place at the import may have given it any constructor.
+Ref fields_of(const Module& module, Borrowed type) {
+    const Ref constructor = module.attribute(type, "__init__"_name);
+    if (!PyFunction_Check(constructor.get())) {
+        return {};
     }
-    return Ref::steal(PyList_AsTuple(members.get()));
+    // dataclass() writes the methods as text and executes that.
+    const Ref code = module.attribute(constructor, "__code__"_name);
+    const Ref file = module.attribute(code, "co_filename"_name);
+    if (PyUnicode_CompareWithASCIIString(file.get(), "<string>") != 0) {
+        return {};
+    }
+    PyObject* fields = nullptr;
+    check(PyObject_GetOptionalAttr(type.get(), module.name("__match_args__"_name), &fields));
+    return Ref::maybe(fields);
 }
 
 bool has_plain_keys(Borrowed object) {
@@ -89,14 +97,23 @@ bool has_plain_keys(Borrowed object) {
 }  // namespace
 
 Ref described(const Module& module, Borrowed object) {
-    const Ref members = deciding_members(module, object);
+    const Ref members = empty_list();
+    if (PyType_Check(object.get())) {
+        const Ref fields = fields_of(module, object);
+        if (!fields) {
+            return tuple_of(none());  // which no class is
+        }
+        append(members, module.name("__init__"_name));
+        extend(members, fields);
+    }
+    const Ref names = Ref::steal(PyList_AsTuple(members.get()));
     const Ref parts = empty_list();
-    visit_parts(module, object, members, [&](const Ref& part) {
+    visit_parts(module, object, names, [&](const Ref& part) {
         append(parts, part);
         return true;
     });
     const Ref as_tuple = Ref::steal(PyList_AsTuple(parts.get()));
-    return tuple_of(object, members, as_tuple);
+    return tuple_of(object, names, as_tuple);
 }
 
 Ref described_object(Borrowed description) {
