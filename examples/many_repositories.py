@@ -11,6 +11,7 @@ A repository that cannot be read has its row as well, which makes the exit code 
 import argparse
 import logging
 import os
+import signal
 import sys
 from collections.abc import Iterator
 from functools import partial
@@ -18,7 +19,6 @@ from pathlib import Path
 from typing import NoReturn
 
 import repository_row
-from cluster import ByValue, answers, connected
 from repository_row import Row
 from row_file import RowFile, RowFileError
 from row_table import row_table
@@ -42,13 +42,17 @@ class Run:
 
     def finish(self) -> int:
         """Print the rows as they come and return the exit code."""
+        # They take a second, and whoever stops that with Ctrl-C is to read one line as well.
+        from answers import answers  # noqa: PLC0415
+        from cluster import ByValue, connected  # noqa: PLC0415
+
         options = self._options
         if options.resume and not options.jsonl:
             raise RowFileError("--resume goes on with the rows of --jsonl FILE")
         if options.jsonl:
             self._file = RowFile(options.jsonl, options.since, resume=options.resume)
             self._failed = self._file.failed
-        total = None if options.source else len(options.roots)
+        total = None if options.source else sum(1 for _ in self._roots())
         question = partial(
             repository_row.rows,
             since=options.since,
@@ -64,7 +68,11 @@ class Run:
 
     def interrupted(self) -> str:
         """What stands, and how to go on."""
-        kept = "the same with --resume goes on" if self._file else "--jsonl FILE would keep them"
+        kept = (
+            "the same with --resume goes on"
+            if self._options.jsonl
+            else "--jsonl FILE would keep them"
+        )
         return f"stopped after {self._rows} rows; {kept}"
 
     def _take(self, row: Row) -> None:
@@ -98,6 +106,7 @@ def main() -> NoReturn:
     logging.disable()
     # Whatever the locale or a name holds, what cannot be encoded is written as an escape.
     sys.stdout.reconfigure(errors="backslashreplace")  # type: ignore[union-attr]
+    signal.signal(signal.SIGINT, _interrupt_once)
     run = Run(options)
     try:
         code = run.finish()
@@ -114,6 +123,12 @@ def main() -> NoReturn:
     sys.exit(code)
 
 
+def _interrupt_once(*_: object) -> NoReturn:
+    # Ending the cluster takes a moment, which a second Ctrl-C would fill with tracebacks.
+    signal.signal(signal.SIGINT, signal.SIG_IGN)
+    raise KeyboardInterrupt
+
+
 def _warn(line: str) -> None:
     print(f"{NAME}: {line}", file=sys.stderr)
 
@@ -127,7 +142,7 @@ def _options() -> argparse.Namespace:
     add("--jsonl", type=Path, metavar="FILE", help="write the rows here too, one a line")
     add("--resume", action="store_true", help="leave out what the file answers already")
     add("--workers", type=int, metavar="N", help="processes on this machine (one a core)")
-    add("--timeout", type=float, metavar="SECONDS", help="end a repository that takes longer")
+    add("--timeout", type=float, metavar="SECONDS", help="end git where a repository takes longer")
     add("--scheduler", metavar="ADDRESS", help="use the workers of a running cluster")
     add("--fetch-missing", action="store_true", help="let partial clones fetch what they lack")
     return parser.parse_intermixed_args()

@@ -18,7 +18,7 @@ MODULE = "orvel_tarnix.utils.git_utils"
 NO_FETCHING = {"GIT_ALLOW_PROTOCOL": "none", "GIT_NO_LAZY_FETCH": "1"}
 
 # Rows are worth waiting for each other only so long.
-SECONDS_TOGETHER = 0.2
+SECONDS_TOGETHER = 0.5
 
 Row = dict[str, Any]  # no `type`: that is pickled by its name
 
