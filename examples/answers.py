@@ -48,7 +48,10 @@ def answers(
         except KilledWorker:
             suspects += batch
             continue
-        questions.submit(batch[len(given) :])
+        # What is slow is shared out, so that at the end no worker is left with all of it.
+        rest = batch[len(given) :]
+        questions.submit(rest[::2])
+        questions.submit(rest[1::2])
         yield from given
     for batch, future in _Questions(client, ask, warn, alone=True).finished(suspects):
         try:

@@ -5,7 +5,9 @@
 
 Without an address the work is spread over processes on this machine. Workers of a cluster need
 the module and its host package, and to see the same directories; its scheduler needs neither.
-A repository that cannot be read has its row as well, which makes the exit code 1.
+A repository that cannot be read has its row as well, which makes the exit code 1. The timeout is
+for all that git does about one repository; reading what it printed is not cut short. A root named
+twice is asked about twice, but not by --resume.
 """
 
 import argparse
@@ -42,10 +44,6 @@ class Run:
 
     def finish(self) -> int:
         """Print the rows as they come and return the exit code."""
-        # They take a second, and whoever stops that with Ctrl-C is to read one line as well.
-        from answers import answers  # noqa: PLC0415
-        from cluster import ByValue, connected  # noqa: PLC0415
-
         options = self._options
         if options.resume and not options.jsonl:
             raise RowFileError("--resume goes on with the rows of --jsonl FILE")
@@ -59,6 +57,10 @@ class Run:
             timeout=options.timeout,
             fetch_missing=options.fetch_missing,
         )
+        # They take a second, and whoever stops that with Ctrl-C is to read one line as well.
+        from answers import answers  # noqa: PLC0415
+        from cluster import ByValue, connected  # noqa: PLC0415
+
         ask = ByValue(question, repository_row)
         with connected(options.scheduler, options.workers) as client, row_table(total) as table:
             for row in answers(client, self._roots(), ask, _warn):
@@ -68,11 +70,8 @@ class Run:
 
     def interrupted(self) -> str:
         """What stands, and how to go on."""
-        kept = (
-            "the same with --resume goes on"
-            if self._options.jsonl
-            else "--jsonl FILE would keep them"
-        )
+        file = self._options.jsonl
+        kept = "the same with --resume goes on" if file else "--jsonl FILE would keep them"
         return f"stopped after {self._rows} rows; {kept}"
 
     def _take(self, row: Row) -> None:

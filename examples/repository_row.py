@@ -17,7 +17,7 @@ MODULE = "orvel_tarnix.utils.git_utils"
 # A repository's own configuration names what fetches the objects that it lacks.
 NO_FETCHING = {"GIT_ALLOW_PROTOCOL": "none", "GIT_NO_LAZY_FETCH": "1"}
 
-# Rows are worth waiting for each other only so long.
+# A row is there for others only when its whole batch is.
 SECONDS_TOGETHER = 0.5
 
 Row = dict[str, Any]  # no `type`: that is pickled by its name

@@ -55,30 +55,13 @@ def run(root: Path, given: str | list[Any], *args: str) -> subprocess.CompletedP
     return subprocess.run(command, input=given, capture_output=True, **options)
 
 
-TOUCHED = [
-    ("src/a.py", 3),
-    ("./src/../src/a.py", 3),
-    ("src/a.py", 3, "ROOT"),
-    ("a.py", 3, "SRC"),  # a base on a base
-    ("src/a.py", 3, "%SRCROOT%"),  # which nothing explains
-    ("src/a.py", 3, "LOOP"),
-    (None, 3),  # an artifact
-    ("{root}/src/%C3%A4%20b%25c.py", 3),
-    ("src/a.py", 1, "", 3),
-    ("src/a.py", 7),  # above deleted lines
-    ("src/a.py",),  # all of it
-    ("fresh.py", 1),
-]
-UNTOUCHED = [
-    ("src/a.py", 1, "", 2),
-    ("{root}/src/%C3%A4 b%25c.py", 4),
-    ("src/a.py", 8),  # behind the deleted lines
-    ("file:///src/a.py", 3),
-    ("../src/a.py", 3),
-    ("file://host/src/a.py", 3),
-    ("https://example.org/src/a.py", 3),
-    (f"old/{MOVED[0]}", 3),
-]
+NAMES = [("./src/../src/a.py", 3), ("{root}/src/%C3%A4%20b%25c.py", 3), (None, 3)]
+BASES = [("src/a.py", 3, "ROOT"), ("a.py", 3, "SRC"), ("src/a.py", 3, "LOOP"), ("src/a.py", 3, "?")]
+LINES = [("src/a.py", 3), ("src/a.py", 1, "", 3), ("src/a.py", 7), ("src/a.py",), ("fresh.py", 1)]
+TOUCHED = [*NAMES, *BASES, *LINES]
+OTHER_LINES = [("src/a.py", 1, "", 2), ("{root}/src/%C3%A4 b%25c.py", 4), ("src/a.py", 8)]
+OTHER_FILES = ["file:///src/a.py", "../src/a.py", "file://host/src/a.py", "https://a.org/src/a.py"]
+UNTOUCHED = [*OTHER_LINES, *((name, 3) for name in [*OTHER_FILES, f"old/{MOVED[0]}"])]
 
 
 def test_touched_lines_are_told_by_every_kind_of_name(root: Path) -> None:

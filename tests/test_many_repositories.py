@@ -20,6 +20,7 @@ SCRIPT = str(EXAMPLES / "many_repositories.py")
 WITHOUT_MODULE = """import runpy, sys; sys.modules["orvel_tarnix"] = None; del sys.argv[0]
 runpy.run_module(sys.argv[0], run_name="__main__")"""
 ROW = ["2", "0", "2", "+2", "-2", "2", "2", "topic", "main"]
+STOPPED = r"many_repositories: stopped after \d+ rows; the same with --resume goes on\n"
 SINCE = "--since=2026-01-02"
 
 type Start = Callable[..., subprocess.Popen[str]]
@@ -71,8 +72,8 @@ def test_scheduler_and_client_do_without_the_module(start: Start, project: str) 
     start("-m", "distributed.cli.dask_worker", address, "--nthreads=1", "--no-nanny")
     client.stdin.write(f"{project}\n")
     client.stdin.flush()
-    rows = [client.stdout.readline().split() for _ in range(2)]
-    assert rows[1] == [*ROW, project]  # while standard input is still open
+    client.stdout.readline()  # the heading
+    assert client.stdout.readline().split() == [*ROW, project]  # standard input is still open
     scheduler.kill()
     assert client.communicate("/nowhere\n") == ("", "many_repositories: the scheduler is gone\n")
     assert client.returncode == 2
@@ -85,18 +86,17 @@ TROUBLE = {
     "foreign": "fatal: detected dubious ownership in repository at '.'",
     "damaged": "fatal: bad object HEAD",
     "none": "in no git repository",
-    "missing": "no directory",
 }
 
 
 def test_each_kind_of_trouble_has_its_row(
     start: Start, project: str, fake_git: FakeGit, tmp_path: Path
 ) -> None:
-    for name in TROUBLE.keys() - {"missing", "none"}:
+    for name in TROUBLE.keys() - {"none"}:
         shutil.copytree(project, tmp_path / name)
     (tmp_path / "none").mkdir()
-    for folder in (tmp_path / "damaged" / ".git" / "objects").iterdir():
-        shutil.rmtree(folder)
+    shutil.rmtree(tmp_path / "damaged" / ".git" / "objects")
+    (tmp_path / "damaged" / ".git" / "objects").mkdir()
     fake_git(f"""
         echo "$GIT_ALLOW_PROTOCOL $GIT_NO_LAZY_FETCH" >> seen
         case "$OLDPWD" in
@@ -112,27 +112,20 @@ def test_each_kind_of_trouble_has_its_row(
     assert (client.returncode, said) == (1, "")
     assert [*ROW, project] in map(str.split, output.splitlines())
     assert errors(tmp_path / "rows") == {project: None} | trouble
-    assert all(
-        output.count(f"  {root}: {error}\n") == 1 for root, error in trouble.items() if error
-    )
+    lines = {f"{root}: {error}" for root, error in trouble.items() if error}
+    assert lines <= {line.split(maxsplit=9)[-1] for line in output.splitlines()}
     assert set((fake_git.directory / "seen").read_text().splitlines()) == {"none 1"}
 
 
-STOPS = {signal.SIGINT: 130, signal.SIGKILL: -9}
-
-
-def test_ten_thousand_roots_are_answered_once_whatever_stops_the_client(
-    start: Start, project: str, tmp_path: Path
-) -> None:
+def test_ten_thousand_roots_are_resumed(start: Start, project: str, tmp_path: Path) -> None:
     trouble = {f"/nowhere/{number}": "no directory" for number in range(9_999)}
     (tmp_path / "roots").write_text("\n".join([*trouble, project]))
     command = [SCRIPT, "--from=roots", "--jsonl=rows", "--resume"]
-    for stop, code in STOPS.items():
+    for stop, code in {signal.SIGINT: 130, signal.SIGKILL: -9}.items():
         client = start(*command)
-        assert sum(1 for _ in zip(range(500), client.stdout, strict=False)) == 500
+        assert "" not in [client.stdout.readline() for _ in range(500)]
         os.killpg(client.pid, stop)  # as a terminal does it: the workers get it too
-        said = r"many_repositories: stopped after \d+ rows; the same with --resume goes on\n"
-        assert re.fullmatch(said if code > 0 else "", client.stderr.read())
+        assert re.fullmatch(STOPPED if code == 130 else "", client.stderr.read())
         assert client.wait() == code
     with (tmp_path / "rows").open("a") as cut:
         cut.write('{"root": "/nowhere/9998", "since": "3')
@@ -147,7 +140,6 @@ COMPLAINTS = {
     ("--jsonl=/nowhere/rows",): "[Errno 2] No such file or directory: '/nowhere/rows'",
     ("--jsonl=rows",): "rows has rows already: add --resume or name another file",
     ("--jsonl=rows", "--resume"): "rows has the rows since 1d, not 30d",
-    ("--resume",): "--resume goes on with the rows of --jsonl FILE",
     ("--scheduler=tcp://127.0.0.1:1",): "no scheduler at tcp://127.0.0.1:1: Timed out",
 }
 
