@@ -31,12 +31,14 @@ tools:
 FORCE:
 
 # The interpreter, and where this folder is: whatever was made with another or elsewhere has paths
-# of it inside, and goes.
+# of it inside, and goes; but what `make interpreters` has built takes long to build again.
 build/made-with: FORCE
 	@python=$$($(find_python)) || exit 1; \
 	 with=$$(printf '%s\n%s' "$$python" "$(CURDIR)"); \
 	 [ "$$with" = "$$(cat $@ 2>/dev/null)" ] || \
-	 { rm -rf build .venv && mkdir build && printf '%s\n' "$$with" > $@; }
+	 { mkdir -p build && rm -rf .venv && \
+	   find build -mindepth 1 -maxdepth 1 ! -name interpreters -exec rm -rf {} + && \
+	   printf '%s\n' "$$with" > $@; }
 
 .PHONY: demo
 demo: tools repository build/demo/module ## report on a branch of REPO=. (needs no package index)
