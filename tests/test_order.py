@@ -150,6 +150,7 @@ SHOWN["an error of git"] = Call("_git_output", (ROOT, ["bad"]))
 SHOWN["no git"] = Call("_git_output", (ROOT, ["missing"]))
 SHOWN["no branch"] = Call("branch_exists", (ROOT, "bad"))
 SHOWN["an ISO date"] = Call("parse_time_spec", ("2026-01-02T03:04:05+02:00",))
+SHOWN["no stamp"] = Call("parse_commit_changes", ("\x1ex\0",))
 SHOWN["no time"] = Call("parse_time_spec", ("soon",))
 
 

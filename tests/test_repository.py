@@ -113,30 +113,3 @@ def test_where_there_is_no_commit_each_query_fails_in_its_own_style(
         assert native.branch_exists(root, "main") is False
         with pytest.raises(native.GitError, match=error):
             native.count_commits(root, "main", "main")
-
-
-def test_the_queries_read_a_real_history(repository: Repository, tmp_path: Path) -> None:
-    root = repository.root
-    first = repository.commit({"a": "1"}, date="2026-01-01T12:00:00+00:00")
-    repository.git("tag", "--annotate", "--message=v1", "v1")
-    repository.git("switch", "--quiet", "--create", "topic/é")
-    second = repository.commit({"a": "2"}, date="2026-01-02T12:00:00+00:00")
-    assert native.get_head_commit(root, short=False) == second
-    assert second.startswith(native.get_head_commit(root))
-    assert native.resolve_commit(root, "v1") == native.resolve_commit(root, "main") == first
-    assert native.resolve_commit(root, "main^{tree}") is None
-    assert native.count_commits(root, "main", "topic/é") == 1
-    for moment, commit in ((datetime(2026, 1, 1, 12), first), (datetime(2026, 1, 1, 11), None)):
-        assert native.commit_before(root, "HEAD", moment) == commit
-    repository.git("checkout", "--quiet", "--detach")
-    assert native.resolve_display_branch(root) is None
-
-    repository.git("worktree", "add", "--quiet", "../tree", "v1", "-b", "tree")
-    assert native.find_git_root(tmp_path / "tree/below") == tmp_path / "tree"
-    assert native.resolve_display_branch(tmp_path / "tree") == "tree"
-    clone = tmp_path / "clone"
-    repository.git("clone", "--quiet", "--branch=main", str(root), str(clone))
-    assert native.branch_exists(clone, "topic/é")
-    assert not native.branch_exists(clone, "origin/v1")
-    repository.git("-C", str(clone), "remote", "set-head", "origin", "topic/é")
-    assert native.get_default_branch(clone) == "topic/é"

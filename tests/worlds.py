@@ -109,7 +109,7 @@ _TEXTS: dict[str, list[Any]] = {
         ":1 M\0a\0:1 A\0b\0\u0661\t2\ta\0",
         5,
     ],
-    "parse_commit_changes": [*_wide(LOG), f"C{LOG}\x1e 6 \0C7", "\x1e5\0\x1ex\0", 5],
+    "parse_commit_changes": [*_wide(LOG), f"C{LOG}\x1e 6 \0C7", "\x1e5\0\x1e6x\0", 5],
     "parse_line_spans": [
         *_wide(PATCH),
         "+++ a\n@@ -1, +1 @@\n@@ -1 +1 @@\n-\n+\n@@ -\u0661 +2 @@\n",
