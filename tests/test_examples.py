@@ -42,7 +42,8 @@ def project(tmp_path: Path) -> Repository:
     made.git("checkout", "--quiet", "-b", "side")
     made.commit({"a": "a\n"}, DATES[3], "Cal\x1b[2J <zoe@example.com>")
     made.git("checkout", "--quiet", BRANCH)
-    made.git("merge", "-q", "--no-ff", "-mTake\nside", "side", GIT_COMMITTER_DATE=DATES[4])
+    by = {"GIT_AUTHOR_NAME": "Z", "GIT_AUTHOR_EMAIL": "z@old", "GIT_COMMITTER_DATE": DATES[4]}
+    made.git("merge", "-q", "--no-ff", "-mTake\nside", "side", **by)
     made.git("checkout", "--quiet", "main")
     made.commit({"src/app.py": "".join(text[:5])}, DATES[5])
     made.git("checkout", "--quiet", BRANCH)
@@ -76,14 +77,13 @@ What {BRANCH} changed since it left main
   base        main ({project.git("rev-parse", "--short=12", "main").strip()}), 3 ahead, 1 behind
 
 3 commits that main lacks
-  2020-01-04  {merge}  Ann Lee     merge: Take side
+  2020-01-04  {merge}  Zoë & Co    merge: Take side
   2020-01-03  {side}  Cal\\x1b[2J  work (1 file, +1 -0)
   2020-01-02  {first}  Zoë & Co    work (5 files, +5 -5)
 
-3 authors
-  1  Ann Lee <ann@example.org>
+2 authors
+  2  Zoë & Co <zoe@example.com>
   1  Cal\\x1b[2J <zoe@example.com>
-  1  Zoë & Co <zoe@example.com>
 
 6 files, +6 -5 lines
   modified  +4  -3  src/app.py
@@ -97,6 +97,7 @@ What {BRANCH} changed since it left main
     )
     assert (text.stderr, facts["ahead"], facts["period"]) == ("", 3, None)
     assert facts["spans"]["src/app.py"][1] == {"start": 7, "end": 8, "added": True}
+    assert [*facts["spans"]] == ["a", ODD_NAME, "src/app.py"]
 
 
 PERIODS = {
@@ -117,10 +118,13 @@ def test_without_a_branch_to_compare_it_tells_of_a_period(
         project.git("checkout", "--quiet", "main")
         for number in range(9):
             project.commit({"a": str(number)}, DATES[6])
-    answer = run("--head=main", arg).stdout
+    report = run("--head=main", arg)
+    answer = report.stdout
     assert answer.startswith(title)
-    assert (reason in answer, "\n0 files" in answer) == (True, False)
+    assert (reason in answer, "\n0 files" in answer, report.stderr) == (True, False, "")
     assert f"\n{report_text.counted(commits, 'commit')} in the period\n" in answer
+    start = json.loads(run("--head=main", arg, "--json").stdout)["period"]["start"]
+    assert (start[:2], start[10]) == ("20", "T")
 
 
 # What the report is on, made by git beside the repository or just named, and what it says.
@@ -151,8 +155,11 @@ def test_a_repository_is_called_what_it_is(run: Run, project: Repository, place:
 
 def test_histories_without_a_commit_in_common_are_compared(run: Run, project: Repository) -> None:
     alone = project.git("commit-tree", "-m", "alone", f"{BRANCH}^{{tree}}").strip()
-    answer = run(f"--head={alone}").stdout
-    assert answer.startswith(f"How {alone} differs from main, with which it shares no commit\n")
+    answer = run(f"--head={alone[:12]}").stdout
+    assert answer.startswith(
+        f"How {alone[:12]} differs from main, with which it shares no commit\n"
+    )
+    assert f"\n  head        {alone[:12]}\n" in answer
     assert "\n1 commit that main lacks\n" in answer
 
 

@@ -83,6 +83,7 @@ def blank(module: ModuleType, name: str) -> None:
 
 
 CHANGES: dict[Callable[[ModuleType, str], object], list[str]] = {
+    delattr: NAMES,
     blank: NAMES,
     replace: [name for name in NAMES if callable(getattr(native, name))],
     recode: FUNCTIONS,
@@ -200,13 +201,6 @@ class Hidden(dict):
         return "other"
 
 
-class Asked(Hidden):
-    """One that ** asks."""
-
-    def __iter__(self) -> Any:
-        return iter(())
-
-
 class LostError(FileNotFoundError):
     """An error that is a file's, not git's, as far as anybody can tell."""
 
@@ -238,7 +232,7 @@ ERRORS = [KeyError, ValueError, OverflowError, TimeoutError, ConnectionError, Lo
 MAPPING_ERRORS = [OSError(), AttributeError(), KeyError(), KeyError(1), KeyError(1, 2)]
 TABLES = [{"t": "中", "\\": ""}, {"t": b"t"}, {"t": "\ud800"}, {"t": Shifted("t")}]
 EXPIRED = [(OSError, ValueError), 5, (FileNotFoundError, 5), (5, FileNotFoundError)]
-HIDDEN = [Hidden(said=1), Asked(said=1), {"cwd": "/"}, None, [("cwd", "/")], {1: 2}, {"said": 2}]
+HIDDEN = [Hidden(said=1), {"cwd": "/"}, None, [("cwd", "/")], {1: 2}, {"said": 2}]
 RESULTS = [("out \n", None, 0), ("out", None, 0.0), (None, None, 1), {"a": 1, "b": 2, "c": 0}]
 RESULTS += [("", " fatal: bad\n\x1c", 128), ["", " \n\xa0", True], ("", "", "0"), ("", "", 0)]
 RESULTS += [(), ("a", "", 0, 0), "abc", 5, None]
