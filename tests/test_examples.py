@@ -11,6 +11,7 @@ from datetime import datetime
 from pathlib import Path
 
 import branch_facts
+import command_line
 import pytest
 import report_charts
 import report_text
@@ -181,6 +182,7 @@ def test_lines_are_cut_for_a_terminal_only(run: Run) -> None:
     whole = run().stdout.splitlines()
     assert lines == [line if len(line) <= 30 else f"{line[:29]}\u2026" for line in whole]
     assert report_text.cut("\u65e5\u672c\u8a9e", 5) == "\u65e5\u672c\u2026"
+    assert report_text.width("\u65e5\uff21e\u0301") == 5
 
 
 def test_a_reader_may_stop_reading(run: Run) -> None:
@@ -189,6 +191,7 @@ def test_a_reader_may_stop_reading(run: Run) -> None:
     with os.fdopen(writer):
         answer = run(stdout=writer)
     assert (answer.stderr, answer.returncode) == ("", 0)
+    assert command_line._reason(OSError("warning: a\nb\x1b")) == "b\\x1b"
 
 
 @pytest.mark.parametrize("more", [0, 1, 2])

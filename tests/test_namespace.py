@@ -9,16 +9,13 @@ import logging
 import pickle
 import re
 import subprocess
-import sys
 import weakref
 from pathlib import Path
-from types import FunctionType, ModuleType, SimpleNamespace
+from types import FunctionType
 from unittest.mock import Mock
 
 import pytest
 from compare import FUNCTIONS, NOW, RECORDS, load_copy, native, neutral, outcome, plain
-
-HOST_MODULE = "orvel_tarnix.utils.process"
 
 
 def test_names_are_bound_in_the_order_of_the_body_and_there_are_no_others() -> None:
@@ -83,37 +80,14 @@ def test_parsed_records_are_those_that_the_constructors_make() -> None:
         assert {record, *made} == {record}
 
 
-def failed_import(patch: pytest.MonkeyPatch, name: str) -> BaseException:
-    patch.delitem(sys.modules, name)
-    with pytest.raises((ImportError, KeyboardInterrupt)) as caught:
-        importlib.import_module(name)
-    assert name not in sys.modules
-    return caught.value
-
-
-HOSTS = {"missing": None, "no module": SimpleNamespace()}
-HOSTS |= {name: ModuleType(HOST_MODULE) for name in ("empty", "misnamed", "half made")}
-HOSTS["misnamed"].__name__ = "misnamed"
-vars(HOSTS["half made"]).update(__file__="x", __spec__=SimpleNamespace(_initializing=True))
-
-
-@pytest.mark.parametrize("host", HOSTS)
-def test_an_import_fails_as_python_does_without_what_the_host_brings(
-    monkeypatch: pytest.MonkeyPatch, host: str
-) -> None:
-    monkeypatch.setitem(sys.modules, HOST_MODULE, HOSTS[host])
-    mine, its = (failed_import(monkeypatch, module.__name__) for module in (native, plain))
-    for part in ("__class__", "args", "name", "path", "name_from"):
-        assert getattr(mine, part) == getattr(its, part)
-
-
 @pytest.mark.parametrize("name", ["re.compile", "logging.getLogger", "dataclasses.dataclass"])
 def test_an_import_that_fails_half_way_fails_with_that_very_exception(name: str) -> None:
     error = KeyboardInterrupt("half-way")
     with pytest.MonkeyPatch.context() as patch:
         patch.setattr(name, Mock(side_effect=error))
-        assert failed_import(patch, native.__name__) is error
-    assert error.__context__ is None
+        with pytest.raises(KeyboardInterrupt) as caught:
+            load_copy(native, "half.git_utils")
+    assert (caught.value, error.__context__) == (error, None)
 
 
 def test_the_entry_is_the_only_exported_symbol() -> None:

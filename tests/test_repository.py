@@ -8,7 +8,7 @@ from typing import Any
 
 import pytest
 from compare import native
-from conftest import Repository, Runs
+from conftest import Runs
 
 # Where the search starts, and how many directories up the nearest one with an entry is.
 STARTS = {"r": 0, "r/a/b": 2, "r/.git/hooks": 2, "r/none/such": 2, "r/dangling": 1, "file": 0}
@@ -101,15 +101,3 @@ def test_each_query_runs_exactly_these_commands(
     calls = answer_runs(*[("", "", int(name[:2] in {"ge", "br"}))] * len(commands))
     getattr(either, name)(Path("r"), **asked)
     assert calls == commands
-
-
-def test_where_there_is_no_commit_each_query_fails_in_its_own_style(
-    repository: Repository, tmp_path: Path
-) -> None:
-    unborn, nothing = (repository.root, "unknown revision"), (tmp_path, "not a git repository")
-    for root, error in (unborn, nothing):
-        assert native.get_default_branch(root) == "main"
-        assert native.get_head_commit(root) is native.resolve_commit(root, "HEAD") is None
-        assert native.branch_exists(root, "main") is False
-        with pytest.raises(native.GitError, match=error):
-            native.count_commits(root, "main", "main")
