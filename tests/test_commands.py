@@ -22,7 +22,7 @@ def test_files_are_named_as_they_are_and_paths_taken_literally(repository: Repos
     assert native.diff_file_changes(root, "main", "topic") == [*commit.files]
     # What is no UTF-8 is replaced.
     odd = [name.encode(errors="surrogateescape").decode(errors="replace") for name in ODD_NAMES]
-    expected = {name: ("modified", 1, 1, None) for name in odd}
+    expected = dict.fromkeys(odd, ("modified", 1, 1, None))
     expected["new\tname"] = ("renamed", 0, 0, "old")
     assert {file.path: astuple(file)[1:] for file in commit.files} == expected
     lines = {name: [native.LineSpan(2, 2, added=False)] for name in odd}
