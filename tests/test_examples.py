@@ -213,6 +213,7 @@ MAY, DAY, NEVER = 1588291200, 86400, 2**60  # the first of May 2020; no calendar
 # Commits and their period: the step, its bars from left to right, and the ends of the axis.
 CHARTS = [
     ([MAY + 9 * DAY, MAY, MAY, NEVER], (1, 11), "day", [(3, 100), (93, 50)], "01 May to 11 May"),
+    ([MAY + 10 * DAY, MAY + 82800], None, "day", [(3, 100), (93, 100)], "01 May to 11 May"),
     ([MAY + 7200, MAY], None, "hour", [(23, 100), (73, 100)], "01 May to 01 May"),
     ([253402300799], None, "hour", [(48, 100)], "31 Dec to 31 Dec"),
     ([MAY + 99 * DAY, MAY], None, "week", [(1.5, 100), (99, 100)], "01 May to 08 Aug"),

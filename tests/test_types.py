@@ -3,13 +3,10 @@
 Annotations of functions and fields exist when the module runs, and are compared there.
 """
 
-import ast
 import json
 import subprocess
 import sys
 from pathlib import Path
-
-from orvel_tarnix.utils import git_utils
 
 PROGRAM = Path(__file__).parent / "typing" / "program.py"
 
@@ -22,10 +19,3 @@ def test_a_checker_finds_fault_with_misuse_only(tmp_path: Path) -> None:
     wrong = {each["line"] for each in reports if each["severity"] == "error"}
     marked = enumerate(PROGRAM.read_text("utf-8").splitlines(), 1)
     assert (run.stderr, wrong) == ("", {line for line, text in marked if text.endswith("# wrong")})
-
-
-def test_the_program_says_the_type_of_every_constant() -> None:
-    stub = ast.parse(Path(git_utils.__file__).with_name("git_utils.pyi").read_text("utf-8"))
-    declared = [each.target.id for each in stub.body if isinstance(each, ast.AnnAssign)]
-    program = PROGRAM.read_text("utf-8")
-    assert [name for name in declared if f"assert_type(git_utils.{name}, " not in program] == []

@@ -1,7 +1,6 @@
 """How each function is called, what git prints to it, and Python processes that may well crash."""
 
 import os
-import signal
 import subprocess
 import sys
 from collections.abc import Callable, Iterator
@@ -192,26 +191,12 @@ def shared_objects(module: ModuleType, call: Call) -> list[Any]:
     return [*vars(module).values(), *natives, state, type(state), *call.args, *parts]
 
 
-def python(*args: str, **popen: Any) -> subprocess.Popen[str]:
-    """Start a Python process that finds what this one finds; its output is captured."""
+def run_python(*args: str) -> str:
+    """What a Python process prints that finds what this one finds; it has to end well."""
     command = [sys.executable, "-X", "faulthandler", "-W", "error", *args]
     environment = os.environ | {"PYTHONPATH": os.pathsep.join(sys.path)}
-    pipe = subprocess.PIPE
-    return subprocess.Popen(command, env=environment, stdout=pipe, stderr=pipe, text=True, **popen)
-
-
-def finished(process: subprocess.Popen[str]) -> str:
-    """What the process prints; that it ends well is asserted, and one that hangs tells where."""
-    try:
-        stdout, stderr = process.communicate(timeout=PROCESS_LIMIT)
-    except subprocess.TimeoutExpired:
-        process.send_signal(signal.SIGABRT)
-        stdout, stderr = process.communicate()
-    assert process.returncode == 0, f"status {process.returncode}\n{stdout[-500:]}\n{stderr}"
-    return stdout
-
-
-def run_python(*args: str, **popen: Any) -> str:
-    """What such a process prints."""
-    with python(*args, **popen) as process:
-        return finished(process)
+    run = subprocess.run(
+        command, env=environment, capture_output=True, text=True, timeout=PROCESS_LIMIT
+    )
+    assert run.returncode == 0, f"status {run.returncode}\n{run.stdout[-500:]}\n{run.stderr}"
+    return run.stdout
