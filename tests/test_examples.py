@@ -205,6 +205,9 @@ def test_a_list_says_how_many_it_leaves_out(project: Repository, more: int) -> N
     )
     told = [line for line in report_text.report_lines(long) if line.startswith("  and ")]
     assert told == [f"  and {more} more {n}{end}" for n in ("commit", "author", "file") if more]
+    assert (
+        report_text.counted(1000 * more, "file") == ("0 files", "1,000 files", "2,000 files")[more]
+    )
     spans = [LineSpan(1, 1, added=False)] * (report_text.MOST_SPANS + more)
     assert report_text.span_text(spans).endswith(f"and {more} more span{end}" if more else "1, 1")
 
@@ -235,6 +238,7 @@ def test_the_chart_covers_the_period_and_a_calendar_has_its_times(row: tuple) ->
 
 
 def test_strips_show_each_kind_of_line_within_the_file() -> None:
-    spans = [LineSpan(1, 10, added=True), LineSpan(40, 40, added=False), LineSpan(999, 1000, True)]
+    spans = [LineSpan(1, 10, added=True), LineSpan(40, 40, added=False)]
+    spans += [LineSpan(999, 1000, added=True), LineSpan(1000, 1000, added=True)]
     marks = [(new, x.left, x.left + x.width) for new, x in report_charts.span_marks(spans, 1000)]
     assert marks == [(True, 0, 1), (False, 3.9, 4.2), (True, pytest.approx(99.7), 100)]

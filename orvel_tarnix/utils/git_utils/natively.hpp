@@ -51,6 +51,8 @@ consteval bool holds_all_of(std::span<const Name> wanted) {
 // answer is nothing, when the text is no plain str or one of the names in `used` is modified.
 template <const auto& used, class Read>
 auto natively(const Module& module, Borrowed text, Read read) {
+    // The check takes what a template puts here for parentheses.
+    // NOLINTNEXTLINE(readability-redundant-parentheses)
     constexpr std::span<const Name> names = used;
     static_assert(uses::holds_all_of(names), "uses::all lacks a name that is used natively");
     using Result = decltype(read(std::span<const Py_UCS1>()));
