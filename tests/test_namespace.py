@@ -9,6 +9,7 @@ import logging
 import pickle
 import re
 import subprocess
+import sys
 import weakref
 from pathlib import Path
 from types import FunctionType
@@ -115,6 +116,9 @@ def test_a_copy_shares_nothing_and_needs_no_place_among_the_imported_modules() -
 
 
 def test_a_copy_that_nobody_uses_is_collected() -> None:
+    gc.collect()
+    name = sys.intern("lore-book")  # one of those that a copy holds
+    before = sys.getrefcount(name)
     second = load_copy(native, "git_utils")
     second.parse_line_spans("+++ a\n@@ -1 +1 @@\n")
     assert outcome(second.run_git_command, "/", ("a",))[0] == "TypeError"
@@ -122,3 +126,4 @@ def test_a_copy_that_nobody_uses_is_collected() -> None:
     del second
     gc.collect()
     assert [remain() for remain in remains] == [None, None, None]
+    assert sys.getrefcount(name) == before
