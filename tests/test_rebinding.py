@@ -243,7 +243,7 @@ OTHERS: dict[str, dict[str, object]] = {
         "as good": SAME,
         "empty counts": re.compile(r"@@ -\d+(?:,(\d*))? \+(\d+)(?:,(\d+))? @@"),
     },
-    "_C_ESCAPE": {"other": re.compile("%([0-7]{3}|.)")},
+    "_C_ESCAPE": {"other": re.compile("%([0-7]{3}|.)"), "two": re.compile(r"\\(..)")},
     "_RELATIVE_SPEC": {"words": re.compile("(so)(on)"), "ASCII": re.compile("([0-9])([a-z])")},
     "_SPEC_UNITS": {"other": {"d": "hours"}, "number": {"d": 5}, "unknown": {"d": "years"}},
     "_STATUS_BY_LETTER": {
