@@ -17,7 +17,7 @@ TEST = f"{BUILD} && build/release/venv/bin/python -m pytest -qx --numprocesses=a
 # Beside those of the folder itself.
 ALWAYS = ["test_rebinding.py", "test_order.py", "test_namespace.py"]
 OWN = {"commands": "test_commands.py", "runner": "test_runner.py", "timespec": "test_timespec.py"}
-OWN |= {"repository": "test_repository.py", "parsing": "test_parsing.py", "text": "test_parsing.py"}
+OWN |= {"repository": "test_repository.py", "parsing": "test_parsing.py"}
 SECONDS = 600
 
 

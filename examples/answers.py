@@ -140,7 +140,10 @@ class _Questions:
         if (now := monotonic()) < self._looked + 1:
             return
         self._looked = now
-        self._threads = sum(self._client.nthreads().values())
+        try:
+            self._threads = sum(self._client.nthreads().values())
+        except OSError as error:
+            raise ConnectionError("the scheduler is gone") from error
         if cluster := self._client.cluster:
             # A local worker that dies as it starts is given up by its nanny, but not by us.
             if len(cluster.workers) < len(cluster.worker_spec):

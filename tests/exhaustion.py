@@ -116,7 +116,7 @@ def main(*, repeats: bool) -> None:
     logging.disable()
     gc.freeze()
     kept: list[object] = []
-    assert leaks(lambda: kept.append(object()))
+    assert not repeats or leaks(lambda: kept.append(object()))
     for call in WORLDLY_CALLS:
         print(f"{call!r:.120}", file=sys.stderr)
         with rebound(git_utils, call.world):

@@ -75,8 +75,8 @@ private:
             return false;
         }
         InlineValues& places = InlineValues::of(instance);
-        bool known = places.is_embedded == 1 && places.is_valid == 1 && places.size == size &&
-                     places.capacity >= size && places.capacity <= max_capacity;
+        bool known = places.is_embedded == 1 && places.is_valid == 1 && places.capacity >= size &&
+                     places.capacity <= max_capacity;
         for (std::size_t i = 0; known && i < size; ++i) {
             known = places.values()[i] == expected[i] && places.order()[i] == i;
         }

@@ -42,8 +42,7 @@ bool makes_plain_instances(const PyTypeObject* type) {
 template <class Visit>
 bool visit_class(const Module& module, Borrowed object, Borrowed members, Visit visit) {
     auto* type = reinterpret_cast<PyTypeObject*>(object.get());
-    if (!makes_plain_instances(type) ||
-        !visit(Ref::borrow(reinterpret_cast<PyObject*>(Py_TYPE(type))))) {
+    if (!makes_plain_instances(type)) {
         return false;
     }
     const Ref held = Ref::steal(PyType_GetDict(type));

@@ -6,9 +6,8 @@ namespace {
 // Where `**extra` takes its items from. A dict gives what is stored in it, whatever its class
 // overrides but __iter__. Any other mapping is asked through its methods.
 Ref items_source(Borrowed extra) {
-    const bool is_dict =
-        PyDict_Check(extra.get()) && Py_TYPE(extra.get())->tp_iter == PyDict_Type.tp_iter;
-    return is_dict ? Ref::steal(PyDict_Copy(extra.get())) : Ref::borrow(extra.get());
+    return PyDict_Check(extra.get()) ? Ref::steal(PyDict_Copy(extra.get()))
+                                     : Ref::borrow(extra.get());
 }
 
 // keywords.update(extra), but a key that is there already is an error.
