@@ -17,7 +17,7 @@ PATCH_CHARACTERS = 4_000_000
 PEER_CHARACTERS = 500_000
 FILES = 50_000
 COMMITS = 20_000
-OBJECTS = "the making of the records' objects, which is half of the time"
+OBJECTS = "the making of the records' objects, and the collector's one walk over them"
 # By kind of patch and bytes a character.
 PATCH_TARGETS = {"dense": {1: 8, 2: 7, 4: 8}, "sparse": {1: 15, 2: 10, 4: 15}}
 LINES_A_HUNK = {"dense": DENSE_HUNK, "sparse": SPARSE_HUNK}
