@@ -5,8 +5,7 @@ import os
 import subprocess
 import sys
 import time
-from collections.abc import Callable, Iterator
-from contextlib import contextmanager
+from collections.abc import Callable
 from pathlib import Path
 from types import ModuleType
 
@@ -18,36 +17,23 @@ from orvel_tarnix.utils import git_utils
 
 IDENTITY = {"GIT_AUTHOR_NAME": "Ann Lee", "GIT_AUTHOR_EMAIL": "ann@example.org"}
 IDENTITY |= {"GIT_COMMITTER_NAME": "Cy Dee", "GIT_COMMITTER_EMAIL": "cy@example.org"}
+NOTHING = os.open(os.devnull, os.O_RDONLY)
 
 type Log = list[tuple[str, str, tuple[object, ...], type]]
 type Runs = Callable[..., list[list[str]]]
 
 
-@contextmanager
-def standard_input(source: int) -> Iterator[None]:
-    """Let child processes inherit `source` as their standard input."""
-    with os.fdopen(os.dup(0)) as kept:
-        os.dup2(source, 0)
-        try:
-            yield
-        finally:
-            os.dup2(kept.fileno(), 0)
-
-
 @pytest.fixture(autouse=True)
-def _hermetic(tmp_path_factory: pytest.TempPathFactory) -> Iterator[None]:
+def _hermetic(monkeypatch: pytest.MonkeyPatch, tmp_path_factory: pytest.TempPathFactory) -> None:
+    for name in [name for name in os.environ if name.startswith("GIT_")]:
+        monkeypatch.delenv(name)
+    config = dict.fromkeys(["GIT_CONFIG_GLOBAL", "GIT_CONFIG_SYSTEM"], os.devnull)
     home = str(tmp_path_factory.mktemp("home"))
-    with pytest.MonkeyPatch.context() as patch:
-        for name in [name for name in os.environ if name.startswith("GIT_")]:
-            patch.delenv(name)
-        config = dict.fromkeys(["GIT_CONFIG_GLOBAL", "GIT_CONFIG_SYSTEM"], os.devnull)
-        machine = {"HOME": home, "XDG_CONFIG_HOME": home, "LC_ALL": "C.UTF-8", "TZ": "UTC"}
-        for name, value in (IDENTITY | config | machine).items():
-            patch.setenv(name, value)
-        time.tzset()
-        with Path(os.devnull).open("rb") as nothing, standard_input(nothing.fileno()):
-            yield
+    machine = {"HOME": home, "XDG_CONFIG_HOME": home, "LC_ALL": "C.UTF-8", "TZ": "UTC"}
+    for name, value in (IDENTITY | config | machine).items():
+        monkeypatch.setenv(name, value)
     time.tzset()
+    os.dup2(NOTHING, 0)
 
 
 @pytest.fixture(params=[git_utils, plain_python], ids=["native", "plain"])

@@ -8,18 +8,19 @@ import inspect
 import logging
 import resource
 import sys
-from collections.abc import Callable, Sequence
+from collections.abc import Callable, Iterator
 from functools import partial
-from itertools import count
+from itertools import count, takewhile
 from pathlib import Path
+from typing import Any
 
 try:
     import _testcapi
 except ImportError:
     sys.exit("allocations cannot be made to fail: this interpreter has no _testcapi")
 
-from compare import described
-from worlds import WORLDLY_CALLS, Call, answer, rebound, shared_objects
+from compare import described, outcome
+from worlds import WORLDLY_CALLS, Call, answer, rebound
 
 from orvel_tarnix.utils import git_utils
 
@@ -51,39 +52,41 @@ def starved(function: Callable[[], object], nth: int) -> tuple[object, bool]:
     return result, has_so_many
 
 
-def sweep(function: Callable[[], object], expected: object, shared: Sequence[object]) -> set[str]:
+def shared_objects(call: Call) -> list[Any]:
+    """What many calls have in common and none may keep: the namespace, natives, the arguments."""
+    names = vars(git_utils).values()
+    closures = filter(None, (getattr(each, "__closure__", None) for each in names))
+    natives = [cell.cell_contents for (cell,) in closures]
+    state = natives[0].__self__
+    parts = [part for arg in call.args if isinstance(arg, list | tuple | dict) for part in arg]
+    return [*names, *natives, state, type(state), *call.args, *parts]
+
+
+def failures(call: Call) -> Iterator[str]:
     """Every outcome that is neither the expected one nor a MemoryError, and references kept."""
-    wrong = set()
-    for nth in count():
+    expected, shared = answer(git_utils, call), shared_objects(call)
+    function = getattr(git_utils, call.name)
+    bound = inspect.signature(function).bind(*call.args, **call.kwargs)
+    bound.apply_defaults()
+    # Just the native body: the Python function around it is the interpreter's.
+    native = partial(function.__closure__[0].cell_contents, *bound.arguments.values())
+    has_so_many = True
+    for nth in takewhile(lambda _: has_so_many, count()):
         gc.collect()
         before = [sys.getrefcount(each) for each in shared]
-        result, has_so_many = starved(function, nth)
+        result, has_so_many = starved(native, nth)
         if not isinstance(result, MemoryError):
             made = type(result).__name__, repr(result)
             found = described(result) if isinstance(result, Exception) else made
             if found != expected and not ": ".join(found[:2]).startswith(INTERPRETERS_OWN):
-                wrong.add(f"{nth}: {found}")
+                yield f"{nth}: {found}"
         del result
         gc.collect()
         if before != [sys.getrefcount(each) for each in shared]:
-            wrong.add(f"{nth}: references are kept")
-        if not has_so_many:
-            break
-    return wrong
+            yield f"{nth}: references are kept"
 
 
-def sweep_call(call: Call) -> set[str]:
-    """The same of one call of a native function, as its Python face calls it."""
-    with rebound(git_utils, call.world):
-        expected = answer(git_utils, call)
-        function = getattr(git_utils, call.name)
-        bound = inspect.signature(function).bind(*call.args, **call.kwargs)
-        bound.apply_defaults()
-        native = partial(function.__closure__[0].cell_contents, *bound.arguments.values())
-        return sweep(native, expected, shared_objects(git_utils, call))
-
-
-def leaks(run: Callable[[], object]) -> bool:
+def leaks(call: Call) -> Iterator[str]:
     """Whether each of fifty rounds leaves something behind for every second call.
 
     The interpreter's own caches fill for some hundred calls; a leak grows in every round.
@@ -93,11 +96,11 @@ def leaks(run: Callable[[], object]) -> bool:
         gc.collect()
         after = sys.getallocatedblocks()
         if after - before < 20:
-            return False
+            return
         before = after
         for _ in range(40):
-            run()
-    return True
+            answer(git_utils, call)
+    yield "leaks"
 
 
 def grow() -> None:
@@ -105,27 +108,21 @@ def grow() -> None:
     name = "a" * (64 << 20)
     size = int(Path("/proc/self/statm").read_text(encoding="ascii").split()[0])
     resource.setrlimit(resource.RLIMIT_AS, (size * resource.getpagesize() + (32 << 20),) * 2)
-    try:
-        git_utils._unquote(name)
-    except MemoryError:
-        print("MemoryError")
+    print(outcome(git_utils._unquote, name)[0])
 
 
-def main(*, repeats: bool) -> None:
+def main(check: Callable[[Call], Iterator[str]]) -> None:
     """Prints what is wrong, and on standard error what is looked at, should that crash."""
     logging.disable()
     gc.freeze()
     kept: list[object] = []
-    assert not repeats or leaks(lambda: kept.append(object()))
-    for call in WORLDLY_CALLS:
+    keeping = Call("keep", (), {}, {"keep": lambda: kept.append(object())})
+    for call in [*WORLDLY_CALLS, *[keeping] * (check is leaks)]:
         print(f"{call!r:.120}", file=sys.stderr)
         with rebound(git_utils, call.world):
-            if repeats and leaks(partial(answer, git_utils, call)):
-                print(f"{call!r:.120} leaks")
-        for wrong in () if repeats else sweep_call(call):
-            print(f"{call!r:.120}: {wrong:.200}")
-    print(len(WORLDLY_CALLS), "calls")
+            for wrong in check(call):
+                print(f"{call.name} {call.args!r:.120}: {wrong:.200}")
 
 
 if __name__ == "__main__":
-    grow() if sys.argv[1:] == ["grow"] else main(repeats=sys.argv[1:] == ["leaks"])
+    grow() if sys.argv[1] == "grow" else main(globals()[sys.argv[1]])

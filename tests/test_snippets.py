@@ -8,7 +8,6 @@ from pathlib import Path
 
 import pytest
 import sample_repository
-from conftest import standard_input
 
 from orvel_tarnix.utils import git_utils
 
@@ -28,12 +27,12 @@ def test_what_a_snippet_prints_is_what_the_page_says(
     session = "\n".join(code for language, code, _ in SNIPPETS[page] if language == "pycon")
     test = doctest.DocTestParser().get_doctest(session, {}, page, page, 0)
     differences: list[str] = []
-    with standard_input(os.openpty()[1]):
-        doctest.DocTestRunner(optionflags=doctest.ELLIPSIS).run(test, out=differences.append)
-        for language, code, printed in SNIPPETS[page]:
-            if language == "python":
-                exec(code, {})
-                assert capsys.readouterr().out == printed
+    os.dup2(os.openpty()[1], 0)
+    doctest.DocTestRunner(optionflags=doctest.ELLIPSIS).run(test, out=differences.append)
+    for language, code, printed in SNIPPETS[page]:
+        if language == "python":
+            exec(code, {})
+            assert capsys.readouterr().out == printed
     assert "".join(differences) == ""
 
 

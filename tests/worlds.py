@@ -182,15 +182,6 @@ WORLDLY_CALLS = [
 ]
 
 
-def shared_objects(module: ModuleType, call: Call) -> list[Any]:
-    """What many calls have in common and none may keep: the namespace, natives, the arguments."""
-    closures = [getattr(each, "__closure__", None) for each in vars(module).values()]
-    natives = [closure[0].cell_contents for closure in closures if closure]
-    state = natives[0].__self__
-    parts = [part for arg in call.args if isinstance(arg, list | tuple | dict) for part in arg]
-    return [*vars(module).values(), *natives, state, type(state), *call.args, *parts]
-
-
 def run_python(*args: str) -> str:
     """What a Python process prints that finds what this one finds; it has to end well."""
     command = [sys.executable, "-X", "faulthandler", "-W", "error", *args]
