@@ -10,7 +10,7 @@ import resource
 import sys
 from collections.abc import Callable, Iterator
 from functools import partial
-from itertools import count, takewhile
+from itertools import count
 from pathlib import Path
 from typing import Any
 
@@ -70,8 +70,7 @@ def failures(call: Call) -> Iterator[str]:
     bound.apply_defaults()
     # Just the native body: the Python function around it is the interpreter's.
     native = partial(function.__closure__[0].cell_contents, *bound.arguments.values())
-    has_so_many = True
-    for nth in takewhile(lambda _: has_so_many, count()):
+    for nth in count():
         gc.collect()
         before = [sys.getrefcount(each) for each in shared]
         result, has_so_many = starved(native, nth)
@@ -84,6 +83,8 @@ def failures(call: Call) -> Iterator[str]:
         gc.collect()
         if before != [sys.getrefcount(each) for each in shared]:
             yield f"{nth}: references are kept"
+        if not has_so_many:
+            break
 
 
 def leaks(call: Call) -> Iterator[str]:

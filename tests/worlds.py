@@ -91,13 +91,19 @@ def _wide(text: str) -> Iterator[str]:
     yield from (text, text.replace("a", "\u1234"), text.replace("a", "\U0001f600"), Text(text))
 
 
-class Long(Text):
-    """A text that says of itself that it is longer than it is."""
-
-    def __len__(self) -> int:
-        return 9000
+def odd(kind: type, *args: object, **methods: Callable[..., object]) -> Any:
+    """What the arguments make of the class, but with methods of its own."""
+    return type(kind.__name__, (kind,), methods)(*args)
 
 
+_LONG = odd(Text, "a", __len__=lambda _: 9000)  # it says so of itself
+# What a loop over the one iterator goes over is not what the iterator gives.
+_ITERATOR = odd(object, __iter__=lambda _: iter([":R", ":M"]), __next__=lambda _: "next")
+_TOKENS = odd(object, __iter__=lambda _: _ITERATOR)
+_WHOLE: Any = lambda text, *_: text  # noqa: E731
+_HEADER = odd(str, "\x1e", strip=lambda _: None, lstrip=_WHOLE, __getitem__=_WHOLE)
+_OUTPUT = odd(object, split=lambda *_: [_HEADER, "lost", "\x1e5"])
+_HUGE = "9" * 20
 _ESCAPED = ["\\3\u06633", "\\777", "\\038", "\ud800", "\\\udfff"]
 _EDGES = "\x7f\x80\u07ff\u0800\uffff\U00010000"
 _TEXTS: dict[str, list[Any]] = {
@@ -108,22 +114,23 @@ _TEXTS: dict[str, list[Any]] = {
         ":1 M\0a\0:1 A\0b\0\u0661\t2\ta\0",
         5,
     ],
-    "parse_commit_changes": [*_wide(LOG), f"C{LOG}\x1e 6 \0C7", "\x1e5\0\x1e6x\0", 5],
+    "parse_commit_changes": [*_wide(LOG), f"C{LOG}\x1e 6 \0C7", "\x1e5\0\x1e6x\0", _OUTPUT, 5],
     "parse_line_spans": [
         *_wide(PATCH),
         "+++ a\n@@ -1, +1 @@\n@@ -1 +1 @@\n-\n+\n@@ -\u0661 +2 @@\n",
-        f"+++ a\n@@ -1,{'9' * 40} +2 @@\n",
+        f"+++ a\n@@ -1,-{_HUGE} +1 @@\n+x\n+++ b\n@@ -1 +2,-1 @@\n@@ -3 +4,{_HUGE} @@\n+++ c",
+        f"+++ a\n@@ -1,{_HUGE} +2 @@\n",
         f"+++ a\n@@ -1 +{'9' * 5000} @@\n",
         '+++ "\\777"\n',
         5,
     ],
-    "_file_changes": [TOKENS, (), [5], {":M": 1, "a": 2}, [b":M"], 5],
+    "_file_changes": [TOKENS, (), [5], {":M": 1, "a": 2}, [b":M"], _TOKENS, 5],
     "_line_count": ["12", "-", Text("3"), "\u0663", "9" * 5000, 5],
     "_patch_path": ["a b\t", '"\\303\\244\\t"', "/dev/null", '"', Text('"x"'), b'"a"', 5],
     "_unquote": [*_wide("a\\303\\244\\n%t\\t\\q\\\\"), *_ESCAPED, _EDGES, 5],
     "_path_batches": [
         *(["a" * 9000] * 3, ("é" * 7999,) * 3, ["a" * 20000, "b"], ["a", "b" * 20000], "ab"),
-        *([Long("a")] * 3, {"a": 1}, ["a" * 16000, (1, 2)], [5], 5),
+        *([_LONG] * 3, {"a": 1}, ["a" * 16000, (1, 2)], [5], 5),
     ],
     "normalize_branch_name": [
         *_wide("\x85 origin/refs/heads/remotes/refs/remotes/ a\u3000"),
