@@ -171,11 +171,6 @@ def mourn(record: Any) -> list[str]:
     return told
 
 
-def fickle(table: dict[str, str]) -> None:
-    """Let the table's keys be found at every second look."""
-    table |= {Fickle(each): table.pop(each) for each in [*table]}
-
-
 PATCHES: dict[str, Callable[[Any], object]] = {
     "constructor": lambda record: setattr(record, "__init__", swapped(record)),
     "no constructor": lambda record: delattr(record, "__init__"),
@@ -201,7 +196,7 @@ CHANGES: list[tuple[str, Change, list[str]]] = [
     ("delete", delattr, NAMES),
     ("replace", replace, [name for name in NAMES if callable(getattr(native, name))]),
     ("recode", recode, FUNCTIONS),
-    ("odd keys", patched(fickle), ["_STATUS_BY_LETTER"]),
+    ("odd keys", lambda *where: setattr(*where, {Fickle("M"): "M"}), ["_STATUS_BY_LETTER"]),
     *((what, patched(patch), RECORDS) for what, patch in PATCHES.items()),
     *((what, bound(value), [name]) for name in OTHERS for what, value in OTHERS[name].items()),
 ]
