@@ -7,6 +7,7 @@ name, or an error is raised.
 
 import functools
 from collections.abc import Callable
+from operator import contains, getitem, sub, truediv
 from types import ModuleType, SimpleNamespace
 from typing import Any
 
@@ -73,8 +74,9 @@ class Teller:
 
     def ask(self, what: str, answer: Callable[..., object], *args: object, **kw: object) -> Any:
         events.tell(f"{self.name}{what}")
-        args = tuple(arg.value if isinstance(arg, Teller) else arg for arg in args)
-        return watched(answer(*args, **kw), f"{self.name}{what}")
+        told = [arg.value if isinstance(arg, Teller) else arg for arg in args]
+        told = [str.__str__(arg) if isinstance(arg, str) else arg for arg in told]
+        return watched(answer(*told, **kw), f"{self.name}{what}")
 
     def __getattr__(self, name: str) -> object:
         return self.ask(f".{name}", getattr, self, name)
@@ -83,21 +85,15 @@ class Teller:
         return self.ask(f"{args}{[*keywords]}", self.value, *args, **keywords)
 
     def __iter__(self) -> object:
-        if hasattr(self.value, "__next__"):
-            return self
-        return self.ask(".iter", iter, self)
-
-    def __bool__(self) -> bool:
-        return self.ask(".bool", bool, self)
+        return self if hasattr(self.value, "__next__") else self.ask(".iter", iter, self)
 
 
-for _name in ["getitem", "contains", "next", "truediv", "sub", "format", "str"]:
+for _use in (getitem, contains, truediv, sub, next, format, bool, str):
 
-    def _special(self: Teller, *args: object, name: str = f"__{_name}__") -> object:
-        args = tuple(str.__str__(arg) if isinstance(arg, str) else arg for arg in args)
-        return self.ask(f".{name}{args}", getattr(type(self.value), name), self, *args)
+    def _special(self: Teller, *args: object, use: Callable[..., object] = _use) -> object:
+        return self.ask(f".{use.__name__}{args}", use, self, *args)
 
-    setattr(Teller, f"__{_name}__", _special)
+    setattr(Teller, f"__{_use.__name__}__", _special)
 
 
 def watched(value: object, name: str) -> object:
