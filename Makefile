@@ -78,10 +78,9 @@ build/demo/module: $(sources) build/made-with
 	@$(pip_install) --no-build-isolation --no-deps --force-reinstall .
 	@touch $@
 
-# Tests of what a type checker answers and of the examples whose libraries are large: `make check`
-# runs them, and `make test` where TESTS names one of them.
-tests_for_check := $(wildcard tests/test_types.py tests/test_many_repositories.py \
-    tests/test_changed_findings.py)
+# Tests of the examples whose libraries are large: `make check` runs them, and `make test` where TESTS
+# names one of them.
+tests_for_check := $(wildcard tests/test_many_repositories.py tests/test_changed_findings.py)
 groups_for_check := .venv/group-examples .venv/group-check
 
 .PHONY: test

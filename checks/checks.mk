@@ -64,8 +64,11 @@ lint: build/asan/module .venv/group-test .venv/group-check
 	 { grep error: build/tidy.log; exit 1; }
 
 .PHONY: stub
+# From elsewhere, the program is checked against the installed package.
 stub: .venv/module .venv/group-check
 	@MYPY_CACHE_DIR=.cache/mypy $(venv_python) -m mypy.stubtest orvel_tarnix.utils.git_utils
+	@cd build && MYPY_CACHE_DIR=../.cache/mypy ../$(venv_python) -m mypy --strict \
+	    --no-error-summary ../tests/typing/program.py
 
 .PHONY: corpus
 corpus: build/asan/module build/thread_exit.so

@@ -1,4 +1,4 @@
-"""A program in which each line that is marked is misuse, and no other is."""
+"""A program whose ignored lines are misuse: `make stub` fails where one is not, or another is."""
 
 import logging
 import re
@@ -9,13 +9,13 @@ from orvel_tarnix.utils import git_utils
 
 root = git_utils.find_repo_root()
 assert_type(root, Path)
-git_utils.get_head_commit(str(root))  # wrong
-git_utils.diff_line_spans(root, "main", "HEAD")  # wrong
-git_utils.log_commit_changes(root, since="7d", ref=None, max_commits=1)  # wrong
-git_utils.run_git_command(root, ("status",))  # wrong
-git_utils.LineSpan(1, 2, added=True).start = 3  # wrong
-git_utils.resolve_commit(root, "main").upper()  # wrong
-git_utils.parse_line_spans("")[0]  # wrong
+git_utils.get_head_commit(str(root))  # type: ignore[arg-type]
+git_utils.diff_line_spans(root, "main", "HEAD")  # type: ignore[call-arg]
+git_utils.log_commit_changes(root, since="7d", ref=None, max_commits=1)  # type: ignore[arg-type]
+git_utils.run_git_command(root, ("status",))  # type: ignore[arg-type]
+git_utils.LineSpan(1, 2, added=True).start = 3  # type: ignore[misc]
+git_utils.resolve_commit(root, "main").upper()  # type: ignore[union-attr]
+git_utils.parse_line_spans("")[0]  # type: ignore[index]
 error: RuntimeError = git_utils.GitError("no such revision")
 moment = git_utils.datetime.now() - git_utils.timedelta(days=7)
 output = git_utils.subprocess.run("git", **git_utils.get_subprocess_hidden_kwargs()).stdout
