@@ -1,12 +1,13 @@
 """Reading git's change streams, logs, patches and quoted names."""
 
+import gc
 from dataclasses import astuple
 from pathlib import Path
 from types import ModuleType
 
 import pytest
-from compare import Text
-from worlds import run_python
+from compare import Text, assert_alike
+from worlds import odd, run_python
 
 HUGE = "9" * 25
 # A text with one of these is stored in one, two or four bytes a character.
@@ -80,6 +81,22 @@ def test_each_hunk_is_a_span_of_the_newer_side(either: ModuleType, wide: str, pa
             for span in of_path
         ]
         assert ", ".join(told) == expected
+
+
+DEEDS = {"empties": dict.clear, "grows": lambda held: held.update(c=("added", None))}
+DEEDS |= {"breaks": lambda held: held.update(b=5), "shortens": lambda held: held.update(b=("x",))}
+
+
+@pytest.mark.parametrize("deed", DEEDS)
+def test_a_path_may_change_the_map_that_it_is_looked_up_in(deed: str) -> None:
+    def equals(path: str, other: object) -> bool:
+        for each in gc.get_referrers(path):
+            if type(each) is dict and any(key is path for key in each):
+                DEEDS[deed](each)
+        return str.__eq__(path, other)
+
+    path = odd(str, "a", __eq__=equals, __hash__=str.__hash__)
+    assert_alike("_file_changes", [":M", path, ":M", "b", "1\t2\ta"])
 
 
 def test_the_kept_inputs_of_the_fuzzer_are_read_as_python_reads_them() -> None:

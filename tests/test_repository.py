@@ -34,18 +34,16 @@ def test_the_root_is_the_nearest_directory_above_that_has_a_git_entry(
 
 
 def test_a_branch_has_one_short_name_and_one_directory(either: ModuleType) -> None:
-    assert either.normalize_branch_name("\u3000origin/refs/heads/x/é\x85") == "x/é"
+    assert either.normalize_branch_name("\u3000origin/refs/heads/x/é\x85") == (name := "x/é")
+    assert either.normalize_branch_name(name) is either._patch_path(name) is name
     lore_book = Path("some/place/memory/lore-book")
     directories = {"fix: é/y\\٣²-.": "fix__é__y__٣²-.", "/" * 60: "_" * 100, "": "default"}
     for branch, directory in directories.items():
         assert either.wiki_directory(Path("some/place"), branch) == lore_book / directory
 
 
-class Branch(str, Enum):  # noqa: UP042 - it shows another text than its characters
-    """A name whose characters count, whatever it calls itself."""
-
-    MAIN = "main"
-    OTHER = "origin/x"
+# Their characters count, whatever they call themselves.
+MAIN, OTHER = Enum("Branch", {"MAIN": "main", "OTHER": "origin/x"}, type=str)
 
 
 def query(name: str, /, *commands: str, **asked: object) -> object:
@@ -60,7 +58,6 @@ PATCH = f"-c core.quotepath=off --literal-pathspecs diff {' '.join(native._PATCH
 LOG = "log --since=2026-09-01~07:05:09 --max-count={} --no-show-signature --format=%x1e%ct --raw "
 LOG += "--numstat -M -z"
 AT = datetime(2026, 9, 1, 7, 5, 9, 999999, timezone(timedelta(hours=5)))
-MAIN, OTHER = Branch.MAIN, Branch.OTHER
 ORIGIN = "symbolic-ref refs/remotes/origin/HEAD"
 QUERIES = [
     query("resolve_display_branch", "branch --show-current"),

@@ -9,20 +9,15 @@ from unittest.mock import Mock
 
 import pytest
 from conftest import FakeGit, Log
+from worlds import odd
 
 FAILED = "git command failed: args=%s rc=%s stderr=%s"
 LATE = "git command timed out after %ss: args=%s"
 MISSING = "git executable not found while running args=%s"
 
 
-class Place:
-    """What has another name as text than for the file system."""
-
-    def __str__(self) -> str:
-        return "some/where"
-
-    def __fspath__(self) -> str:
-        return "elsewhere"
+# What has another name as text than for the file system.
+PLACE = odd(object, __str__=lambda _: "some/where", __fspath__=lambda _: "elsewhere")
 
 
 def test_git_is_launched_with_these_keywords_in_this_order(
@@ -38,7 +33,7 @@ def test_git_is_launched_with_these_keywords_in_this_order(
     hidden = iter([{"z": 1, "env": None}, MappingProxyType({})])
     monkeypatch.setattr(either, "get_subprocess_hidden_kwargs", lambda: next(hidden))
     args = ["log", "-1"]
-    assert either.run_git_command(Place(), args) == ("out ", " err", 0)
+    assert either.run_git_command(PLACE, args) == ("out ", " err", 0)
     assert either.run_git_command("here", args, timeout=None) == ("out ", " err", 0)
     fixed = [("capture_output", True), ("encoding", "utf-8"), ("errors", "replace")]
     command = (["git", "log", "-1"],)
