@@ -3,6 +3,7 @@
 The interpreter's allocators are the ones that fail; C++ has its own, which `grow` exhausts.
 """
 
+import _testcapi  # not every distribution of Python has it in its main package
 import gc
 import inspect
 import logging
@@ -13,11 +14,6 @@ from functools import partial
 from itertools import count
 from pathlib import Path
 from typing import Any
-
-try:
-    import _testcapi
-except ImportError:
-    sys.exit("allocations cannot be made to fail: this interpreter has no _testcapi")
 
 from compare import described, outcome
 from worlds import WORLDLY_CALLS, Call, answer, rebound

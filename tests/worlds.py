@@ -134,14 +134,7 @@ _TEXTS: dict[str, list[Any]] = {
         *_wide("\x85 origin/refs/heads/remotes/refs/remotes/ a\u3000"),
         *("origin/", "refs/heads/x/origin/", "", None),
     ],
-    "sanitize_branch_name": [
-        *_wide("a/b\\c d"),
-        "/²" * 60,
-        "é" * 99 + "/-",
-        "日" * 101,
-        _EDGES,
-        "",
-    ],
+    "sanitize_branch_name": [*_wide("a/b\\c d"), "/²" * 60, "é" * 99 + "/-", "日" * 101, _EDGES],
     "parse_time_spec": [
         *("7d", " 2026-01-02 ", "2026-01-02T03:04:05+02:00", "soon", Text("7d"), "739318d"),
         *("", " 0d", "7", "7D", "1.5h", "\u0660\u0660w", "²d", "9" * 400 + "m", "it's \"\ud800"),
