@@ -49,13 +49,9 @@ def starved(function: Callable[[], object], nth: int) -> tuple[object, bool]:
 
 
 def shared_objects(call: Call) -> list[Any]:
-    """What many calls have in common and none may keep: the namespace, natives, the arguments."""
-    names = vars(git_utils).values()
-    closures = filter(None, (getattr(each, "__closure__", None) for each in names))
-    natives = [cell.cell_contents for (cell,) in closures]
-    state = natives[0].__self__
+    """What calls have in common and none may keep: the module, what it holds, the arguments."""
     parts = [part for arg in call.args if isinstance(arg, list | tuple | dict) for part in arg]
-    return [*names, *natives, state, type(state), *call.args, *parts]
+    return [git_utils, *vars(git_utils).values(), *call.args, *parts]
 
 
 def failures(call: Call) -> Iterator[str]:
