@@ -87,7 +87,7 @@ class Fickle(str):
 QUIET = odd(dict, get=lambda _, key, *_default: f"<{key}>")
 SHIFTED = odd(str, "t", encode=lambda *_: b"shifted")  # it shows another text than it encodes
 HIDDEN_VALUES = odd(dict, {"said": 1}, __getitem__=lambda *_: "other")  # ** does not ask for them
-BROKEN = MagicMock(**{"__iter__.side_effect": TypeError("from inside")})
+BROKEN = odd(object, __iter__=Mock(side_effect=TypeError("from inside")))
 LOST_ERROR = type("LostError", (FileNotFoundError,), {})  # of a file, not of git
 NO_ERROR = type("NoError", (KeyError,), {"__new__": lambda *_: 5})  # without instances
 ERRORS = [KeyError, ValueError, OverflowError, TimeoutError, ConnectionError, LOST_ERROR]
@@ -183,6 +183,7 @@ def patched(patch: Callable[[Any], object]) -> Change:
 # What is done, how, and to which names.
 CHANGES: list[tuple[str, Change, list[str]]] = [
     ("delete", delattr, NAMES),
+    ("blank", bound(None), NAMES),
     ("replace", replace, [name for name in NAMES if callable(getattr(native, name))]),
     ("recode", recode, FUNCTIONS),
     ("odd keys", lambda *at: setattr(*at, {Fickle(x): x for x in "MAR"}), ["_STATUS_BY_LETTER"]),
