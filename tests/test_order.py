@@ -10,6 +10,7 @@ from collections.abc import Callable
 from operator import contains, getitem, sub, truediv
 from types import ModuleType, SimpleNamespace
 from typing import Any
+from unittest.mock import patch
 
 import pytest
 from compare import NAMES, StoppedClock, load_copy, native, outcome, plain
@@ -121,7 +122,8 @@ NATIVE, PLAIN = observed(native), observed(plain)
 
 def course(of: tuple[ModuleType, dict[str, object]], call: Call, at: int, how: str) -> object:
     """What is done in the course of a call, and what comes of it."""
-    (copy, names), before = of, dict(vars(of[0]))
+    copy, names = of
+    function = getattr(copy, call.name)
     args = [watched(arg, f"args[{n}]") for n, arg in enumerate(call.args)]
     keywords = {name: watched(arg, name) for name, arg in call.kwargs.items()}
 
@@ -132,13 +134,10 @@ def course(of: tuple[ModuleType, dict[str, object]], call: Call, at: int, how: s
     def fail() -> None:
         raise OddError
 
-    vars(copy).update(names)
     events.clear()
     events.at, events.happen = at, {"vanish": vanish, "fail": fail}[how]
-    try:
-        return [*events, outcome(before[call.name], *args, **keywords), *events]
-    finally:
-        vars(copy).update(before)
+    with patch.dict(vars(copy), names):
+        return [outcome(function, *args, **keywords), *events]
 
 
 SHOWN = {call.name: call for call in reversed(CALLS)}

@@ -4,7 +4,6 @@ import os
 import subprocess
 import sys
 from collections.abc import Callable, Iterator
-from contextlib import contextmanager
 from dataclasses import dataclass, field
 from itertools import product
 from pathlib import Path
@@ -45,17 +44,6 @@ class Call:
     args: tuple[Any, ...]
     kwargs: dict[str, Any] = field(default_factory=dict)
     world: dict[str, Any] = field(default_factory=dict)
-
-
-@contextmanager
-def rebound(module: ModuleType, world: dict[str, Any]) -> Iterator[None]:
-    """Module attributes rebound for a while."""
-    before = dict(vars(module))
-    vars(module).update(world)
-    try:
-        yield
-    finally:
-        vars(module).update(before)
 
 
 def answer(module: ModuleType, call: Call) -> object:
