@@ -2,12 +2,14 @@
 
 import logging
 import os
+import signal
 import subprocess
 import sys
 import time
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
 from pathlib import Path
 from types import ModuleType
+from typing import Any
 
 import plain_python
 import pytest
@@ -19,8 +21,11 @@ IDENTITY = {"GIT_AUTHOR_NAME": "Ann Lee", "GIT_AUTHOR_EMAIL": "ann@example.org"}
 IDENTITY |= {"GIT_COMMITTER_NAME": "Cy Dee", "GIT_COMMITTER_EMAIL": "cy@example.org"}
 NOTHING = os.open(os.devnull, os.O_RDONLY)
 
+EXAMPLES = Path(__file__).parents[1] / "examples"
+
 type Log = list[tuple[str, str, tuple[object, ...], type]]
 type Runs = Callable[..., list[list[str]]]
+type Start = Callable[..., subprocess.Popen[str]]
 
 
 @pytest.fixture(autouse=True)
@@ -131,3 +136,22 @@ def log(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Log:
     monkeypatch.setattr(either, "logger", logging.Logger("watched"))
     monkeypatch.setattr(either.logger, "handle", handle)
     return told
+
+
+@pytest.fixture
+def start(tmp_path: Path) -> Iterator[Start]:
+    """Start Python in a session of its own, which ends with the test."""
+    started = []
+
+    def start(*args: str | Path, path: Path = EXAMPLES.parent, **given: Any) -> subprocess.Popen:
+        options = dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE) | {"cwd": tmp_path}
+        options["env"] = os.environ | {"PYTHONPATH": str(path), "TMPDIR": str(tmp_path)}
+        options |= {"encoding": "utf-8", "start_new_session": True}
+        started.append(subprocess.Popen([sys.executable, *args], **options | given))
+        return started[-1]
+
+    yield start
+    for process in started:
+        with process:
+            if process.poll() is None:
+                os.killpg(process.pid, signal.SIGKILL)

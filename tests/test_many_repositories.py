@@ -5,44 +5,18 @@ import os
 import re
 import shutil
 import signal
-import subprocess
-import sys
-from collections.abc import Callable, Iterator
 from functools import partial
 from pathlib import Path
 
 import pytest
-from conftest import FakeGit, Repository
+from conftest import EXAMPLES, FakeGit, Repository, Start
 
-TREE = Path(__file__).parents[1]
-EXAMPLES = TREE / "examples"
-SCRIPT = str(EXAMPLES / "many_repositories.py")
+SCRIPT = EXAMPLES / "many_repositories.py"
 WITHOUT_MODULE = """import runpy, sys; sys.modules["orvel_tarnix"] = None; del sys.argv[0]
 runpy.run_module(sys.argv[0], run_name="__main__")"""
 ROW = ["2", "0", "2", "+2", "-2", "2", "2", "topic", "main"]
 STOPPED = r"many_repositories: stopped after \d+ rows; the same with --resume goes on\n"
 SINCE = "--since=2026-01-02"
-
-type Start = Callable[..., subprocess.Popen[str]]
-
-
-@pytest.fixture
-def start(tmp_path: Path) -> Iterator[Start]:
-    """Start Python in a session of its own, which ends with the test."""
-    started = []
-
-    def start(*args: str, path: Path = TREE) -> subprocess.Popen[str]:
-        environment = os.environ | {"PYTHONPATH": str(path), "TMPDIR": str(tmp_path)}
-        pipes = dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE)
-        options = pipes | {"env": environment, "cwd": tmp_path, "start_new_session": True}
-        started.append(subprocess.Popen([sys.executable, *args], text=True, **options))
-        return started[-1]
-
-    yield start
-    for process in started:
-        with process:
-            if process.poll() is None:
-                os.killpg(process.pid, signal.SIGKILL)
 
 
 @pytest.fixture
