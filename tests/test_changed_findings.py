@@ -1,19 +1,22 @@
 """Findings in SARIF, of which those on the lines that a branch touched are left."""
 
 import json
-import os
-import subprocess
-import sys
-from pathlib import Path
+from collections.abc import Callable
 from typing import Any
 
 import pytest
-from conftest import Repository
+from conftest import EXAMPLES, Repository, Start
 
-TREE = Path(__file__).parents[1]
-SCRIPT = TREE / "examples" / "changed_findings.py"
-CHANGED = ["src/a.py", "src/ä b%c.py"]
-MOVED = [f"{number:0120}.py" for number in range(150)]  # more names than one run of git gets
+type Run = Callable[..., tuple[int, str, str]]
+
+MOVED = [f"new/{number:0120}.py" for number in range(150)]  # more names than a run of git gets
+FILES = ["src/a.py", "src/ä b%c.py", *MOVED]
+SOURCES = {"SRC": {"uri": "src/", "uriBaseId": "ROOT"}, "LOOP": {"uriBaseId": "LOOP"}}
+RUN = {
+    "tool": {"driver": {"rules": [{"id": "R0"}, {"id": "R1"}]}},
+    "originalUriBaseIds": SOURCES | {"ROOT": {"uri": "{root}"}},
+    "artifacts": [{}, {"location": {"uri": "a.py", "uriBaseId": "SRC"}}],
+}
 
 
 def ten_lines(name: str, *, changed: bool) -> str:
@@ -23,15 +26,25 @@ def ten_lines(name: str, *, changed: bool) -> str:
 
 
 @pytest.fixture
-def root(repository: Repository) -> Path:
-    """A branch that touched most files, and moved 150 of them."""
-    old = {f"old/{name}": ten_lines(name, changed=False) for name in MOVED}
-    repository.commit(old | {name: ten_lines(name, changed=False) for name in CHANGED})
+def run(start: Start, repository: Repository) -> Run:
+    """Filter a text about a branch that touched most of its files, and moved 150 of them."""
+    old = {name.replace("new/", "old/"): ten_lines(name, changed=False) for name in FILES}
+    repository.commit(old)
     repository.git("checkout", "--quiet", "-b", "topic")
-    new = {f"new/{name}": ten_lines(name, changed=True) for name in MOVED}
-    new |= {name: ten_lines(name, changed=True) for name in CHANGED}
-    repository.commit(dict.fromkeys(old) | new | {"fresh.py": "1\n"})
-    return repository.root
+    new = {name: ten_lines(name, changed=True) for name in FILES} | {"fresh.py": "1\n"}
+    repository.commit(dict.fromkeys(old) | new)
+
+    def run(given: str, *args: str) -> tuple[int, str, str]:
+        command = ["-W", "error", EXAMPLES / "changed_findings.py", *args, repository.root, "-"]
+        process = start(*command)
+        output, complaint = process.communicate(given.replace("{root}", repository.root.as_uri()))
+        return process.returncode, output, complaint
+
+    return run
+
+
+def document(results: list[Any]) -> str:
+    return json.dumps({"version": "2.1.0", "runs": [RUN | {"results": results}]})
 
 
 def result(uri: str | None, line: int = 0, base: str = "", end: int | None = None) -> Any:
@@ -41,52 +54,37 @@ def result(uri: str | None, line: int = 0, base: str = "", end: int | None = Non
     return {"ruleId": "E1", "message": {"text": f"about\n{uri}"}, "locations": [place]}
 
 
-def run(root: Path, given: str | list[Any], *args: str) -> subprocess.CompletedProcess[str]:
-    """Filter a text, or the results of a document."""
-    if isinstance(given, list):
-        made = {"tool": {"driver": {"rules": [{"id": "R0"}, {"id": "R1"}]}}, "results": given}
-        source = {"uri": "src/", "uriBaseId": "ROOT"}
-        bases = {"ROOT": {"uri": root.as_uri()}, "SRC": source, "LOOP": {"uriBaseId": "LOOP"}}
-        made["originalUriBaseIds"] = bases
-        made["artifacts"] = [{}, {"location": {"uri": "a.py", "uriBaseId": "SRC"}}]
-        given = json.dumps({"version": "2.1.0", "runs": [made]})
-    command = [sys.executable, "-W", "error", SCRIPT, root, *args, "-"]
-    options = {"env": os.environ | {"PYTHONPATH": str(TREE)}, "encoding": "utf-8"}
-    return subprocess.run(command, input=given, capture_output=True, **options)
-
-
 NAMES = [("./src/../src/a.py", 3), ("{root}/src/%C3%A4%20b%25c.py", 3), (None, 3)]
 BASES = [("src/a.py", 3, "ROOT"), ("a.py", 3, "SRC"), ("src/a.py", 3, "LOOP"), ("src/a.py", 3, "?")]
-LINES = [("src/a.py", 3), ("src/a.py", 1, "", 3), ("src/a.py", 7), ("src/a.py",), ("fresh.py", 1)]
+LINES = [("src/a.py", 1, "", 3), ("src/a.py", 7), ("src/a.py",), ("fresh.py", 1)]
 TOUCHED = [*NAMES, *BASES, *LINES]
-OTHER_LINES = [("src/a.py", 1, "", 2), ("{root}/src/%C3%A4 b%25c.py", 4), ("src/a.py", 8)]
-OTHER_FILES = ["file:///src/a.py", "../src/a.py", "file://host/src/a.py", "https://a.org/src/a.py"]
-UNTOUCHED = [*OTHER_LINES, *((name, 3) for name in [*OTHER_FILES, f"old/{MOVED[0]}"])]
+OTHER_LINES = [("src/a.py", 1, "", 2), ("src/a.py", 4), ("src/a.py", 8)]
+OTHER_FILES = [("file:///src/a.py", 3), ("file://host/src/a.py", 3), ("https://a.org/src/a.py", 3)]
+UNTOUCHED = [*OTHER_LINES, *OTHER_FILES]
 
 
-def test_touched_lines_are_told_by_every_kind_of_name(root: Path) -> None:
-    text = json.dumps([result(*case) for case in [*UNTOUCHED, *TOUCHED]])
-    results = json.loads(text.replace("{root}", root.as_uri()))
-    answer = run(root, results, f"--sarif={root}/out")
-    left = json.loads((root / "out").read_text())["runs"][0]["results"]
-    assert left == results[len(UNTOUCHED) :]
-    assert (answer.returncode, answer.stdout.count("\n"), answer.stderr) == (1, len(left), "")
-    answer = run(root, results[: len(UNTOUCHED)])
-    assert (answer.returncode, answer.stdout, answer.stderr) == (0, "", "")
+def test_touched_lines_are_told_by_every_kind_of_name(run: Run, repository: Repository) -> None:
+    untouched, touched = ([result(*case) for case in cases] for cases in (UNTOUCHED, TOUCHED))
+    out = repository.root / "out"
+    code, told, complaint = run(document(untouched + touched), f"--sarif={out}")
+    assert (code, told.count("\n"), complaint) == (1, len(touched), "")
+    left = out.read_text().replace(repository.root.as_uri(), "{root}")
+    assert json.loads(left)["runs"][0]["results"] == touched
+    assert run(document(untouched)) == (0, "", "")
 
 
-def test_moved_files_keep_their_old_lines_in_every_run_of_git(root: Path) -> None:
-    results = [result(f"new/{name}", line) for name in MOVED for line in (2, 3, 5)]
-    lines = run(root, results, "--base=main", "--head=topic").stdout.splitlines()
-    assert lines == [f"new/{name}:3:  E1:  about new/{name}" for name in MOVED]
+def test_moved_files_keep_their_old_lines_in_every_run_of_git(run: Run) -> None:
+    results = [result(name, line) for name in MOVED for line in (2, 3, 5)]
+    lines = run(document(results), "--base=main", "--head=topic")[1].splitlines()
+    assert lines == [f"{name}:3:  E1:  about {name}" for name in MOVED]
 
 
-def test_rules_are_named_in_any_way_and_columns_are_aligned(root: Path) -> None:
+def test_rules_are_named_in_any_way_and_columns_are_aligned(run: Run) -> None:
     named = [{"ruleId": "LONG1"}, {"rule": {"id": "E2"}}, {"ruleIndex": 1}, {"rule": {"index": 0}}]
     results = [result("src/a.py", 3) | {"ruleId": None} | name for name in [*named, {}]]
     rules = ["LONG1:", "E2:   ", "R1:   ", "R0:   ", "-:    "]
-    expected = "".join(f"src/a.py:3:  {rule}  about src/a.py\n" for rule in rules)
-    assert run(root, results).stdout == expected
+    told = "".join(f"src/a.py:3:  {rule}  about src/a.py\n" for rule in rules)
+    assert run(document(results)) == (1, told, "")
 
 
 UNREADABLE = {
@@ -97,9 +95,8 @@ UNREADABLE = {
 }
 
 
-def test_what_is_no_sarif_gets_one_line(repository: Repository) -> None:
-    repository.commit({"a": "1"})
-    for text, complaint in UNREADABLE.items():
-        answer = run(repository.root, text)
-        assert (answer.returncode, answer.stdout, answer.stderr.count("\n")) == (2, "", 1)
-        assert answer.stderr.startswith(f"changed_findings: -: {complaint}")
+def test_what_is_no_sarif_gets_one_line(run: Run) -> None:
+    for text, reason in UNREADABLE.items():
+        code, told, complaint = run(text)
+        assert (code, told, complaint.count("\n")) == (2, "", 1)
+        assert complaint.startswith(f"changed_findings: -: {reason}")

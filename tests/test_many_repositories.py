@@ -49,7 +49,7 @@ def test_scheduler_and_client_do_without_the_module(start: Start, project: str) 
     client.stdout.readline()  # the heading
     assert client.stdout.readline().split() == [*ROW, project]  # standard input is still open
     scheduler.kill()
-    assert client.communicate("/nowhere\n") == ("", "many_repositories: the scheduler is gone\n")
+    assert client.communicate("none\n") == ("", "many_repositories: the scheduler is gone\n")
     assert client.returncode == 2
 
 
@@ -85,14 +85,13 @@ def test_each_kind_of_trouble_has_its_row(
     output, said = client.communicate()
     assert (client.returncode, said) == (1, "")
     assert [*ROW, project] in map(str.split, output.splitlines())
+    assert f"  {tmp_path}/none: in no git repository\n" in output
     assert errors(tmp_path / "rows") == {project: None} | trouble
-    lines = {f"{root}: {error}" for root, error in trouble.items() if error}
-    assert lines <= {line.split(maxsplit=9)[-1] for line in output.splitlines()}
     assert set((fake_git.directory / "seen").read_text().splitlines()) == {"none 1"}
 
 
 def test_ten_thousand_roots_are_resumed(start: Start, project: str, tmp_path: Path) -> None:
-    trouble = {f"/nowhere/{number}": "no directory" for number in range(9_999)}
+    trouble = {f"{tmp_path}/none/{number}": "no directory" for number in range(9_999)}
     (tmp_path / "roots").write_text("\n".join([*trouble, project]))
     command = [SCRIPT, "--from=roots", "--jsonl=rows", "--resume"]
     for stop, code in {signal.SIGINT: 130, signal.SIGKILL: -9}.items():
@@ -102,7 +101,7 @@ def test_ten_thousand_roots_are_resumed(start: Start, project: str, tmp_path: Pa
         assert re.fullmatch(STOPPED if code == 130 else "", client.stderr.read())
         assert client.wait() == code
     with (tmp_path / "rows").open("a") as cut:
-        cut.write('{"root": "/nowhere/9998", "since": "3')
+        cut.write('{"root": "/", "since": "3')
     client = start(*command)
     assert (client.communicate()[1], client.returncode) == ("", 1)
     assert errors(tmp_path / "rows") == trouble | {project: None}
@@ -110,8 +109,7 @@ def test_ten_thousand_roots_are_resumed(start: Start, project: str, tmp_path: Pa
 
 COMPLAINTS = {
     ("--since=soon",): "since must be a positive whole number",
-    ("--from=/nowhere",): "[Errno 2] No such file or directory: '/nowhere'",
-    ("--jsonl=/nowhere/rows",): "[Errno 2] No such file or directory: '/nowhere/rows'",
+    ("--from=none",): "[Errno 2] No such file or directory: 'none'",
     ("--jsonl=rows",): "rows has rows already: add --resume or name another file",
     ("--jsonl=rows", "--resume"): "rows has the rows since 1d, not 30d",
     ("--scheduler=tcp://127.0.0.1:1",): "no scheduler at tcp://127.0.0.1:1: Timed out",
