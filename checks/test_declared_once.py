@@ -7,6 +7,8 @@ import subprocess
 import sys
 from pathlib import Path
 
+import pytest
+
 TREE = Path(__file__).parents[1]
 SOURCES = "orvel_tarnix/utils/git_utils"
 STUB = f"{SOURCES}.pyi"
@@ -29,31 +31,20 @@ LINKED = [
 ]
 
 
-def errors(build: Path) -> list[str]:
-    """What the compiler and the linker refuse."""
-    command = [sys.executable, "-m", "cmake", "--build", build, "--", "-k", "0"]
-    answer = subprocess.run(
-        command, env=os.environ | {"LC_ALL": "C"}, capture_output=True, text=True, check=False
-    )
-    said = answer.stdout.splitlines() if answer.returncode else []
-    return [line for line in said if re.search("error:|undefined", line)]
-
-
-def test_the_build_names_what_is_missing_or_too_much(tmp_path: Path) -> None:
+@pytest.mark.parametrize("changes", [COMPILED, LINKED], ids=["compiled", "linked"])
+def test_the_build_names_what_is_missing_or_too_much(tmp_path: Path, changes: list[tuple]) -> None:
     for folder in ("orvel_tarnix", "cmake"):
         shutil.copytree(TREE / folder, tmp_path / folder)
     shutil.copy(TREE / "CMakeLists.txt", tmp_path)
-    build, options = tmp_path / "build", ["-G", "Ninja", "-DCMAKE_BUILD_TYPE=Fast"]
-    cmake = [sys.executable, "-m", "cmake", f"-DPython_EXECUTABLE={sys.executable}", *options]
-    subprocess.run([*cmake, "-S", tmp_path, "-B", build], check=True)
-    assert errors(build) == []
-    for changes in (COMPILED, LINKED):
-        for name, pattern, replacement, _ in changes:
-            text = (tmp_path / name).read_text("utf-8")
-            text, count = re.subn(pattern, replacement, text, count=1, flags=re.DOTALL)
-            assert count == 1, pattern
-            (tmp_path / name).write_text(text, "utf-8")
-        said = errors(build)
-        assert [name for *_, name in changes if not any(name in line for line in said)] == []
-        for name, *_ in changes:
-            shutil.copy(TREE / name, tmp_path / name)
+    for name, pattern, replacement, _ in changes:
+        text = (tmp_path / name).read_text("utf-8")
+        text, count = re.subn(pattern, replacement, text, count=1, flags=re.DOTALL)
+        assert count == 1, pattern
+        (tmp_path / name).write_text(text, "utf-8")
+    cmake, build = [sys.executable, "-m", "cmake"], tmp_path / "build"
+    options = [f"-DPython_EXECUTABLE={sys.executable}", "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Fast"]
+    subprocess.run([*cmake, *options, "-S", tmp_path, "-B", build], check=True)
+    command, plain = [*cmake, "--build", build, "--", "-k", "0"], os.environ | {"LC_ALL": "C"}
+    answer = subprocess.run(command, env=plain, stdout=subprocess.PIPE, text=True, check=False)
+    errors = [line for line in answer.stdout.splitlines() if re.search("error:|undefined", line)]
+    assert [name for *_, name in changes if not any(name in line for line in errors)] == []
