@@ -58,7 +58,7 @@ TROUBLE = {
     "killer": "4 workers died of it, one after the other",
     "slow": "took longer than 9 seconds",
     "foreign": "fatal: detected dubious ownership in repository at '.'",
-    "damaged": "fatal: bad object HEAD",
+    "repository/damaged": "fatal: not a git repository (or any of the parent directories): .git",
     "none": "in no git repository",
 }
 
@@ -66,11 +66,10 @@ TROUBLE = {
 def test_each_kind_of_trouble_has_its_row(
     start: Start, project: str, fake_git: FakeGit, tmp_path: Path
 ) -> None:
-    for name in TROUBLE.keys() - {"none"}:
+    for name in ("killed_once", "killer", "slow", "foreign"):
         shutil.copytree(project, tmp_path / name)
     (tmp_path / "none").mkdir()
-    shutil.rmtree(tmp_path / "damaged" / ".git" / "objects")
-    (tmp_path / "damaged" / ".git" / "objects").mkdir()
+    (tmp_path / "repository/damaged/.git").mkdir(parents=True)
     fake_git(f"""
         echo "$GIT_ALLOW_PROTOCOL $GIT_NO_LAZY_FETCH" >> seen
         case "$OLDPWD" in
