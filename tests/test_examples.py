@@ -214,7 +214,6 @@ def test_the_chart_covers_the_period_and_a_calendar_has_its_times(row: tuple) ->
     assert report_text.moment(NEVER) == f"@{NEVER}"
     assert (chart.unit, f"{chart.ticks[0][:6]} to {chart.ticks[2][:6]}") == (unit, axis)
     assert [(round(bar.mark.left, 1), bar.mark.height) for bar in chart.bars] == bars
-    assert all(bar.mark.left + bar.mark.width <= 100 for bar in chart.bars)
 
 
 def test_strips_show_each_kind_of_line_within_the_file() -> None:

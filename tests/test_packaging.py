@@ -5,7 +5,6 @@ import sys
 import sysconfig
 import zipfile
 from pathlib import Path
-from typing import Any
 
 TREE = Path(__file__).parent.parent
 OURS = [f"orvel_tarnix/utils/{name}" for name in ("git_utils.pyi", "git_utils.so", "py.typed")]
@@ -17,9 +16,8 @@ print(git_utils.parse_line_spans("+++ a\\n@@ -0,0 +1,2 @@\\n+x\\n+y\\n"))
 PIP = ["-m", "pip", "--disable-pip-version-check"]
 
 
-def python(*args: str | Path, **options: Any) -> str:
-    command = [sys.executable, *args]
-    return subprocess.run(command, check=True, capture_output=True, text=True, **options).stdout
+def python(*args: str | Path, cwd: Path = TREE) -> str:
+    return subprocess.check_output([sys.executable, *args], text=True, cwd=cwd)
 
 
 def wheel(folder: Path, *options: str) -> tuple[Path, list[str]]:
@@ -32,15 +30,6 @@ def wheel(folder: Path, *options: str) -> tuple[Path, list[str]]:
     return made, sorted(name.replace(suffix, ".so") for name in names)
 
 
-def make_host(site_packages: Path) -> None:
-    """A package whose folders have an __init__.py each, and whose module the product imports."""
-    utils = site_packages / "orvel_tarnix/utils"
-    utils.mkdir(parents=True)
-    for folder in (utils.parent, utils):
-        (folder / "__init__.py").touch()
-    (utils / "process.py").write_text("get_subprocess_hidden_kwargs = dict\n")
-
-
 def test_the_module_is_installed_or_built_into_its_host(tmp_path: Path) -> None:
     stand_in = wheel(tmp_path / "with", "--config-settings=cmake.define.WITH_STAND_IN=ON")
     assert stand_in[1] == sorted([*OURS, "orvel_tarnix/utils/process.py"])
@@ -51,9 +40,12 @@ def test_the_module_is_installed_or_built_into_its_host(tmp_path: Path) -> None:
     install = [*PIP, "install", "--no-deps", "--ignore-installed", "--prefix", prefix, published]
     build = ["-m", "cmake", "--install", tmp_path / "cmake", "--prefix", built]
     for host, command in ((installed, install), (built, build)):
-        make_host(host)
+        utils = host / "orvel_tarnix/utils"
+        utils.mkdir(parents=True)
+        # Regular packages, so nothing is taken from the module that is installed for the tests.
+        for folder in (utils.parent, utils):
+            (folder / "__init__.py").touch()
+        (utils / "process.py").write_text("get_subprocess_hidden_kwargs = dict\n")
         python(*command)
-        environment = {"PYTHONPATH": str(host), "PATH": "/usr/bin:/bin"}
-        # -S leaves out the module that is installed for the tests.
-        found = python("-S", "-c", USE, cwd=host, env=environment)
+        found = python("-c", USE, cwd=host)
         assert found == "{'a': [LineSpan(start=1, end=2, added=True)]}\n"
