@@ -9,6 +9,7 @@ from conftest import EXAMPLES, Repository, Start
 
 type Run = Callable[..., tuple[int, str, str]]
 
+SCRIPT = EXAMPLES / "changed_findings.py"
 MOVED = [f"new/{number:0120}.py" for number in range(150)]  # more names than a run of git gets
 FILES = ["src/a.py", "src/ä b%c.py", *MOVED]
 SOURCES = {"SRC": {"uri": "src/", "uriBaseId": "ROOT"}, "LOOP": {"uriBaseId": "LOOP"}}
@@ -20,9 +21,9 @@ RUN = {
 
 
 def ten_lines(name: str, *, changed: bool) -> str:
-    """The lines of a file of that name, or with line 3 another and without line 8."""
+    """The lines of a file of that name, or with lines 3 and 4 others and without line 8."""
     lines = [f"{number} of {name}\n" for number in range(1, 11)]
-    return "".join([*lines[:2], "new\n", *lines[3:7], *lines[8:]] if changed else lines)
+    return "".join([*lines[:2], "new\n" * 2, *lines[4:7], *lines[8:]] if changed else lines)
 
 
 @pytest.fixture
@@ -35,8 +36,7 @@ def run(start: Start, repository: Repository) -> Run:
     repository.commit(dict.fromkeys(old) | new)
 
     def run(given: str, *args: str) -> tuple[int, str, str]:
-        command = ["-W", "error", EXAMPLES / "changed_findings.py", *args, repository.root, "-"]
-        process = start(*command)
+        process = start("-W", "error", SCRIPT, *args, repository.root, "-")
         output, complaint = process.communicate(given.replace("{root}", repository.root.as_uri()))
         return process.returncode, output, complaint
 
@@ -56,15 +56,14 @@ def result(uri: str | None, line: int = 0, base: str = "", end: int | None = Non
 
 NAMES = [("./src/../src/a.py", 3), ("{root}/src/%C3%A4%20b%25c.py", 3), (None, 3)]
 BASES = [("src/a.py", 3, "ROOT"), ("a.py", 3, "SRC"), ("src/a.py", 3, "LOOP"), ("src/a.py", 3, "?")]
-LINES = [("src/a.py", 1, "", 3), ("src/a.py", 7), ("src/a.py",), ("fresh.py", 1)]
-TOUCHED = [*NAMES, *BASES, *LINES]
-OTHER_LINES = [("src/a.py", 1, "", 2), ("src/a.py", 4), ("src/a.py", 8)]
+LINES = [("src/a.py", 1, "", 3), ("src/a.py", 4), ("src/a.py", 7), ("src/a.py",), ("fresh.py", 1)]
+OTHER_LINES = [("src/a.py", 1, "", 2), ("src/a.py", 5), ("src/a.py", 8)]
 OTHER_FILES = [("file:///src/a.py", 3), ("file://host/src/a.py", 3), ("https://a.org/src/a.py", 3)]
-UNTOUCHED = [*OTHER_LINES, *OTHER_FILES]
 
 
 def test_touched_lines_are_told_by_every_kind_of_name(run: Run, repository: Repository) -> None:
-    untouched, touched = ([result(*case) for case in cases] for cases in (UNTOUCHED, TOUCHED))
+    touched = [result(*case) for case in NAMES + BASES + LINES]
+    untouched = [result(*case) for case in OTHER_LINES + OTHER_FILES]
     out = repository.root / "out"
     code, told, complaint = run(document(untouched + touched), f"--sarif={out}")
     assert (code, told.count("\n"), complaint) == (1, len(touched), "")
