@@ -24,6 +24,7 @@ NOTHING = os.open(os.devnull, os.O_RDONLY)
 EXAMPLES = Path(__file__).parents[1] / "examples"
 
 type Log = list[tuple[str, str, tuple[object, ...], type]]
+type Run = Callable[..., tuple[int, str, str]]
 type Runs = Callable[..., list[list[str]]]
 type Start = Callable[..., subprocess.Popen[str]]
 
@@ -143,11 +144,11 @@ def start(tmp_path: Path) -> Iterator[Start]:
     """Start Python in a session of its own, which ends with the test."""
     started = []
 
-    def start(*args: str | Path, path: Path = EXAMPLES.parent, **given: Any) -> subprocess.Popen:
-        options = dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE) | {"cwd": tmp_path}
-        options["env"] = os.environ | {"PYTHONPATH": str(path), "TMPDIR": str(tmp_path)}
-        options |= {"encoding": "utf-8", "start_new_session": True}
-        started.append(subprocess.Popen([sys.executable, *args], **options | given))
+    def start(*args: Any, path: Path = EXAMPLES.parent, **options: Any) -> subprocess.Popen[str]:
+        usual = dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE) | {"cwd": tmp_path}
+        usual["env"] = os.environ | {"PYTHONPATH": str(path), "TMPDIR": str(tmp_path)}
+        usual |= {"encoding": "utf-8", "start_new_session": True}
+        started.append(subprocess.Popen([sys.executable, *args], **usual | options))
         return started[-1]
 
     yield start
@@ -155,3 +156,19 @@ def start(tmp_path: Path) -> Iterator[Start]:
         with process:
             if process.poll() is None:
                 os.killpg(process.pid, signal.SIGKILL)
+
+
+@pytest.fixture
+def run(start: Start) -> Run:
+    """Run an example to its end: its exit code, what it printed, and what it complained of."""
+
+    def run(script: str, *args: Any, given: str = "", **options: Any) -> tuple[int, str, str]:
+        process = start("-W", "error", EXAMPLES / script, *args, **options)
+        process.stdin.write(given)
+        if given:  # else it stays open, for no git may wait for it
+            process.stdin.close()
+        printed = process.stdout.read() if process.stdout else ""
+        complaint = process.stderr.read()
+        return process.wait(), printed, complaint
+
+    return run

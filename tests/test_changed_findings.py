@@ -1,22 +1,19 @@
 """Findings in SARIF, of which those on the lines that a branch touched are left."""
 
 import json
-from collections.abc import Callable
+from functools import partial
 from typing import Any
 
 import pytest
-from conftest import EXAMPLES, Repository, Start
+from conftest import Repository, Run
 
-type Run = Callable[..., tuple[int, str, str]]
-
-SCRIPT = EXAMPLES / "changed_findings.py"
 MOVED = [f"new/{number:0120}.py" for number in range(150)]  # more names than a run of git gets
 FILES = ["src/a.py", "src/ä b%c.py", *MOVED]
-SOURCES = {"SRC": {"uri": "src/", "uriBaseId": "ROOT"}, "LOOP": {"uriBaseId": "LOOP"}}
+FOLDERS = {"SRC": {"uri": "file://{root}/src"}, "TOP": {"uri": "..", "uriBaseId": "SRC"}}
 RUN = {
     "tool": {"driver": {"rules": [{"id": "R0"}, {"id": "R1"}]}},
-    "originalUriBaseIds": SOURCES | {"ROOT": {"uri": "{root}"}},
-    "artifacts": [{}, {"location": {"uri": "a.py", "uriBaseId": "SRC"}}],
+    "originalUriBaseIds": FOLDERS | {"LOOP": {"uriBaseId": "LOOP"}},
+    "artifacts": [{}, {"location": {"uri": "src/a.py", "uriBaseId": "TOP"}}],
 }
 
 
@@ -27,20 +24,14 @@ def ten_lines(name: str, *, changed: bool) -> str:
 
 
 @pytest.fixture
-def run(start: Start, repository: Repository) -> Run:
-    """Filter a text about a branch that touched most of its files, and moved 150 of them."""
+def run(run: Run, repository: Repository) -> Run:
+    """Filter findings in a branch that touched most files, and moved 150 of them."""
     old = {name.replace("new/", "old/"): ten_lines(name, changed=False) for name in FILES}
     repository.commit(old)
     repository.git("checkout", "--quiet", "-b", "topic")
     new = {name: ten_lines(name, changed=True) for name in FILES} | {"fresh.py": "1\n"}
     repository.commit(dict.fromkeys(old) | new)
-
-    def run(given: str, *args: str) -> tuple[int, str, str]:
-        process = start("-W", "error", SCRIPT, *args, repository.root, "-")
-        output, complaint = process.communicate(given.replace("{root}", repository.root.as_uri()))
-        return process.returncode, output, complaint
-
-    return run
+    return partial(run, "changed_findings.py", repository.root, "-")
 
 
 def document(results: list[Any]) -> str:
@@ -54,27 +45,29 @@ def result(uri: str | None, line: int = 0, base: str = "", end: int | None = Non
     return {"ruleId": "E1", "message": {"text": f"about\n{uri}"}, "locations": [place]}
 
 
-NAMES = [("./src/../src/a.py", 3), ("{root}/src/%C3%A4%20b%25c.py", 3), (None, 3)]
-BASES = [("src/a.py", 3, "ROOT"), ("a.py", 3, "SRC"), ("src/a.py", 3, "LOOP"), ("src/a.py", 3, "?")]
+NAMES = [("./src/../src/a.py", 3), ("file://{root}/src/%C3%A4%20b%25c.py", 3), (None, 3)]
+BASES = [("a.py", 3, "SRC"), ("src/a.py", 3, "TOP"), ("src/a.py", 3, "LOOP"), ("src/a.py", 3, "?")]
 LINES = [("src/a.py", 1, "", 3), ("src/a.py", 4), ("src/a.py", 7), ("src/a.py",), ("fresh.py", 1)]
 OTHER_LINES = [("src/a.py", 1, "", 2), ("src/a.py", 5), ("src/a.py", 8)]
-OTHER_FILES = [("file:///src/a.py", 3), ("file://host/src/a.py", 3), ("https://a.org/src/a.py", 3)]
+OTHER_PLACES = ["file:///", "file://host{root}/", "https://a.org{root}/"]
 
 
 def test_touched_lines_are_told_by_every_kind_of_name(run: Run, repository: Repository) -> None:
     touched = [result(*case) for case in NAMES + BASES + LINES]
-    untouched = [result(*case) for case in OTHER_LINES + OTHER_FILES]
-    out = repository.root / "out"
-    code, told, complaint = run(document(untouched + touched), f"--sarif={out}")
+    untouched = [result(*case) for case in OTHER_LINES]
+    untouched += [result(f"{place}src/a.py", 3) for place in OTHER_PLACES]
+    root, out = str(repository.root), repository.root / "out"
+    given = document(untouched + touched).replace("{root}", root)
+    code, told, complaint = run(f"--sarif={out}", given=given)
     assert (code, told.count("\n"), complaint) == (1, len(touched), "")
-    left = out.read_text().replace(repository.root.as_uri(), "{root}")
+    left = out.read_text().replace(root, "{root}")
     assert json.loads(left)["runs"][0]["results"] == touched
-    assert run(document(untouched)) == (0, "", "")
+    assert run(given=document(untouched).replace("{root}", root)) == (0, "", "")
 
 
 def test_moved_files_keep_their_old_lines_in_every_run_of_git(run: Run) -> None:
     results = [result(name, line) for name in MOVED for line in (2, 3, 5)]
-    lines = run(document(results), "--base=main", "--head=topic")[1].splitlines()
+    lines = run("--base=main", "--head=topic", given=document(results))[1].splitlines()
     assert lines == [f"{name}:3:  E1:  about {name}" for name in MOVED]
 
 
@@ -83,7 +76,7 @@ def test_rules_are_named_in_any_way_and_columns_are_aligned(run: Run) -> None:
     results = [result("src/a.py", 3) | {"ruleId": None} | name for name in [*named, {}]]
     rules = ["LONG1:", "E2:   ", "R1:   ", "R0:   ", "-:    "]
     told = "".join(f"src/a.py:3:  {rule}  about src/a.py\n" for rule in rules)
-    assert run(document(results)) == (1, told, "")
+    assert run(given=document(results)) == (1, told, "")
 
 
 UNREADABLE = {
@@ -96,6 +89,6 @@ UNREADABLE = {
 
 def test_what_is_no_sarif_gets_one_line(run: Run) -> None:
     for text, reason in UNREADABLE.items():
-        code, told, complaint = run(text)
+        code, told, complaint = run(given=text)
         assert (code, told, complaint.count("\n")) == (2, "", 1)
         assert complaint.startswith(f"changed_findings: -: {reason}")

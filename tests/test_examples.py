@@ -4,9 +4,9 @@ import json
 import os
 import subprocess
 import termios
-from collections.abc import Callable
 from dataclasses import replace
 from datetime import datetime
+from functools import partial
 from pathlib import Path
 
 import branch_facts
@@ -15,14 +15,13 @@ import pytest
 import report_charts
 import report_text
 from branch_facts import Commit, Period
-from conftest import EXAMPLES, Repository, Start
+from conftest import Repository, Run
 
 from orvel_tarnix.utils.git_utils import LineSpan
 
 BRANCH = "fix/<b>&co"
 ODD_NAME = "docs/<script>\n.html"
 DATES = [f"2020-01-0{day}T12:00Z" for day in range(7)]
-Run = Callable[..., tuple[int, str, str]]
 
 
 @pytest.fixture
@@ -47,16 +46,9 @@ def project(tmp_path: Path) -> Repository:
 
 
 @pytest.fixture
-def run(start: Start, project: Repository) -> Run:
-    def run(*args: str, stdout: int = subprocess.PIPE) -> tuple[int, str, str]:
-        command = ["-W", "error", EXAMPLES / "branch_report.py", *args]
-        process = start(*command, cwd=project.root / "src", stdout=stdout)
-        # Nobody writes to its standard input or closes that: no git may wait for it.
-        printed = process.stdout.read() if process.stdout else ""
-        complaint = process.stderr.read()
-        return process.wait(), printed, complaint
-
-    return run
+def run(run: Run, project: Repository) -> Run:
+    """Report on the branch, from a folder of its repository."""
+    return partial(run, "branch_report.py", cwd=project.root / "src")
 
 
 def test_text_and_json_tell_what_the_branch_changed(run: Run, project: Repository) -> None:

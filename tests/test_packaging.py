@@ -7,7 +7,8 @@ import zipfile
 from pathlib import Path
 
 TREE = Path(__file__).parent.parent
-OURS = [f"orvel_tarnix/utils/{name}" for name in ("git_utils.pyi", "git_utils.so", "py.typed")]
+BINARY = f"git_utils{sysconfig.get_config_var('EXT_SUFFIX')}"
+OURS = {f"orvel_tarnix/utils/{name}" for name in (BINARY, "git_utils.pyi", "py.typed")}
 USE = """
 from orvel_tarnix.utils import git_utils
 assert git_utils.get_subprocess_hidden_kwargs is dict
@@ -20,19 +21,18 @@ def python(*args: str | Path, cwd: Path = TREE) -> str:
     return subprocess.check_output([sys.executable, *args], text=True, cwd=cwd)
 
 
-def wheel(folder: Path, *options: str) -> tuple[Path, list[str]]:
+def wheel(folder: Path, *options: str) -> tuple[Path, set[str]]:
     """A wheel, made in the same build folder as the one before it, and the files that it holds."""
     build = ["--no-build-isolation", f"--config-settings=build-dir={folder.parent / 'cmake'}"]
     python(*PIP, "wheel", "--no-deps", *build, *options, "--wheel-dir", folder, TREE)
     (made,) = folder.glob("*.whl")
-    names = [name for name in zipfile.ZipFile(made).namelist() if ".dist-info/" not in name]
-    suffix = sysconfig.get_config_var("EXT_SUFFIX")
-    return made, sorted(name.replace(suffix, ".so") for name in names)
+    names = zipfile.ZipFile(made).namelist()
+    return made, {name for name in names if ".dist-info/" not in name}
 
 
 def test_the_module_is_installed_or_built_into_its_host(tmp_path: Path) -> None:
     stand_in = wheel(tmp_path / "with", "--config-settings=cmake.define.WITH_STAND_IN=ON")
-    assert stand_in[1] == sorted([*OURS, "orvel_tarnix/utils/process.py"])
+    assert stand_in[1] == OURS | {"orvel_tarnix/utils/process.py"}
     published, files = wheel(tmp_path / "without")
     assert files == OURS
     prefix, built = str(tmp_path / "installed"), tmp_path / "built"
