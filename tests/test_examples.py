@@ -7,7 +7,6 @@ import termios
 from dataclasses import replace
 from datetime import datetime
 from functools import partial
-from pathlib import Path
 
 import branch_facts
 import command_line
@@ -25,24 +24,23 @@ DATES = [f"2020-01-0{day}T12:00Z" for day in range(7)]
 
 
 @pytest.fixture
-def project(tmp_path: Path) -> Repository:
+def project(repository: Repository) -> Repository:
     """A branch of two commits and a merge, beside a main that went on by one."""
-    made = Repository(tmp_path / "project")
     text = [*map(str, range(1, 11))]
     files = {"src/app.py": "\n".join(text), "src/old name.py": "x\n" * 30, "gone.txt": "1\n2\n"}
     mailmap = {".mailmap": "Zoë & Co <zoe@example.com> Z <z@old>\n"}
-    made.commit(files | mailmap | {"logo.bin": b"\0 1"}, DATES[1], "Z <z@old>")
-    made.commit({"src/app.py": "".join(text[:5])}, DATES[5])
-    made.git("checkout", "--quiet", "-b", BRANCH, "HEAD~")
-    made.git("mv", "src/old name.py", "src/new name.py")
+    repository.commit(files | mailmap | {"logo.bin": b"\0 1"}, DATES[1], "Z <z@old>")
+    repository.commit({"src/app.py": "".join(text[:5])}, DATES[5])
+    repository.git("checkout", "--quiet", "-b", BRANCH, "HEAD~")
+    repository.git("mv", "src/old name.py", "src/new name.py")
     text[2:3], text[6:6], text[10:] = ["three"], ["x", "y"], ["9"]
     changed = {"src/app.py": "\n".join(text), ODD_NAME: "<p>\n", "logo.bin": b"\0 2"}
-    made.commit(changed | {"gone.txt": None}, DATES[2], "Z <z@old>")
-    side = made.commit({"a": "a\n"}, DATES[3], "Cal\x1b[2J <zoe@example.com>")
-    made.git("reset", "--quiet", "--hard", "HEAD~")
+    repository.commit(changed | {"gone.txt": None}, DATES[2], "Z <z@old>")
+    side = repository.commit({"a": "a\n"}, DATES[3], "Cal\x1b[2J <zoe@example.com>")
+    repository.git("reset", "--quiet", "--hard", "HEAD~")
     by = {"GIT_AUTHOR_NAME": "Z", "GIT_AUTHOR_EMAIL": "z@old", "GIT_COMMITTER_DATE": DATES[4]}
-    made.git("merge", "--quiet", "--no-ff", "--message=Take\nside", side, **by)
-    return made
+    repository.git("merge", "--quiet", "--no-ff", "--message=Take\nside", side, **by)
+    return repository
 
 
 @pytest.fixture
