@@ -8,12 +8,12 @@ import pytest
 from conftest import Repository, Run
 
 MOVED = [f"new/{number:0120}.py" for number in range(150)]  # more names than a run of git gets
-FILES = ["src/a.py", "src/ä b%c.py", *MOVED]
-FOLDERS = {"SRC": {"uri": "file://{root}/src"}, "TOP": {"uri": "..", "uriBaseId": "SRC"}}
+FILES = ["src/a.py", "src/lib/ä%.py", *MOVED]
+FOLDERS = {"SRC": {"uri": "file://{root}/src"}, "LIB": {"uri": "lib", "uriBaseId": "SRC"}}
 RUN = {
     "tool": {"driver": {"rules": [{"id": "R0"}, {"id": "R1"}]}},
     "originalUriBaseIds": FOLDERS | {"LOOP": {"uriBaseId": "LOOP"}},
-    "artifacts": [{}, {"location": {"uri": "src/a.py", "uriBaseId": "TOP"}}],
+    "artifacts": [{}, {"location": {"uri": "a.py", "uriBaseId": "SRC"}}],
 }
 
 
@@ -45,11 +45,11 @@ def result(uri: str | None, line: int = 0, base: str = "", end: int | None = Non
     return {"ruleId": "E1", "message": {"text": f"about\n{uri}"}, "locations": [place]}
 
 
-NAMES = [("./src/../src/a.py", 3), ("file://{root}/src/%C3%A4%20b%25c.py", 3), (None, 3)]
-BASES = [("a.py", 3, "SRC"), ("src/a.py", 3, "TOP"), ("src/a.py", 3, "LOOP"), ("src/a.py", 3, "?")]
+NAMES = [("./src/../src/a.py", 3), ("file://{root}/src/lib/%C3%A4%25.py", 3), (None, 3)]
+BASES = [("a.py", 3, "SRC"), ("ä%25.py", 3, "LIB"), ("src/a.py", 3, "LOOP"), ("src/a.py", 3, "?")]
 LINES = [("src/a.py", 1, "", 3), ("src/a.py", 4), ("src/a.py", 7), ("src/a.py",), ("fresh.py", 1)]
 OTHER_LINES = [("src/a.py", 1, "", 2), ("src/a.py", 5), ("src/a.py", 8)]
-OTHER_PLACES = ["file:///", "file://host{root}/", "https://a.org{root}/"]
+OTHER_PLACES = ["file:///", "file://host{root}/", "https://localhost{root}/"]
 
 
 def test_touched_lines_are_told_by_every_kind_of_name(run: Run, repository: Repository) -> None:
