@@ -30,8 +30,7 @@ def page(tmp_path_factory: pytest.TempPathFactory) -> str:
     root = tmp_path_factory.mktemp("work")
     names = {"AUTHOR": AUTHOR, "BRANCH": BRANCH, "SUBJECT": SUBJECT, "PYTHONPATH": TREE}
     names |= {"PATH": os.environ["PATH"], "HOME": str(root), "GIT_CONFIG_NOSYSTEM": "1"}
-    command = ["sh", "-ec", MAKE_PAGE, sys.executable, *ODD_FILES]
-    subprocess.run(command, cwd=root, env=names, check=True)
+    subprocess.check_call(["sh", "-ec", MAKE_PAGE, sys.executable, *ODD_FILES], cwd=root, env=names)
     return (root / "page.html").as_uri()
 
 
