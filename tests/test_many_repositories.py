@@ -76,7 +76,7 @@ def test_each_kind_of_trouble_has_its_row(
         */killer) kill -KILL $PPID; exit;;
         */killed_once) [ -e killed ] || {{ touch killed; kill -KILL $PPID; exit; }};;
         */slow) exec sleep 1000;;
-        */foreign) export GIT_TEST_ASSUME_DIFFERENT_OWNER=1;;
+        */foreign) sleep 1; export GIT_TEST_ASSUME_DIFFERENT_OWNER=1;;
         esac
         cd "$OLDPWD" && exec '{shutil.which("git")}' "$@" """)
     trouble = {str(tmp_path / name): error for name, error in TROUBLE.items()}
