@@ -7,6 +7,7 @@ import subprocess
 import sys
 import time
 from collections.abc import Callable, Iterator
+from functools import partial
 from pathlib import Path
 from types import ModuleType
 from typing import Any
@@ -20,9 +21,9 @@ from orvel_tarnix.utils import git_utils
 IDENTITY = {"GIT_AUTHOR_NAME": "Ann Lee", "GIT_AUTHOR_EMAIL": "ann@example.org"}
 IDENTITY |= {"GIT_COMMITTER_NAME": "Cy Dee", "GIT_COMMITTER_EMAIL": "cy@example.org"}
 NOTHING = os.open(os.devnull, os.O_RDONLY)
-
 EXAMPLES = Path(__file__).parents[1] / "examples"
 
+type FakeGit = Callable[[str], Path]
 type Log = list[tuple[str, str, tuple[object, ...], type]]
 type Run = Callable[..., tuple[int, str, str]]
 type Runs = Callable[..., list[list[str]]]
@@ -31,7 +32,7 @@ type Start = Callable[..., subprocess.Popen[str]]
 
 @pytest.fixture(autouse=True)
 def _hermetic(monkeypatch: pytest.MonkeyPatch, tmp_path_factory: pytest.TempPathFactory) -> None:
-    for name in [name for name in os.environ if name.startswith("GIT_")]:
+    for name in [name for name in os.environ if name.startswith(("GIT_", "PYTHONUN"))]:
         monkeypatch.delenv(name)
     config = dict.fromkeys(["GIT_CONFIG_GLOBAL", "GIT_CONFIG_SYSTEM"], os.devnull)
     home = str(tmp_path_factory.mktemp("home"))
@@ -87,27 +88,20 @@ def repository(tmp_path: Path) -> Repository:
     return Repository(tmp_path / "repository")
 
 
-class FakeGit:
-    """A program named git in a directory of its own, to do what real git will not do."""
-
-    def __init__(self, directory: Path) -> None:
-        self.directory = directory
-        directory.mkdir()
-
-    def __call__(self, script: str) -> Path:
-        """Let it run a shell script, in its directory; give that."""
-        program = self.directory / "git"
-        program.write_text(f"#!/bin/sh\ncd '{self.directory}'\n{script}\n")
-        program.chmod(0o755)
-        return self.directory
+def make_git(folder: Path, script: str) -> Path:
+    """Make a program named git that runs a shell script in its folder; give that."""
+    folder.mkdir(exist_ok=True)
+    program = folder / "git"
+    program.write_text(f"#!/bin/sh\ncd '{folder}'\n{script}\n")
+    program.chmod(0o755)
+    return folder
 
 
 @pytest.fixture
 def fake_git(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> FakeGit:
-    """Put a fake git first on the search path, once it is given its script."""
-    fake = FakeGit(tmp_path / "fake")
-    monkeypatch.setenv("PATH", str(fake.directory), prepend=os.pathsep)
-    return fake
+    """Put a git that does what real git will not do first on the search path, given its script."""
+    monkeypatch.setenv("PATH", str(tmp_path / "fake"), prepend=os.pathsep)
+    return partial(make_git, tmp_path / "fake")
 
 
 @pytest.fixture

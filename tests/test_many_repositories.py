@@ -70,7 +70,7 @@ def test_each_kind_of_trouble_has_its_row(
         shutil.copytree(project, tmp_path / name)
     (tmp_path / "none").mkdir()
     (tmp_path / "repository/damaged/.git").mkdir(parents=True)
-    fake_git(f"""
+    folder = fake_git(f"""
         echo "$GIT_ALLOW_PROTOCOL $GIT_NO_LAZY_FETCH" >> seen
         case "$OLDPWD" in
         */killer) kill -KILL $PPID; exit;;
@@ -87,7 +87,7 @@ def test_each_kind_of_trouble_has_its_row(
     assert [*ROW, project] in map(str.split, output.splitlines())
     assert f"  {tmp_path}/none: in no git repository\n" in output
     assert errors(tmp_path / "rows") == {project: None} | trouble
-    assert set((fake_git.directory / "seen").read_text().splitlines()) == {"none 1"}
+    assert set((folder / "seen").read_text().splitlines()) == {"none 1"}
 
 
 def test_ten_thousand_roots_are_resumed(start: Start, project: str, tmp_path: Path) -> None:

@@ -11,11 +11,6 @@ import pytest
 from conftest import FakeGit, Log
 from worlds import odd
 
-FAILED = "git command failed: args=%s rc=%s stderr=%s"
-LATE = "git command timed out after %ss: args=%s"
-MISSING = "git executable not found while running args=%s"
-
-
 # What has another name as text than for the file system.
 PLACE = odd(object, __str__=lambda _: "some/where", __fspath__=lambda _: "elsewhere")
 
@@ -23,13 +18,8 @@ PLACE = odd(object, __str__=lambda _: "some/where", __fspath__=lambda _: "elsewh
 def test_git_is_launched_with_these_keywords_in_this_order(
     either: ModuleType, monkeypatch: pytest.MonkeyPatch
 ) -> None:
-    launches = []
-
-    def run(*args: object, **keywords: object) -> SimpleNamespace:
-        launches.append((args, list(keywords.items())))
-        return SimpleNamespace(stdout="out ", stderr=" err", returncode=0)
-
-    monkeypatch.setattr(subprocess, "run", run)
+    launch = Mock(return_value=SimpleNamespace(stdout="out ", stderr=" err", returncode=0))
+    monkeypatch.setattr(subprocess, "run", launch)
     hidden = iter([{"z": 1, "env": None}, MappingProxyType({})])
     monkeypatch.setattr(either, "get_subprocess_hidden_kwargs", lambda: next(hidden))
     args = ["log", "-1"]
@@ -38,25 +28,26 @@ def test_git_is_launched_with_these_keywords_in_this_order(
     fixed = [("capture_output", True), ("encoding", "utf-8"), ("errors", "replace")]
     command = (["git", "log", "-1"],)
     first = [("cwd", "some/where"), *fixed, ("timeout", 30), ("z", 1), ("env", None)]
+    launches = [(call.args, [*call.kwargs.items()]) for call in launch.call_args_list]
     assert launches == [(command, first), (command, [("cwd", "here"), *fixed, ("timeout", None)])]
 
 
 def test_however_git_ends_it_gives_text_and_a_failure_is_logged(
     either: ModuleType, fake_git: FakeGit, log: Log
 ) -> None:
-    root, args = fake_git.directory, ["a b", "", "é\n"]
-    fake_git(
-        r"""printf 'a\r\nb\rc\377\n'; printf '<%s>' "$@"; printf ' \r\376 \n' >&2; kill -9 $$"""
-    )
+    args = ["a b", "", "é\n"]
+    says = r"""printf 'a\r\nb\rc\377\n'; printf '<%s>' "$@"; printf ' \r\376 \n' >&2; kill -9 $$"""
+    root = fake_git(says)
     triple = ("a\nb\nc\ufffd\n<a b><><é\n>", " \n\ufffd \n", -9)
     assert either.run_git_command(root, args) == triple
     fake_git("exec sleep 600")
     assert either.run_git_command(root, args, 0.05) == ("", "Command timed out", 1)
     assert either.run_git_command(root / "nowhere", args) == ("", "git not found", 1)
+    late = "git command timed out after %ss: args=%s"
     ends = [
-        ("DEBUG", (FAILED, args, -9, "\ufffd"), NoneType),
-        ("WARNING", (LATE, 0.05, args), subprocess.TimeoutExpired),
-        ("WARNING", (MISSING, args), FileNotFoundError),
+        ("DEBUG", ("git command failed: args=%s rc=%s stderr=%s", args, -9, "\ufffd"), NoneType),
+        ("WARNING", (late, 0.05, args), subprocess.TimeoutExpired),
+        ("WARNING", ("git executable not found while running args=%s", args), FileNotFoundError),
     ]
     assert log == [(level, "run_git_command", *end) for level, *end in ends]
 
@@ -80,7 +71,8 @@ def test_what_was_being_handled_is_so_again_behind_a_handler(either: ModuleType)
 def test_every_other_launch_error_passes_and_nothing_is_logged(
     either: ModuleType, fake_git: FakeGit, log: Log, monkeypatch: pytest.MonkeyPatch
 ) -> None:
-    root, program = fake_git("exit 0"), fake_git.directory / "git"
+    root = fake_git("exit 0")
+    program = root / "git"
     program.write_text("no program")
     monkeypatch.setenv("PATH", str(root))
     calls = [(root, args) for args in (("log",), None, [1], ["a\0b"], ["\ud800"], ["log"])]

@@ -11,35 +11,26 @@ vars(git_utils).update(launcher(run), datetime=StoppedClock)
 def answers():
     return [answer(git_utils, call) for call in CALLS * 9]
 """
-THREADS = """
-import sys
+ASK_AT_ONCE = """
+import _interpreters, sys
 from concurrent.futures import ThreadPoolExecutor
 sys.setswitchinterval(1e-5)
 expected = answers()
-with ThreadPoolExecutor(16) as pool:
-    asked = [pool.submit(answers) for _ in range(16)]
-    print(all(each.result() == expected for each in asked), "FileChange" in str(expected))
-"""
-INTERPRETERS = """
-import _interpreters, sys
-from concurrent.futures import ThreadPoolExecutor
-check = f"import sys; sys.path[:] = {sys.path!r}\\n{ASK}\\nassert answers() == {answers()!r}"
+check = f"import sys; sys.path[:] = {sys.path!r}\\n{ASK}\\nassert answers() == {expected!r}"
 def run_isolated():
     own = _interpreters.create("isolated")
     failure = _interpreters.exec(own, check)
     _interpreters.destroy(own)
     return failure
-with ThreadPoolExecutor(4) as pool:
-    print(*[each.result() for each in [pool.submit(run_isolated) for _ in range(4)]])
+with ThreadPoolExecutor(16) as pool:
+    isolated = [pool.submit(run_isolated) for _ in range(4)]
+    asked = [pool.submit(answers) for _ in range(12)]
+    print(*[each.result() for each in isolated], all(each.result() == expected for each in asked))
 """
 
 
-def test_sixteen_threads_get_the_answers_of_one() -> None:
-    assert run_python("-c", ASK + THREADS) == "True True\n"
-
-
-def test_isolated_interpreters_get_the_answers_of_the_main_one() -> None:
-    assert run_python("-c", f"ASK = {ASK!r}{ASK}{INTERPRETERS}") == "None None None None\n"
+def test_threads_and_isolated_interpreters_get_the_answers_of_the_main_one() -> None:
+    assert run_python("-c", f"ASK = {ASK!r}{ASK}{ASK_AT_ONCE}") == "None None None None True\n"
 
 
 # A daemon thread is inside the module when the interpreter ends, and wakes after it has begun to

@@ -5,7 +5,7 @@ import sys
 from pathlib import Path
 
 import pytest
-from conftest import FakeGit, Repository
+from conftest import Repository, make_git
 from worlds import QUESTIONS, Call, answer
 
 from orvel_tarnix.utils import git_utils
@@ -32,7 +32,7 @@ ROWS = [(name, command) for command, names in SETTINGS.items() for name in names
 @pytest.fixture
 def mark(repository: Repository, tmp_path: Path) -> Path:
     """Give what the program leaves, beside it, and a repository that could start it."""
-    programs = FakeGit(tmp_path / "programs")(PROGRAM)
+    programs = make_git(tmp_path / "programs", PROGRAM)
     (programs / "post-index-change").symlink_to("git")
     repository.commit({"a": "1\n"})
     repository.git("switch", "--quiet", "--create=topic")
