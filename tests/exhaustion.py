@@ -13,7 +13,6 @@ from collections.abc import Callable, Iterator
 from functools import partial
 from itertools import count
 from pathlib import Path
-from typing import Any
 from unittest.mock import patch
 
 from compare import described, outcome
@@ -49,15 +48,11 @@ def starved(function: Callable[[], object], nth: int) -> tuple[object, bool]:
     return result, has_so_many
 
 
-def shared_objects(call: Call) -> list[Any]:
-    """What calls have in common and none may keep: the module, what it holds, the arguments."""
-    parts = [part for arg in call.args if isinstance(arg, list | tuple | dict) for part in arg]
-    return [git_utils, *vars(git_utils).values(), *call.args, *parts]
-
-
 def failures(call: Call) -> Iterator[str]:
     """Every outcome that is neither the expected one nor a MemoryError, and references kept."""
-    expected, shared = answer(git_utils, call), shared_objects(call)
+    expected = answer(git_utils, call)
+    parts = [part for arg in call.args if isinstance(arg, list | tuple | dict) for part in arg]
+    shared = [git_utils, *vars(git_utils).values(), *call.args, *parts]
     function = getattr(git_utils, call.name)
     bound = inspect.signature(function).bind(*call.args, **call.kwargs)
     bound.apply_defaults()

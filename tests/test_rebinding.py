@@ -10,6 +10,7 @@ import re
 import sys
 from collections.abc import Callable
 from dataclasses import dataclass, fields, make_dataclass
+from itertools import count
 from types import FunctionType, ModuleType, SimpleNamespace
 from typing import Any
 from unittest.mock import MagicMock, Mock
@@ -68,20 +69,11 @@ def recode(module: ModuleType, name: str) -> None:
     function.__code__ = (closed if function.__closure__ else free).__code__
 
 
-def giving(value: object) -> Mock:
-    return Mock(return_value=value)
-
-
-class Fickle(str):
+def fickle(text: str) -> str:
     """A key that is found at every second look."""
-
-    looks = 0
-
-    def __eq__(self, other: object) -> bool:
-        self.looks += 1
-        return self.looks % 2 == 0 and str.__eq__(self, other)
-
-    __hash__ = str.__hash__
+    looks = count()
+    equals = lambda self, other: next(looks) % 2 == 1 and str.__eq__(self, other)  # noqa: E731
+    return odd(str, text, __eq__=equals, __hash__=str.__hash__)
 
 
 QUIET = odd(dict, get=lambda _, key, *_default: f"<{key}>")
@@ -115,20 +107,20 @@ OTHERS: dict[str, dict[str, object]] = {
     "_PATCH_OPTIONS": {"list": ["log"], "dict": {"bad": 1}, "broken": BROKEN},
     "_MAX_PATHSPEC_CHARS": {"huge": 10**30, "float": 18002.5, "text": "none"},
     "TIME_SPEC_FORMS": {"number": 5},
-    "GitError": {each.__name__: giving(each) for each in (KeyError, NO_ERROR)},
+    "GitError": {each.__name__: Mock(return_value=each) for each in (KeyError, NO_ERROR)},
     "subprocess": {repr(each): SimpleNamespace(run=run, TimeoutExpired=each) for each in EXPIRED},
     "datetime": {
         each.__name__: Mock(**{"now.side_effect": each, "fromisoformat.side_effect": each})
         for each in ERRORS
     }
     | {"function": NOW.isoformat},
-    "get_subprocess_hidden_kwargs": {repr(each): giving(each) for each in HIDDEN}
+    "get_subprocess_hidden_kwargs": {repr(each): Mock(return_value=each) for each in HIDDEN}
     | {each.__name__: Mock(side_effect=each) for each in ERRORS}
     | {
-        f"{each!r} within": giving(MagicMock(**{"keys.side_effect": each}))
+        f"{each!r} within": Mock(return_value=MagicMock(**{"keys.side_effect": each}))
         for each in MAPPING_ERRORS
     },
-    "run_git_command": {repr(each): giving(each) for each in RESULTS},
+    "run_git_command": {repr(each): Mock(return_value=each) for each in RESULTS},
 }
 
 
@@ -186,7 +178,7 @@ CHANGES: list[tuple[str, Change, list[str]]] = [
     ("blank", bound(None), NAMES),
     ("replace", replace, [name for name in NAMES if callable(getattr(native, name))]),
     ("recode", recode, FUNCTIONS),
-    ("odd keys", lambda *at: setattr(*at, {Fickle(x): x for x in "MAR"}), ["_STATUS_BY_LETTER"]),
+    ("odd keys", lambda *at: setattr(*at, {fickle(x): x for x in "MAR"}), ["_STATUS_BY_LETTER"]),
     *((what, patched(patch), RECORDS) for what, patch in PATCHES.items()),
     *((what, bound(value), [name]) for name in OTHERS for what, value in OTHERS[name].items()),
 ]
@@ -201,8 +193,7 @@ ROWS = [
 def test_what_becomes_of_a_name_shows_wherever_it_is_used(
     what: str, change: Change, name: str
 ) -> None:
-    shows = not UNSEEN.fullmatch(what)
-    assert_followed(lambda module: change(module, name), shows=shows)
+    assert_followed(lambda module: change(module, name), shows=not UNSEEN.fullmatch(what))
 
 
 def test_a_name_that_the_module_lacks_is_found_among_the_built_ins() -> None:
@@ -230,13 +221,13 @@ def test_a_record_is_made_as_whatever_stood_for_dataclass_has_it(
 PRINTED = {"parse_file_changes": STREAM, "parse_commit_changes": LOG, "parse_line_spans": PATCH}
 
 
+@pytest.mark.parametrize("wider", ["", "中", "😀"], ids=["one", "two", "four"])
 @pytest.mark.parametrize("name", PRINTED)
-def test_what_git_prints_is_read_without_calling_python_code(name: str) -> None:
-    for wider in ("", "中", "😀"):
-        text, called = PRINTED[name].replace("a", "a" + wider), []
-        sys.setprofile(lambda frame, event, _: called.append((event, frame.f_code.co_name)))  # noqa: B023
-        try:
-            getattr(native, name)(text)
-        finally:
-            sys.setprofile(None)
-        assert [code for event, code in called if event == "call"] == [name]
+def test_what_git_prints_is_read_without_calling_python_code(name: str, wider: str) -> None:
+    text, called = PRINTED[name].replace("a", "a" + wider), []
+    sys.setprofile(lambda frame, event, _: called.append((event, frame.f_code.co_name)))
+    try:
+        getattr(native, name)(text)
+    finally:
+        sys.setprofile(None)
+    assert [code for event, code in called if event == "call"] == [name]

@@ -55,6 +55,8 @@ def query(name: str, /, *commands: str, **asked: object) -> object:
 VERIFY = "rev-parse --verify "
 RANGE = "diff --raw --numstat -M -z --no-textconv "
 PATCH = f"-c core.quotepath=off --literal-pathspecs diff {' '.join(native._PATCH_OPTIONS)} "
+PATCH += "--diff-filter="
+SPANS, ENDS = "diff_line_spans", {"base": "a", "head": "b"}
 LOG = "log --since=2026-09-01~07:05:09 --max-count={} --no-show-signature --format=%x1e%ct --raw "
 LOG += "--numstat -M -z"
 AT = datetime(2026, 9, 1, 7, 5, 9, 999999, timezone(timedelta(hours=5)))
@@ -79,15 +81,8 @@ QUERIES = [
     query("diff_file_changes", f"{RANGE}main...origin/x", base=MAIN, head=OTHER),
     query("log_commit_changes", LOG.format(0), since=AT, ref=None, max_commits=0),
     query("log_commit_changes", f"{LOG.format(-5)} ", since=AT, ref="", max_commits="-5"),
-    query("diff_line_spans", f"{PATCH}--diff-filter=MR a...b", base="a", head="b", merge_base=1),
-    query(
-        *("diff_line_spans", f"{PATCH}--diff-filter=main a b -- x y"),
-        base="a",
-        head="b",
-        merge_base=[],
-        paths="xy",
-        diff_filter=MAIN,
-    ),
+    query(SPANS, f"{PATCH}MR a...b", **ENDS, merge_base=1),
+    query(SPANS, f"{PATCH}main a b -- x y", **ENDS, merge_base=[], paths="xy", diff_filter=MAIN),
 ]
 
 

@@ -37,7 +37,7 @@ def test_threads_and_isolated_interpreters_get_the_answers_of_the_main_one() -> 
 # end: `Last` keeps it from ending before that thread is gone, but for two seconds at most, as
 # without the lock CPython 3.13 lets a thread that it has stopped sleep for ever.
 SHUTDOWN = """
-import os, threading, time
+import os, threading, time, types
 from orvel_tarnix.utils import git_utils
 class Last:
     def __del__(self, tasks=os.listdir, wait=time.sleep):
@@ -59,9 +59,7 @@ def parse():
 class Path(str):
     __truediv__ = lambda self, _: Path()
     __del__ = linger
-class Logger:
-    warning = linger
-git_utils.logger, git_utils._git_output = Logger(), linger
+git_utils.logger, git_utils._git_output = types.SimpleNamespace(warning=linger), linger
 run = {run}
 threading.Thread(target=run, daemon=True).start()
 inside.wait()

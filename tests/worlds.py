@@ -3,12 +3,11 @@
 import os
 import subprocess
 import sys
-from collections.abc import Callable, Iterator
-from dataclasses import dataclass, field
+from collections.abc import Callable, Iterator, Mapping
 from itertools import product
 from pathlib import Path
-from types import ModuleType, SimpleNamespace
-from typing import Any
+from types import MappingProxyType, ModuleType, SimpleNamespace
+from typing import Any, NamedTuple
 
 from compare import NOW, StoppedClock, Text, outcome
 
@@ -36,14 +35,13 @@ PRINTED = {
 PROCESS_LIMIT = 300  # seconds; under any load a process needs a tenth of it
 
 
-@dataclass(frozen=True)
-class Call:
+class Call(NamedTuple):
     """One call of a function, and what module attributes are rebound to meanwhile."""
 
     name: str
     args: tuple[Any, ...]
-    kwargs: dict[str, Any] = field(default_factory=dict)
-    world: dict[str, Any] = field(default_factory=dict)
+    kwargs: Mapping[str, Any] = MappingProxyType({})
+    world: Mapping[str, Any] = MappingProxyType({})
 
 
 def answer(module: ModuleType, call: Call) -> object:
@@ -55,10 +53,8 @@ def run(command: list[str], said: str = " said\n", **_keywords: object) -> Simpl
     """Answer as git would; without a generator, which crashes CPython 3.13 if memory fails it."""
     if "missing" in command:
         raise FileNotFoundError("git")
-    printed = "5ca1ab1e\n"
-    for key in reversed(PRINTED):
-        if key in command:
-            printed = PRINTED[key]
+    texts = [text for word, text in PRINTED.items() if word in command]
+    printed = texts[0] if texts else "5ca1ab1e\n"
     return SimpleNamespace(stdout=printed, stderr=said, returncode=int("bad" in command))
 
 

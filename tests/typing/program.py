@@ -3,12 +3,10 @@
 import logging
 import re
 from pathlib import Path
-from typing import assert_type
 
 from orvel_tarnix.utils import git_utils
 
-root = git_utils.find_repo_root()
-assert_type(root, Path)
+root: Path = git_utils.find_repo_root()
 git_utils.get_head_commit(str(root))  # type: ignore[arg-type]
 git_utils.diff_line_spans(root, "main", "HEAD")  # type: ignore[call-arg]
 git_utils.log_commit_changes(root, since="7d", ref=None, max_commits=1)  # type: ignore[arg-type]
