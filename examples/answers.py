@@ -18,6 +18,7 @@ IN_FLIGHT_PER_THREAD = 2
 BATCH = 16
 READ_AHEAD = 64
 
+type Watch = Callable[[str | None], None]
 type Event = Exception | tuple[list[str], Future] | Read
 
 
@@ -28,19 +29,18 @@ class Read(Enum):
     LAST = 2
 
 
-def answers(
-    client: Client, items: Iterable[str], ask: Ask, warn: Callable[[str], None]
-) -> Iterator[Answer]:
+def answers(client: Client, items: Iterable[str], ask: Ask, watch: Watch) -> Iterator[Answer]:
     """What ``ask`` gives for each item, as it comes.
 
     ``ask`` takes a few items and answers at least the first of them; the rest is asked again, as
     is what a worker was asked when it was lost. After several losses an item is asked about
-    alone, which shows whether it was to blame.
+    alone, which shows whether it was to blame. ``watch`` is called every second, and with what
+    there is to say of the workers; what it raises ends the run.
 
     Raises:
         ConnectionError: The scheduler is gone.
     """
-    questions = _Questions(client, ask, warn)
+    questions = _Questions(client, ask, watch)
     suspects: list[str] = []
     for batch, future in questions.finished(items):
         try:
@@ -53,7 +53,7 @@ def answers(
         questions.submit(rest[::2])
         questions.submit(rest[1::2])
         yield from given
-    for batch, future in _Questions(client, ask, warn, alone=True).finished(suspects):
+    for batch, future in _Questions(client, ask, watch, alone=True).finished(suspects):
         try:
             yield from _given(batch, future)
         except KilledWorker as error:
@@ -76,14 +76,12 @@ def _given(batch: list[str], future: Future) -> list[Answer]:
 class _Questions:
     """Questions in flight, as many as the threads of the workers can take."""
 
-    def __init__(
-        self, client: Client, ask: Ask, warn: Callable[[str], None], *, alone: bool = False
-    ) -> None:
+    def __init__(self, client: Client, ask: Ask, watch: Watch, *, alone: bool = False) -> None:
         self._alone = alone
         self._batch = 1  # until the first answer, which nobody is to wait for longer than needed
         self._client = client
         self._ask = ask
-        self._warn = warn
+        self._watch = watch
         self._threads = 0
         self._looked = -math.inf
         self._last_seen = monotonic()  # that there were workers, or that it was said there are none
@@ -140,6 +138,7 @@ class _Questions:
         if (now := monotonic()) < self._looked + 1:
             return
         self._looked = now
+        self._watch(None)
         try:
             self._threads = sum(self._client.nthreads().values())
         except OSError as error:
@@ -152,4 +151,4 @@ class _Questions:
             self._last_seen = now
         elif now > self._last_seen + PATIENCE:
             self._last_seen = math.inf
-            self._warn("the scheduler has no workers yet; waiting for some")
+            self._watch("the scheduler has no workers yet; waiting for some")

@@ -18,7 +18,7 @@ import sys
 from collections.abc import Iterator
 from functools import partial
 from pathlib import Path
-from typing import NoReturn
+from typing import Any, NoReturn
 
 import repository_row
 from repository_row import Row
@@ -41,6 +41,7 @@ class Run:
         self._file: RowFile | None = None
         self._rows = 0
         self._failed = 0
+        self._is_interrupted = False
 
     def finish(self) -> int:
         """Print the rows as they come and return the exit code."""
@@ -63,16 +64,30 @@ class Run:
 
         ask = ByValue(question, repository_row)
         with connected(options.scheduler, options.workers) as client, row_table(total) as table:
-            for row in answers(client, self._roots(), ask, _warn):
+            for row in answers(client, self._roots(), ask, self._watch):
                 self._take(row)
                 table.add(row)
         return int(self._failed > 0)
 
-    def interrupted(self) -> str:
-        """What stands, and how to go on."""
+    def interrupt(self, *_: object) -> NoReturn:
+        """End the run, as Ctrl-C does."""
+        # Ending the cluster takes a moment, which a second Ctrl-C would fill with tracebacks.
+        signal.signal(signal.SIGINT, signal.SIG_IGN)
+        self._is_interrupted = True
+        raise KeyboardInterrupt
+
+    def what_stands(self) -> str:
+        """How many rows there are, and how to go on."""
         file = self._options.jsonl
         kept = "the same with --resume goes on" if file else "--jsonl FILE would keep them"
         return f"stopped after {self._rows} rows; {kept}"
+
+    def _watch(self, trouble: str | None) -> None:
+        # What a signal raises while a destructor runs is lost.
+        if self._is_interrupted:
+            raise KeyboardInterrupt
+        if trouble:
+            _warn(trouble)
 
     def _take(self, row: Row) -> None:
         if "refused" in row:
@@ -105,8 +120,9 @@ def main() -> NoReturn:
     logging.disable()
     # Whatever the locale or a name holds, what cannot be encoded is written as an escape.
     sys.stdout.reconfigure(errors="backslashreplace")  # type: ignore[union-attr]
-    signal.signal(signal.SIGINT, _interrupt_once)
     run = Run(options)
+    signal.signal(signal.SIGINT, run.interrupt)
+    sys.unraisablehook = _lose
     try:
         code = run.finish()
     except BrokenPipeError:
@@ -114,7 +130,7 @@ def main() -> NoReturn:
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         code = 0
     except KeyboardInterrupt:
-        _warn(run.interrupted())
+        _warn(run.what_stands())
         code = INTERRUPTED
     except (RefusedError, RowFileError, OSError) as error:
         _warn(str(error).partition("\n")[0])
@@ -122,10 +138,9 @@ def main() -> NoReturn:
     sys.exit(code)
 
 
-def _interrupt_once(*_: object) -> NoReturn:
-    # Ending the cluster takes a moment, which a second Ctrl-C would fill with tracebacks.
-    signal.signal(signal.SIGINT, signal.SIG_IGN)
-    raise KeyboardInterrupt
+def _lose(raised: Any) -> None:
+    if raised.exc_type is not KeyboardInterrupt:
+        sys.__unraisablehook__(raised)
 
 
 def _warn(line: str) -> None:

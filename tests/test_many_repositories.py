@@ -12,8 +12,12 @@ import pytest
 from conftest import EXAMPLES, FakeGit, Repository, Start
 
 SCRIPT = EXAMPLES / "many_repositories.py"
-WITHOUT_MODULE = """import runpy, sys; sys.modules["orvel_tarnix"] = None; del sys.argv[0]
-runpy.run_module(sys.argv[0], run_name="__main__")"""
+RUN = "import runpy, sys; del sys.argv[0]; runpy.run_module(sys.argv[0], run_name='__main__')"
+WITHOUT_MODULE = f"import sys; sys.modules['orvel_tarnix'] = None; {RUN}"
+# Ctrl-C comes while an object is destroyed, which loses the exception.
+LOSING = f"""import distributed, signal
+distributed.Future.__del__ = lambda _, left=[2]: left and signal.raise_signal(left.pop())
+{RUN}"""
 ROW = ["2", "0", "2", "+2", "-2", "2", "2", "topic", "main"]
 STOPPED = r"many_repositories: stopped after \d+ rows; the same with --resume goes on\n"
 SINCE = "--since=2026-01-02"
@@ -109,6 +113,14 @@ def test_ten_thousand_roots_are_resumed(start: Start, project: str, tmp_path: Pa
         client = start(*command)
         assert (client.communicate()[1], client.returncode) == ("", 1)
     assert errors(tmp_path / "rows") == trouble | {project: None}
+
+
+def test_an_interrupt_that_a_destructor_loses_ends_the_run(start: Start, tmp_path: Path) -> None:
+    (tmp_path / "roots").write_text("none\n" * 9_999)
+    path = f"{EXAMPLES}:{EXAMPLES.parent}"
+    client = start("-c", LOSING, "many_repositories", "--from=roots", path=path)
+    assert re.fullmatch(r".*stopped after \d+ rows; --jsonl FILE.*\n", client.communicate()[1])
+    assert client.returncode == 130
 
 
 COMPLAINTS = {
