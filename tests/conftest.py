@@ -11,6 +11,7 @@ from functools import partial
 from pathlib import Path
 from types import ModuleType
 from typing import Any
+from unittest.mock import Mock
 
 import plain_python
 import pytest
@@ -26,7 +27,7 @@ EXAMPLES = Path(__file__).parents[1] / "examples"
 type FakeGit = Callable[[str], Path]
 type Log = list[tuple[str, str, tuple[object, ...], type]]
 type Run = Callable[..., tuple[int, str, str]]
-type Runs = Callable[..., list[list[str]]]
+type Runs = Callable[..., list[Any]]
 type Start = Callable[..., subprocess.Popen[str]]
 
 
@@ -59,10 +60,8 @@ class Repository:
 
     def git(self, *args: str, **environment: str) -> str:
         """Run git, which has to succeed, and give what it printed."""
-        command, environment = ["git", *args], os.environ | environment
-        return os.fsdecode(
-            subprocess.check_output(command, cwd=self.root, env=environment, timeout=PROCESS_LIMIT)
-        )
+        options = {"cwd": self.root, "env": os.environ | environment, "timeout": PROCESS_LIMIT}
+        return os.fsdecode(subprocess.check_output(["git", *args], **options))
 
     def commit(
         self, files: dict[str, str | bytes | None], date: str = "2026-01-01T00:00:00Z", by: str = ""
@@ -106,13 +105,12 @@ def fake_git(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> FakeGit:
 
 @pytest.fixture
 def answer_runs(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Runs:
-    """Answer the runs of git with given triples instead; the list of their arguments is given."""
+    """Answer the runs of git with given triples instead; the list of the calls is given."""
 
-    def answer(*triples: tuple[str, str, int]) -> list[list[str]]:
-        left, calls = iter(triples), []
-        run = lambda _root, args: calls.append(args) or next(left)  # noqa: E731
+    def answer(*triples: tuple[str, str, int]) -> list[Any]:
+        run = Mock(side_effect=triples)
         monkeypatch.setattr(either, "run_git_command", run)
-        return calls
+        return run.call_args_list
 
     return answer
 
@@ -123,10 +121,10 @@ def log(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Log:
     told: Log = []
 
     def handle(record: logging.LogRecord) -> None:
-        event = record.levelname, record.funcName, (record.msg, *record.args)
         error = sys.exception()
         assert error is None or error.__traceback__.tb_frame.f_code.co_name == record.funcName
-        told.append((*event, type(error)))
+        event = record.levelname, record.funcName, (record.msg, *record.args), type(error)
+        told.append(event)
 
     monkeypatch.setattr(either, "logger", logging.Logger("watched"))
     monkeypatch.setattr(either.logger, "handle", handle)

@@ -76,10 +76,8 @@ def failures(call: Call) -> Iterator[str]:
 
 
 def leaks(call: Call) -> Iterator[str]:
-    """Whether each of fifty rounds leaves something behind for every second call.
-
-    The interpreter's own caches fill for some hundred calls; a leak grows in every round.
-    """
+    """Whether each of fifty rounds leaves something behind for every second call."""
+    # The interpreter's own caches fill for some hundred calls; a leak grows in every round.
     before = -100
     for _ in range(50):
         gc.collect()

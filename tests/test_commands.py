@@ -45,4 +45,4 @@ def test_a_path_keeps_its_place_with_the_spans_of_the_later_batch_and_a_failure_
     calls = answer_runs(first, ("+++ b\n@@ -1 +1 @@\n", "broken\n", 1))
     with pytest.raises(either.GitError, match=r"^broken$"):
         either.diff_line_spans("r", "a", "b", merge_base=True, paths=["a", "b", "c"])
-    assert [call[-1] for call in calls] == ["a", "b"]
+    assert [call.args[1][-1] for call in calls] == ["a", "b"]

@@ -14,7 +14,6 @@ from conftest import EXAMPLES, FakeGit, Repository, Start
 SCRIPT = EXAMPLES / "many_repositories.py"
 RUN = "import runpy, sys; del sys.argv[0]; runpy.run_module(sys.argv[0], run_name='__main__')"
 WITHOUT_MODULE = f"import sys; sys.modules['orvel_tarnix'] = None; {RUN}"
-# Ctrl-C comes while an object is destroyed, which loses the exception.
 LOSING = f"""import distributed, signal
 distributed.Future.__del__ = lambda _, left=[2]: left and signal.raise_signal(left.pop())
 {RUN}"""

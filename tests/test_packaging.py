@@ -47,5 +47,4 @@ def test_the_module_is_installed_or_built_into_its_host(tmp_path: Path) -> None:
             (folder / "__init__.py").touch()
         (utils / "process.py").write_text("get_subprocess_hidden_kwargs = dict\n")
         python(*command)
-        found = python("-c", USE, cwd=host)
-        assert found == "{'a': [LineSpan(start=1, end=2, added=True)]}\n"
+        assert python("-c", USE, cwd=host) == "{'a': [LineSpan(start=1, end=2, added=True)]}\n"

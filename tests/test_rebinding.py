@@ -58,8 +58,7 @@ def test_each_function_is_called_and_answers_as_in_plain_python() -> None:
 
 def replace(module: ModuleType, name: str) -> None:
     """Bind the name to a function that tells its arguments."""
-    told = lambda *args, **keywords: (name, repr(args), repr(keywords))  # noqa: E731
-    setattr(module, name, told)
+    setattr(module, name, lambda *args, **words: (name, repr(args), repr(words)))
 
 
 def recode(module: ModuleType, name: str) -> None:
@@ -84,7 +83,7 @@ LOST_ERROR = type("LostError", (FileNotFoundError,), {})  # of a file, not of gi
 NO_ERROR = type("NoError", (KeyError,), {"__new__": lambda *_: 5})  # without instances
 ERRORS = [KeyError, ValueError, OverflowError, TimeoutError, ConnectionError, LOST_ERROR]
 MAPPING_ERRORS = [OSError(), AttributeError(), KeyError(), KeyError(1), KeyError(1, 2)]
-TABLES = [{"t": "中", "\\": ""}, {"t": b"t"}, {"t": "\ud800"}, {"t": SHIFTED}]
+ESCAPES = [{"t": "中", "\\": ""}, {"t": b"t"}, {"t": "\ud800"}, {"t": SHIFTED}]
 EXPIRED = [(OSError, ValueError), 5, (FileNotFoundError, 5), (5, FileNotFoundError)]
 HIDDEN = [HIDDEN_VALUES, {"cwd": "/"}, None, [("cwd", "/")], {1: 2}, {"said": 2}]
 RESULTS = [("out \n", None, 0), ("out", None, 0.0), (None, None, 1), {"a": 1, "b": 2, "c": 0}]
@@ -101,7 +100,7 @@ OTHERS: dict[str, dict[str, object]] = {
     "_RELATIVE_SPEC": {"words": re.compile("(so)(on)"), "ASCII": re.compile("([0-9])([a-z])")},
     "_SPEC_UNITS": {"other": {"d": "hours"}, "number": {"d": 5}, "unknown": {"d": "years"}},
     "_STATUS_BY_LETTER": {"subclass": QUIET, "of anything": {"M": 5, "X": None, "A": ["a"]}},
-    "_C_ESCAPES": {"subclass": QUIET} | {repr(each["t"]): each for each in TABLES},
+    "_C_ESCAPES": {"subclass": QUIET} | {repr(each["t"]): each for each in ESCAPES},
     "_TWO_PATH_LETTERS": {"set": {"M"}, "text": "MR"},
     "_COMMIT_START": {"letter": "C", "two": ("C", "\x1e")},
     "_PATCH_OPTIONS": {"list": ["log"], "dict": {"bad": 1}, "broken": BROKEN},
@@ -172,13 +171,14 @@ def patched(patch: Callable[[Any], object]) -> Change:
     return lambda module, name: patch(getattr(module, name))
 
 
+TABLES = ["_STATUS_BY_LETTER", "_C_ESCAPES"]
 # What is done, how, and to which names.
 CHANGES: list[tuple[str, Change, list[str]]] = [
     ("delete", delattr, NAMES),
     ("blank", bound(None), NAMES),
     ("replace", replace, [name for name in NAMES if callable(getattr(native, name))]),
     ("recode", recode, FUNCTIONS),
-    ("odd keys", lambda *at: setattr(*at, {fickle(x): x for x in "MAR"}), ["_STATUS_BY_LETTER"]),
+    ("odd keys", lambda *at: setattr(*at, {fickle(x): x for x in "MARt"}), TABLES),
     *((what, patched(patch), RECORDS) for what, patch in PATCHES.items()),
     *((what, bound(value), [name]) for name in OTHERS for what, value in OTHERS[name].items()),
 ]

@@ -17,7 +17,6 @@ MOMENTS = [
     (NEW_YORK, "2026-11-01T06:30:00+00:00", datetime(2026, 11, 1, 1, 30)),
     (NEW_YORK, "2026-03-08T02:30", datetime(2026, 3, 8, 2, 30)),
     (NEW_YORK, "0001-01-01", datetime(1, 1, 1)),
-    ("<+0545>-5:45", "2026-09-01T20:00:00-04:30", datetime(2026, 9, 2, 6, 15)),
 ]
 
 
@@ -50,7 +49,7 @@ def test_each_line_of_the_summary_with_a_tab_is_an_author(
     authors = either.get_authors_for_period(Path("r"))
     assert [tuple(author.values()) for author in authors] == list(SUMMARY.values())
     assert {tuple(author) for author in authors} == {("name", "email", "commits")}
-    assert calls == [["shortlog", "--since=2026-02-06 12:30:15", "-sne"]]
+    assert [call.args[1] for call in calls] == [["shortlog", "--since=2026-02-06 12:30:15", "-sne"]]
 
 
 def test_a_failed_summary_is_logged_and_lists_nobody(

@@ -1,6 +1,5 @@
 """A program whose ignored lines are misuse: `make stub` fails where one is not, or another is."""
 
-import logging
 import re
 from pathlib import Path
 
@@ -14,11 +13,9 @@ git_utils.run_git_command(root, ("status",))  # type: ignore[arg-type]
 git_utils.LineSpan(1, 2, added=True).start = 3  # type: ignore[misc]
 git_utils.resolve_commit(root, "main").upper()  # type: ignore[union-attr]
 git_utils.parse_line_spans("")[0]  # type: ignore[index]
-error: RuntimeError = git_utils.GitError("no such revision")
 moment = git_utils.datetime.now() - git_utils.timedelta(days=7)
 output = git_utils.subprocess.run("git", **git_utils.get_subprocess_hidden_kwargs()).stdout
 
-logger: logging.Logger = git_utils.logger
 texts: list[str] = [git_utils.TIME_SPEC_FORMS, git_utils._COMMIT_START]
 patterns: list[re.Pattern[str]] = [git_utils._HUNK_HEADER, git_utils._C_ESCAPE]
 patterns.append(git_utils._RELATIVE_SPEC)
