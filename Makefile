@@ -99,5 +99,5 @@ bench: tools .venv/module .venv/group-bench .venv/group-examples ## print the ta
 
 .PHONY: clean
 clean: ## remove all that was made
-	@rm -rf build dist .venv .cache .hypothesis
+	@rm -rf build dist .venv .cache
 	@find . -name __pycache__ -prune -exec rm -rf {} +

@@ -35,8 +35,7 @@ bool visit_function(const Module& module, Borrowed function, Visit visit) {
 // and nothing happens when the instance goes.
 bool makes_plain_instances(const PyTypeObject* type) {
     return type->tp_new == PyBaseObject_Type.tp_new &&
-           (type->tp_flags & Py_TPFLAGS_IS_ABSTRACT) == 0 && type->tp_finalize == nullptr &&
-           type->tp_del == nullptr;
+           (type->tp_flags & Py_TPFLAGS_IS_ABSTRACT) == 0 && type->tp_finalize == nullptr;
 }
 
 template <class Visit>
@@ -130,13 +129,11 @@ bool still_as_described(const Module& module, Borrowed object, Borrowed descript
     PyObject* parts = PyTuple_GET_ITEM(description.get(), described_parts);
     const Py_ssize_t count = PyTuple_GET_SIZE(parts);
     Py_ssize_t seen = 0;
-    const bool same =
-        visit_parts(module, object, PyTuple_GET_ITEM(description.get(), described_members),
-                    [&](const Ref& part) {
-                        const Py_ssize_t place = seen++;
-                        return place < count && is(part, PyTuple_GET_ITEM(parts, place));
-                    });
-    return same && seen == count;
+    return visit_parts(module, object, PyTuple_GET_ITEM(description.get(), described_members),
+                       [&](const Ref& part) {
+                           const Py_ssize_t place = seen++;
+                           return place < count && is(part, PyTuple_GET_ITEM(parts, place));
+                       });
 }
 
 }  // namespace git_utils
