@@ -28,7 +28,7 @@ PRINTED = {
     "log": LOG,
     "--raw": STREAM,
     "--literal-pathspecs": PATCH,
-    "shortlog": "  3\tAnn <a@b>\n no tab\n 1\tBob\n",
+    "shortlog": "  3\tAnn <a@b>\n\n no tab\n 1\tBob\n",
     "--count": "3\n",
     "symbolic-ref": "refs/remotes/origin/trunk\n",
 }
