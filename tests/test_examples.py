@@ -195,7 +195,7 @@ CHARTS = [
 ]
 
 
-@pytest.mark.parametrize("row", CHARTS)
+@pytest.mark.parametrize("row", CHARTS, ids=["period", "days", "moment", "weeks", "centuries"])
 def test_the_chart_covers_the_period_and_a_calendar_has_its_times(row: tuple) -> None:
     times, period, unit, bars, axis = row
     commits = [Commit("c", (), time, "a", "e", "s", ()) for time in times]
