@@ -13,7 +13,7 @@ class RowFile:
     """The rows of one question, as far as they are known."""
 
     def __init__(self, path: Path, since: str, *, resume: bool) -> None:
-        """Opens the file; what stands in it is either gone on with or refused.
+        """Reads the file; what stands in it is either gone on with or refused.
 
         Raises:
             OSError: The file cannot be read or written.
@@ -23,17 +23,19 @@ class RowFile:
         self.failed = 0
         self._path = path
         self._since = since
-        self._file = path.open("a+b")
-        self._file.seek(0)
-        end = 0
-        for number, line in enumerate(self._file, 1):
-            if not resume:
-                raise RowFileError(f"{path} has rows already: add --resume or name another file")
-            if not line.endswith(b"\n"):  # whoever wrote it was stopped: that row is made again
-                self._file.truncate(end)
-                break
-            end += len(line)
-            self._take(number, line)
+        with path.open("a+b") as file:
+            file.seek(0)
+            end = 0
+            for number, line in enumerate(file, 1):
+                if not resume:
+                    raise RowFileError(
+                        f"{path} has rows already: add --resume or name another file"
+                    )
+                if not line.endswith(b"\n"):  # whoever wrote it was stopped: it is made again
+                    file.truncate(end)
+                    break
+                end += len(line)
+                self._take(number, line)
 
     def _take(self, number: int, line: bytes) -> None:
         try:
@@ -48,5 +50,5 @@ class RowFile:
 
     def add(self, row: dict[str, Any]) -> None:
         """Writes a row so that it outlives this process."""
-        self._file.write(json.dumps(row).encode() + b"\n")
-        self._file.flush()
+        with self._path.open("ab") as file:
+            file.write(json.dumps(row).encode() + b"\n")

@@ -33,7 +33,7 @@ type Start = Callable[..., subprocess.Popen[str]]
 
 @pytest.fixture(autouse=True)
 def _hermetic(monkeypatch: pytest.MonkeyPatch, tmp_path_factory: pytest.TempPathFactory) -> None:
-    for name in [name for name in os.environ if name.startswith(("GIT_", "PYTHONUN"))]:
+    for name in [name for name in os.environ if name.startswith(("GIT_", "PYTHONUNBUFFERED"))]:
         monkeypatch.delenv(name)
     config = dict.fromkeys(["GIT_CONFIG_GLOBAL", "GIT_CONFIG_SYSTEM"], os.devnull)
     home = str(tmp_path_factory.mktemp("home"))
