@@ -108,7 +108,8 @@ bool Module::is_unmodified(Name wanted) const {
 }
 
 bool Module::is_unmodified(Name wanted, Borrowed bound) const {
-    // Null once the garbage collector has cleared this: a finaliser may still call our functions.
+    // Null for what was modified from the start, and once the garbage collector has cleared this: a
+    // finaliser may still call our functions.
     PyObject* description = remembered_[wanted.index];
     return description != nullptr && still_as_described(*this, bound, description);
 }

@@ -99,7 +99,7 @@ Ref described(const Module& module, Borrowed object) {
     if (PyType_Check(object.get())) {
         const Ref fields = fields_of(module, object);
         if (!fields) {
-            return tuple_of(none());  // which no class is
+            return {};
         }
         append(members, module.name("__init__"_name));
         extend(members, fields);
