@@ -90,6 +90,7 @@ class Run:
             _warn(trouble)
 
     def _take(self, row: Row) -> None:
+        self._watch(None)
         if "refused" in row:
             raise RefusedError(row["refused"])
         if self._file:
@@ -139,6 +140,7 @@ def main() -> NoReturn:
 
 
 def _lose(raised: Any) -> None:
+    # Run.interrupt has noted a Ctrl-C that is lost, and it is raised again.
     if raised.exc_type is not KeyboardInterrupt:
         sys.__unraisablehook__(raised)
 

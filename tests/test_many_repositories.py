@@ -15,7 +15,7 @@ SCRIPT = EXAMPLES / "many_repositories.py"
 RUN = "import runpy, sys; del sys.argv[0]; runpy.run_module(sys.argv[0], run_name='__main__')"
 WITHOUT_MODULE = f"import sys; sys.modules['orvel_tarnix'] = None; {RUN}"
 LOSING = f"""import distributed, signal
-distributed.Future.__del__ = lambda _, left=[2]: left and signal.raise_signal(left.pop())
+distributed.Future.__del__ = lambda _, due=[signal.SIGINT]: due and signal.raise_signal(due.pop())
 {RUN}"""
 ROW = ["2", "0", "2", "+2", "-2", "2", "2", "topic", "main"]
 STOPPED = r"many_repositories: stopped after \d+ rows; the same with --resume goes on\n"
@@ -41,7 +41,7 @@ def errors(file: Path) -> dict[str, str | None]:
 
 
 def test_scheduler_and_client_do_without_the_module(start: Start, project: str) -> None:
-    bare = partial(start, "-c", WITHOUT_MODULE, path=EXAMPLES)
+    bare = partial(start, "-c", WITHOUT_MODULE, path=str(EXAMPLES))
     scheduler = bare("distributed.cli.dask_scheduler", "--host=127.0.0.1", "--port=0")
     address = next(line.split()[-1] for line in scheduler.stderr if "Scheduler at:" in line)
     client = bare("many_repositories", "--from=-", "--scheduler", address, SINCE)
@@ -79,7 +79,7 @@ def test_each_kind_of_trouble_has_its_row(
         */killer) kill -KILL $PPID; exit;;
         */killed_once) [ -e killed ] || {{ touch killed; kill -KILL $PPID; exit; }};;
         */slow) exec sleep 1000;;
-        */foreign) sleep 1; export GIT_TEST_ASSUME_DIFFERENT_OWNER=1;;
+        */foreign) sleep 1; export GIT_TEST_ASSUME_DIFFERENT_OWNER=1;;  # so its batch is cut short
         esac
         cd "$OLDPWD" && exec '{shutil.which("git")}' "$@" """)
     trouble = {str(tmp_path / name): error for name, error in TROUBLE.items()}
@@ -116,8 +116,7 @@ def test_ten_thousand_roots_are_resumed(start: Start, project: str, tmp_path: Pa
 
 def test_an_interrupt_that_a_destructor_loses_ends_the_run(start: Start, tmp_path: Path) -> None:
     (tmp_path / "roots").write_text("none\n" * 9_999)
-    path = f"{EXAMPLES}:{EXAMPLES.parent}"
-    client = start("-c", LOSING, "many_repositories", "--from=roots", path=path)
+    client = start("-c", LOSING, "many_repositories", "--from=roots")
     assert re.fullmatch(r".*stopped after \d+ rows; --jsonl FILE.*\n", client.communicate()[1])
     assert client.returncode == 130
 
