@@ -63,8 +63,8 @@ lint: build/asan/module .venv/group-test .venv/group-check
 	    xargs -P "$$(nproc)" -n 1 .venv/bin/clang-tidy -p build/asan --quiet 2>build/tidy.log || \
 	 { grep error: build/tidy.log; exit 1; }
 
+# The program is checked in build/, so that it is the installed package that is read.
 .PHONY: stub
-# From elsewhere, the program is checked against the installed package.
 stub: .venv/module .venv/group-check
 	@MYPY_CACHE_DIR=.cache/mypy $(venv_python) -m mypy.stubtest orvel_tarnix.utils.git_utils
 	@cd build && MYPY_CACHE_DIR=../.cache/mypy ../$(venv_python) -m mypy --strict \

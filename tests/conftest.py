@@ -13,16 +13,15 @@ from types import ModuleType
 from typing import Any
 from unittest.mock import Mock
 
-import plain_python
 import pytest
+from compare import native, plain
 from worlds import PROCESS_LIMIT
-
-from orvel_tarnix.utils import git_utils
 
 IDENTITY = {"GIT_AUTHOR_NAME": "Ann Lee", "GIT_AUTHOR_EMAIL": "ann@example.org"}
 IDENTITY |= {"GIT_COMMITTER_NAME": "Cy Dee", "GIT_COMMITTER_EMAIL": "cy@example.org"}
 NOTHING = os.open(os.devnull, os.O_RDONLY)
 EXAMPLES = Path(__file__).parents[1] / "examples"
+PATH = f"{EXAMPLES}{os.pathsep}{EXAMPLES.parent}"
 
 type FakeGit = Callable[[str], Path]
 type Log = list[tuple[str, str, tuple[object, ...], type]]
@@ -44,7 +43,7 @@ def _hermetic(monkeypatch: pytest.MonkeyPatch, tmp_path_factory: pytest.TempPath
     os.dup2(NOTHING, 0)
 
 
-@pytest.fixture(params=[git_utils, plain_python], ids=["native", "plain"])
+@pytest.fixture(params=[native, plain], ids=["native", "plain"])
 def either(request: pytest.FixtureRequest) -> ModuleType:
     """Give the native module, then the plain one: a fact about the one holds for the other."""
     return request.param
@@ -98,7 +97,7 @@ def make_git(folder: Path, script: str) -> Path:
 
 @pytest.fixture
 def fake_git(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> FakeGit:
-    """Put a git that does what real git will not do first on the search path, given its script."""
+    """Put first on the search path a git that does what its script says, as real git will not."""
     monkeypatch.setenv("PATH", str(tmp_path / "fake"), prepend=os.pathsep)
     return partial(make_git, tmp_path / "fake")
 
@@ -136,9 +135,9 @@ def start(tmp_path: Path) -> Iterator[Start]:
     """Start Python in a session of its own, which ends with the test."""
     started = []
 
-    def start(*args: Any, path: Path = EXAMPLES.parent, **options: Any) -> subprocess.Popen[str]:
+    def start(*args: Any, path: str = PATH, **options: Any) -> subprocess.Popen[str]:
         usual = dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE) | {"cwd": tmp_path}
-        usual["env"] = os.environ | {"PYTHONPATH": str(path), "TMPDIR": str(tmp_path)}
+        usual["env"] = os.environ | {"PYTHONPATH": path, "TMPDIR": str(tmp_path)}
         usual |= {"encoding": "utf-8", "start_new_session": True}
         started.append(subprocess.Popen([sys.executable, *args], **usual | options))
         return started[-1]
@@ -156,11 +155,11 @@ def run(start: Start) -> Run:
 
     def run(script: str, *args: Any, given: str = "", **options: Any) -> tuple[int, str, str]:
         process = start("-W", "error", EXAMPLES / script, *args, **options)
-        process.stdin.write(given)
-        if given:  # else it stays open, for no git may wait for it
-            process.stdin.close()
-        printed = process.stdout.read() if process.stdout else ""
-        complaint = process.stderr.read()
-        return process.wait(), printed, complaint
+        stdin = process.stdin
+        if not given:  # it stays open, for no git may wait for it
+            process.stdin = None
+        printed, complaint = process.communicate(given, timeout=PROCESS_LIMIT)
+        process.stdin = stdin
+        return process.returncode, printed or "", complaint
 
     return run

@@ -15,10 +15,8 @@ from itertools import count
 from pathlib import Path
 from unittest.mock import patch
 
-from compare import described, outcome
+from compare import described, native as git_utils, outcome
 from worlds import WORLDLY_CALLS, Call, answer
-
-from orvel_tarnix.utils import git_utils
 
 # When it cannot make the object of a Python function's frame, CPython 3.13 loses the exception
 # that leaves that function; its os.stat takes having no memory for having no path.
@@ -52,16 +50,16 @@ def failures(call: Call) -> Iterator[str]:
     """Every outcome that is neither the expected one nor a MemoryError, and references kept."""
     expected = answer(git_utils, call)
     parts = [part for arg in call.args if isinstance(arg, list | tuple | dict) for part in arg]
-    shared = [git_utils, *vars(git_utils).values(), *call.args, *parts]
     function = getattr(git_utils, call.name)
     bound = inspect.signature(function).bind(*call.args, **call.kwargs)
     bound.apply_defaults()
     # Just the native body: the Python function around it is the interpreter's.
-    native = partial(function.__closure__[0].cell_contents, *bound.arguments.values())
+    body = partial(function.__closure__[0].cell_contents, *bound.arguments.values())
+    shared = [body.func, body.func.__self__, *vars(git_utils).values(), *call.args, *parts]
     for nth in count():
         gc.collect()
         before = [sys.getrefcount(each) for each in shared]
-        result, has_so_many = starved(native, nth)
+        result, has_so_many = starved(body, nth)
         if not isinstance(result, MemoryError):
             made = type(result).__name__, repr(result)
             found = described(result) if isinstance(result, Exception) else made
@@ -76,7 +74,7 @@ def failures(call: Call) -> Iterator[str]:
 
 
 def leaks(call: Call) -> Iterator[str]:
-    """Whether each of fifty rounds leaves something behind for every second call."""
+    """Says so when each of fifty rounds leaves something behind for every second call."""
     # The interpreter's own caches fill for some hundred calls; a leak grows in every round.
     before = -100
     for _ in range(50):

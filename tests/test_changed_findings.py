@@ -49,7 +49,7 @@ NAMES = [("./src/../src/a.py", 3), ("file://{root}/src/lib/%C3%A4%25.py", 3), (N
 BASES = [("a.py", 3, "SRC"), ("ä%25.py", 3, "LIB"), ("src/a.py", 3, "LOOP"), ("src/a.py", 3, "?")]
 LINES = [("src/a.py", 1, "", 3), ("src/a.py", 4), ("src/a.py", 7), ("src/a.py",), ("fresh.py", 1)]
 OTHER_LINES = [("src/a.py", 1, "", 2), ("src/a.py", 5), ("src/a.py", 8)]
-OTHER_PLACES = ["file:///", "file://host{root}/", "https://localhost{root}/"]
+OTHER_PLACES = ["../", "old/", "file:///", "file://host{root}/", "https://localhost{root}/"]
 
 
 def test_touched_lines_are_told_by_every_kind_of_name(run: Run, repository: Repository) -> None:

@@ -185,13 +185,13 @@ def test_a_list_says_how_many_it_leaves_out(project: Repository, more: int, end:
 
 
 MAY, DAY, NEVER = 1588291200, 86400, 2**60  # the first of May 2020; no calendar has the last
-# Commits and their period: the step, its bars from left to right, and the ends of the axis.
+# Commits and their period: the step, where its bars end and their heights, the ends of the axis.
 CHARTS = [
-    ([MAY + 9 * DAY, MAY, MAY, NEVER], (1, 11), "day", [(3, 100), (93, 50)], "01 May to 11 May"),
-    ([MAY + 10 * DAY, MAY + 82800], None, "day", [(3, 100), (93, 100)], "01 May to 11 May"),
-    ([253402300799], None, "hour", [(48, 100)], "31 Dec to 31 Dec"),
-    ([MAY + 99 * DAY, MAY], None, "week", [(1.5, 100), (99.1, 100)], "01 May to 08 Aug"),
-    ([0, 253402300799], None, "century", [(0.1, 100), (99.6, 100)], "01 Jan to 31 Dec"),
+    ([MAY + 9 * DAY, MAY, MAY, NEVER], (1, 11), "day", [(7, 100), (97, 50)], "01 May to 11 May"),
+    ([MAY + 10 * DAY, MAY + 82800], None, "day", [(7, 100), (97, 100)], "01 May to 11 May"),
+    ([253402300799], None, "hour", [(52, 100)], "31 Dec to 31 Dec"),
+    ([MAY + 99 * DAY, MAY], None, "week", [(5.5, 100), (99.9, 100)], "01 May to 08 Aug"),
+    ([0, 253402300799], None, "century", [(1.1, 100), (100, 100)], "01 Jan to 31 Dec"),
 ]
 
 
@@ -203,7 +203,7 @@ def test_the_chart_covers_the_period_and_a_calendar_has_its_times(row: tuple) ->
     chart = report_charts.commit_chart(commits, whole)
     assert report_text.moment(NEVER) == f"@{NEVER}"
     assert (chart.unit, f"{chart.ticks[0][:6]} to {chart.ticks[2][:6]}") == (unit, axis)
-    assert [(round(bar.mark.left, 1), bar.mark.height) for bar in chart.bars] == bars
+    assert [(round(m.left + m.width, 1), m.height) for m in (b.mark for b in chart.bars)] == bars
 
 
 def test_strips_show_each_kind_of_line_within_the_file() -> None:

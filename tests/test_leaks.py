@@ -4,7 +4,9 @@ from worlds import run_python
 
 
 def test_no_call_keeps_memory() -> None:
-    assert run_python("-m", "exhaustion", "leaks") == "keep (): leaks\n"  # which is to be seen
+    assert (
+        run_python("-m", "exhaustion", "leaks") == "keep (): leaks\n"
+    )  # on purpose, to show that leaks are seen
 
 
 def test_any_allocation_of_a_call_may_fail_and_nothing_keeps_references() -> None:

@@ -20,7 +20,7 @@ def test_git_is_launched_with_these_keywords_in_this_order(
 ) -> None:
     launch = Mock(return_value=SimpleNamespace(stdout="out ", stderr=" err", returncode=0))
     monkeypatch.setattr(subprocess, "run", launch)
-    hidden = iter([{"z": 1, "env": None}, MappingProxyType({})])
+    hidden = iter([MappingProxyType({"z": 1, "env": None}), {}])
     monkeypatch.setattr(either, "get_subprocess_hidden_kwargs", lambda: next(hidden))
     args = ["log", "-1"]
     assert either.run_git_command(PLACE, args) == ("out ", " err", 0)

@@ -34,14 +34,14 @@ def test_threads_and_isolated_interpreters_get_the_answers_of_the_main_one() -> 
 
 
 # A daemon thread is inside the module when the interpreter ends, and wakes after it has begun to
-# end: `Last` keeps it from ending before that thread is gone, but for two seconds at most, as
+# end: `Last` keeps it from ending before that thread is gone, but for five seconds at most, as
 # without the lock CPython 3.13 lets a thread that it has stopped sleep for ever.
 SHUTDOWN = """
 import os, threading, time, types
 from orvel_tarnix.utils import git_utils
 class Last:
     def __del__(self, tasks=os.listdir, wait=time.sleep):
-        for _ in range(2000):
+        for _ in range(5000):
             if len(tasks("/proc/self/task")) > 1:
                 wait(0.001)
 last = Last()

@@ -61,7 +61,7 @@ def test_no_function_starts_what_a_setting_names(
     repository.git("config", setting, VALUES.get(setting, "{}/git").format(mark.parent))
     assert starting(repository.root, mark) == set()
     subprocess.run(command, shell=True, cwd=repository.root, capture_output=True)
-    assert mark.exists(), "nor does the command, which should"
+    assert mark.exists(), f"{command} does not start it either"
 
 
 def test_only_reading_a_promised_object_does_unless_all_protocols_are_forbidden(

@@ -112,12 +112,7 @@ _TEXTS: dict[str, list[Any]] = {
     "_unquote": [*_wide("a\\303\\244\\n%t\\t\\q\\\\"), *_ESCAPED, _EDGES],
     "_path_batches": [
         *(["a" * 9000] * 3, ("é" * 7999,) * 3, ["a" * 20000, "b"], ["a", "b" * 20000], "ab"),
-        *(
-            [_LONG] * 3,
-            dict.fromkeys(["a" * 9000, "b" * 9000, "c" * 6998]),
-            ["a" * 16000, (1, 2)],
-            [5],
-        ),
+        *([_LONG] * 3, {"a" * 9000: 0, "b" * 9000: 0, "c" * 6998: 0}, ["a" * 16000, (1, 2)], [5]),
     ],
     "normalize_branch_name": [
         *_wide("\x85 origin/refs/heads/remotes/refs/remotes/ a\u3000"),

@@ -28,9 +28,9 @@ seq 2 39 >file; seq 9 >"$1"; seq 9 >"$2"; git add .; git commit -qm "$SUBJECT"
 @pytest.fixture(scope="module")
 def page(tmp_path_factory: pytest.TempPathFactory) -> str:
     root = tmp_path_factory.mktemp("work")
-    names = {"AUTHOR": AUTHOR, "BRANCH": BRANCH, "SUBJECT": SUBJECT, "PYTHONPATH": TREE}
-    names |= {"PATH": os.environ["PATH"], "HOME": str(root), "GIT_CONFIG_NOSYSTEM": "1"}
-    subprocess.check_call(["sh", "-ec", MAKE_PAGE, sys.executable, *ODD_FILES], cwd=root, env=names)
+    env = {"AUTHOR": AUTHOR, "BRANCH": BRANCH, "SUBJECT": SUBJECT, "PYTHONPATH": TREE}
+    env |= {"PATH": os.environ["PATH"], "HOME": str(root), "GIT_CONFIG_NOSYSTEM": "1"}
+    subprocess.check_call(["sh", "-ec", MAKE_PAGE, sys.executable, *ODD_FILES], cwd=root, env=env)
     return (root / "page.html").as_uri()
 
 
