@@ -178,7 +178,7 @@ CHANGES: list[tuple[str, Change, list[str]]] = [
     ("blank", bound(None), NAMES),
     ("replace", replace, [name for name in NAMES if callable(getattr(native, name))]),
     ("recode", recode, FUNCTIONS),
-    ("odd keys", lambda *at: setattr(*at, {fickle(x): x for x in "MARt"}), TABLES),
+    ("odd keys", lambda *at: setattr(*at, {fickle(x): x * 2 for x in "MARn"}), TABLES),
     *((what, patched(patch), RECORDS) for what, patch in PATCHES.items()),
     *((what, bound(value), [name]) for name in OTHERS for what, value in OTHERS[name].items()),
 ]

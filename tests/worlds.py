@@ -88,7 +88,7 @@ _WHOLE: Any = lambda text, *_: text  # noqa: E731
 _HEADER = odd(str, "\x1e", strip=lambda _: None, lstrip=_WHOLE, __getitem__=_WHOLE)
 _OUTPUT = odd(object, split=lambda *_: [_HEADER, "lost", "\x1e5"])
 _HUGE = "9" * 20
-_ESCAPED = ["\\3\u06633", "\\777", "\\038", "\ud800", "\\\udfff"]
+_ESCAPED = ["\\3\u06633", "\\777", "\\038", "\\n\ud800", "\\\udfff"]
 _EDGES = "\x7f\x80\u07ff\u0800\uffff\U00010000"
 _TEXTS: dict[str, list[Any]] = {
     "parse_file_changes": [
