@@ -34,9 +34,10 @@ def answers(client: Client, items: Iterable[str], ask: Ask, watch: Watch) -> Ite
 
     ``ask`` takes a few items and answers at least the first of them; the rest is asked again, as
     is what a worker was asked when it was lost. After several losses an item is asked about
-    alone, which shows whether it was to blame. ``watch`` is called with None
-    every second, and with a text when there is something to say of the workers; what it raises
-    ends the run.
+    alone, which shows whether it was to blame.
+
+    ``watch`` is called with None every second, and with a text when there is something to say of
+    the workers; what it raises ends the run.
 
     Raises:
         ConnectionError: The scheduler is gone.
