@@ -37,7 +37,7 @@ build/made-with: FORCE
 	 with=$$(printf '%s\n%s' "$$python" "$(CURDIR)"); \
 	 [ "$$with" = "$$(cat $@ 2>/dev/null)" ] || \
 	 { mkdir -p build && rm -rf .venv && \
-	   find build -mindepth 1 -maxdepth 1 ! -name interpreters -exec rm -rf {} + && \
+	   find build -mindepth 1 -maxdepth 1 ! -name interpreters ! -name debian -exec rm -rf {} + && \
 	   printf '%s\n' "$$with" > $@; }
 
 .PHONY: demo
@@ -91,7 +91,7 @@ test: ## run the tests against the installed module; TESTS=tests/test_x.py selec
 	@$(venv_python) -m pytest --numprocesses=auto \
 	    $(or $(TESTS),$(addprefix --ignore=,$(tests_for_check)))
 
-include checks/checks.mk checks/dist.mk checks/page/page.mk
+include checks/debian.mk checks/checks.mk checks/dist.mk checks/page/page.mk
 
 .PHONY: bench
 bench: tools .venv/module .venv/group-bench .venv/group-examples ## print the table of ratios; BENCH="--repo PATH"

@@ -16,17 +16,12 @@ compiled_debug := $(checked)
 compiled_free-threaded := $(checked)
 compiled_thread-sanitizer := CXX=clang++-19 CXXFLAGS="-O1 -fsanitize=thread"
 
+interpreter_packages := clang-19 libclang-rt-19-dev llvm-19 libbz2-dev libffi-dev liblzma-dev \
+    libsqlite3-dev libssl-dev zlib1g-dev
+
 # How many threads race, and for how many seconds in each mode.
 THREADS ?= 6
 RACE_SECONDS ?= 15
-
-# Nothing but this package's source is taken from that release, so it has a configuration of its
-# own, with the server that the machine asks as it is.
-debian_server = $$(apt-get indextargets --format '$$(REPO_URI)' | grep -m 1 '/debian/$$')
-private_apt := apt-get --quiet=2 \
-    -o Dir::Etc::SourceList=$(interpreters)/apt/sources.list -o Dir::Etc::SourceParts=- \
-    -o Dir::State::Lists=$(interpreters)/apt/lists -o Dir::Cache=$(interpreters)/apt/cache \
-    -o APT::Sandbox::User=root
 
 .PRECIOUS: $(interpreters)/%/built $(interpreters)/%/needs
 .PHONY: interpreters
@@ -34,27 +29,11 @@ interpreters: tools .venv/made $(interpreter_kinds:%=$(interpreters)/%/module) #
 	@$(venv_python) checks/interpreters/run.py $(interpreters) $(THREADS) $(RACE_SECONDS) \
 	    "$(interpreter_kinds)" $(addprefix --ignore=,$(tests_for_check))
 
-$(interpreters)/packages:
-	@mkdir -p $(@D)
-	@apt-get --quiet=2 update
-	@apt-get --quiet=2 install --no-install-recommends clang-19 libclang-rt-19-dev llvm-19 \
-	    dpkg-dev libbz2-dev libffi-dev liblzma-dev libsqlite3-dev libssl-dev make zlib1g-dev > $@.log 2>&1
-	@touch $@
-
-$(interpreters)/unpacked: $(interpreters)/packages
-	@mkdir -p $(interpreters)/apt/lists/partial $(interpreters)/apt/cache
-	@echo "deb-src [signed-by=/usr/share/keyrings/debian-archive-trixie-stable.gpg]" \
-	    "$(debian_server) trixie main" > $(interpreters)/apt/sources.list
-	@$(private_apt) update
-	@cd $(interpreters) && $(private_apt) source --download-only python3.13
-	@rm -rf $(interpreters)/source
-	@cd $(interpreters) && dpkg-source --skip-patches --extract python3.13_*.dsc source > unpacked.log 2>&1
-	@touch $@
-
-$(interpreters)/%/built: $(interpreters)/unpacked
+$(interpreters)/%/built: $(cpython_source)/unpacked
+	@$(call need,$(call installed,$(interpreter_packages)),$(interpreter_packages))
 	@mkdir -p $(@D)/objects
 	@echo "building CPython: $*"
-	@cd $(@D)/objects && { ../../source/configure --quiet --prefix=$(@D) \
+	@cd $(@D)/objects && { $(cpython_source)/configure --quiet --prefix=$(@D) \
 	    $(configured_$*) && $(patiently) $(MAKE) -j2 && \
 	    $(patiently) $(MAKE) COMPILEALL_OPTS="-r 0" altinstall; } > ../log 2>&1 || { tail ../log; exit 1; }
 	@rm -rf $(@D)/objects
