@@ -11,8 +11,8 @@ from time import perf_counter
 
 import changed_findings
 import sarif
-from table import Bound, Row
-from timing import Stopwatch
+from table import Ratio, Row
+from timing import measure
 
 from orvel_tarnix.utils.git_utils import LineSpan
 
@@ -42,15 +42,15 @@ runpy.run_path(sys.argv[0], run_name="__main__")
 """
 
 
-def example_rows(watch: Stopwatch, repository: Path, folder: Path) -> Iterator[Row]:
+def example_rows(repository: Path, folder: Path) -> Iterator[Row]:
     """The rows of both examples; the folder is for the repositories to ask about."""
     roots = _clones(repository, folder.absolute())
     cores = os.process_cpu_count() or 1
     loop = [sys.executable, "-c", LOOP, SINCE]
     one, all_ = ([*FLEET, f"--workers={number}"] for number in (1, cores))
-    many = _race(watch, roots, loop=loop, one=one, all=all_)
-    few = _race(watch, roots[:FEW], loop=loop, all=all_)
-    nothing = _race(watch, ["/nowhere"], loop=loop, all=all_)
+    many = _race(roots, loop=loop, one=one, all=all_)
+    few = _race(roots[:FEW], loop=loop, all=all_)
+    nothing = _race(["/nowhere"], loop=loop, all=all_)
     start = nothing["all"][0]
     repositories = f"{CLONES:,} repositories"
     yield Row(f"{repositories}, one worker", "a plain loop", many["loop"][1] / many["one"][1])
@@ -66,17 +66,17 @@ def example_rows(watch: Stopwatch, repository: Path, folder: Path) -> Iterator[R
         "start-up and a plain loop",
         few["all"][1] / (start + few["loop"][1]),
         1,
-        Bound.TIMES_THE_TIME,
+        Ratio.RELATIVE_TIME,
     )
     yield Row(
         "first row of many repositories",
         "start-up and one repository",
         few["all"][0] / (start + few["loop"][1] / FEW),
         1,
-        Bound.TIMES_THE_TIME,
+        Ratio.RELATIVE_TIME,
         limit="noise: the two start-ups are different ones",
     )
-    yield from _finding_rows(watch)
+    yield from _finding_rows()
 
 
 def peak_figures(folder: Path) -> str:
@@ -95,15 +95,12 @@ def peak_figures(folder: Path) -> str:
     )
 
 
-def _race(
-    watch: Stopwatch, roots: Sequence[str], **sides: list[str]
-) -> dict[str, tuple[float, float]]:
+def _race(roots: Sequence[str], **sides: list[str]) -> dict[str, tuple[float, float]]:
     """The best seconds of each side until its first row, and until its end."""
     times: dict[str, list[tuple[float, float]]] = {side: [] for side in sides}
     for _ in range(ROUNDS):
         for side, command in sides.items():
             times[side].append(_seconds(command, roots))
-    watch.keep(f"{len(roots)} roots", {side: [end for _, end in times[side]] for side in sides})
     return {side: (min(times[side])[0], min(end for _, end in times[side])) for side in sides}
 
 
@@ -139,7 +136,7 @@ def _clones(repository: Path, folder: Path) -> list[str]:
     return sorted(map(str, folder.glob("clone_*")))
 
 
-def _finding_rows(watch: Stopwatch) -> Iterator[Row]:
+def _finding_rows() -> Iterator[Row]:
     text = _findings(FINDINGS)
     document, more = json.loads(text), json.loads(_findings(2 * FINDINGS))
     touched, more_touched = _touched(SPANS_A_FILE), _touched(2 * SPANS_A_FILE)
@@ -149,19 +146,18 @@ def _finding_rows(watch: Stopwatch) -> Iterator[Row]:
 
     if kept(document, touched) != FINDINGS * 3 // 20:
         raise AssertionError("a finding is lost")
-    race = watch.race(
-        "findings",
+    measurement = measure(
         read=partial(json.loads, text),
         filter=partial(kept, document, touched),
         more=partial(kept, more, touched),
         wider=partial(kept, document, more_touched),
     )
     work = f"{FINDINGS:,} findings, {FILES * SPANS_A_FILE:,} spans"
-    bound, figures = Bound.TIMES_THE_TIME, race.figures("filter", "read")
-    yield Row(f"{work}: filter", "reading with `json`", target=1, bound=bound, **figures)
+    kind, ratios = Ratio.RELATIVE_TIME, measurement.ratios("filter", "read")
+    yield Row(f"{work}: filter", "reading with `json`", target=1, kind=kind, **ratios)
     for side, what in (("more", "findings"), ("wider", "spans")):
-        ratio = race.figures(side, "filter")["ratio"]
-        yield Row(f"filter, twice as many {what}", "that many", ratio, 2.2, bound)
+        ratio = measurement.ratios(side, "filter")["ratio"]
+        yield Row(f"filter, twice as many {what}", "that many", ratio, 2.2, kind)
 
 
 def _touched(spans: int) -> dict[str, changed_findings.Touched]:

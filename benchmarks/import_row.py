@@ -1,4 +1,4 @@
-"""The import, beside that of the same namespace in plain Python, in processes of their own."""
+"""Importing the module, compared with the same module in plain Python, each in a new process."""
 
 import py_compile
 import shutil
@@ -7,12 +7,13 @@ import sys
 from pathlib import Path
 
 import plain_python
-from table import Bound, Row
-from timing import Stopwatch
+from table import Ratio, Row
+from timing import Measurement
 
 from orvel_tarnix.utils import git_utils, process
 
 ROUNDS = 100
+# The standard modules that both need are imported before the clock starts.
 PROGRAM = """
 import collections.abc, dataclasses, datetime, logging, pathlib, re, subprocess, sys, time, typing
 sys.path.insert(0, sys.argv[1])
@@ -23,8 +24,8 @@ print(time.perf_counter() - begin)
 """
 
 
-def import_row(watch: Stopwatch, folder: Path) -> Row:
-    """The row of the import; the folder is for a package that holds both modules."""
+def import_row(folder: Path) -> Row:
+    """The row of the import; both modules are copied into one package in ``folder``."""
     package = folder.absolute() / "orvel_tarnix" / "utils"
     shutil.rmtree(package, ignore_errors=True)
     package.mkdir(parents=True)
@@ -33,21 +34,20 @@ def import_row(watch: Stopwatch, folder: Path) -> Row:
         if copy.endswith(".py"):
             py_compile.compile(copy, doraise=True)
     modules = {"ours": "git_utils", "plain": "plain_python"}
-    times: dict[str, list[float]] = {side: [] for side in modules}
+    seconds: dict[str, list[float]] = {side: [] for side in modules}
     for round_ in range(ROUNDS):
         for side in sorted(modules, reverse=bool(round_ % 2)):
-            times[side].append(_seconds(folder, f"orvel_tarnix.utils.{modules[side]}"))
-    race = watch.keep("import / plain Python", times)
+            seconds[side].append(_import_seconds(folder, f"orvel_tarnix.utils.{modules[side]}"))
     return Row(
-        "import, the standard modules at hand",
+        "import, standard modules already imported",
         "plain Python, cached bytecode",
         target=1.25,
-        bound=Bound.TIMES_THE_TIME,
-        **race.figures("ours", "plain"),
-        limit="the loading of the C++ standard library, if that is a shared one",
+        kind=Ratio.RELATIVE_TIME,
+        limit="loading the C++ standard library, where it is a shared one",
+        **Measurement(seconds).ratios("ours", "plain"),
     )
 
 
-def _seconds(folder: Path, module: str) -> float:
+def _import_seconds(folder: Path, module: str) -> float:
     command = [sys.executable, "-IS", "-c", PROGRAM, str(folder.absolute()), module]
     return float(subprocess.run(command, capture_output=True, check=True).stdout)

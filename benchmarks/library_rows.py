@@ -1,4 +1,4 @@
-"""The files of every commit and the files of a diff, beside libraries that tell the same."""
+"""The files of each commit and the files of a diff, compared with other libraries."""
 
 from collections.abc import Callable, Iterator
 from functools import partial
@@ -7,31 +7,31 @@ from pathlib import Path
 import git
 import pydriller
 import pygit2
-from repository import COMMITS, MOVES_EVERY
-from request_rows import EVER
+from repository import COMMITS, MOVE_INTERVAL
+from request_rows import LONG_AGO
 from table import Row
-from timing import Stopwatch
+from timing import measure
 
 from orvel_tarnix.utils import git_utils
 
 BASE = "HEAD~300"
 
-# The lines added to and deleted from each file, by path.
+# Added and deleted lines of each file, by path.
 Files = dict[str, tuple[int, int]]
 
 
-def library_rows(watch: Stopwatch, repository: Path) -> Iterator[Row]:
-    """The rows of both questions."""
+def library_rows(repository: Path) -> Iterator[Row]:
+    """The rows of both questions; each answer includes running git or opening the repository."""
     every_commit = {
         "ours": _log_of_ours,
         "GitPython": _log_of_gitpython,
         "PyDriller": _log_of_pydriller,
         "pygit2": _log_of_pygit2,
     }
-    _agree(every_commit, repository, _unmoved)
-    work = f"files of every commit, whole request, {COMMITS:,} commits"
-    for name, figures in _race(watch, work, every_commit, repository):
-        yield Row(work, name, target=None if name == "pygit2" else 10, **figures)
+    _check_same_answers(every_commit, repository, _without_moves)
+    operation = f"files of each of {COMMITS:,} commits, git included"
+    for name, ratios in _compare(every_commit, repository):
+        yield Row(operation, name, target=None if name == "pygit2" else 10, **ratios)
 
     diff = {
         "ours": _diff_of_ours,
@@ -39,35 +39,39 @@ def library_rows(watch: Stopwatch, repository: Path) -> Iterator[Row]:
         "PyDriller": _diff_of_pydriller,
         "pygit2": _diff_of_pygit2,
     }
-    _agree(diff, repository, sorted)
-    work = "files of a diff, whole request, 300 commits apart"
-    for name, figures in _race(watch, work, diff, repository):
-        yield Row(work, f"{name} (no line counts)" if name == "GitPython" else name, **figures)
+    _check_same_answers(diff, repository, sorted)
+    operation = "files of a diff, 300 commits apart, git included"
+    for name, ratios in _compare(diff, repository):
+        yield Row(operation, f"{name} (no line counts)" if name == "GitPython" else name, **ratios)
 
 
-def _agree(ways: dict[str, Callable], repository: Path, facts: Callable) -> None:
-    answers = {name: facts(way(repository)) for name, way in ways.items()}
+def _check_same_answers(
+    readers: dict[str, Callable], repository: Path, comparable: Callable
+) -> None:
+    answers = {name: comparable(reader(repository)) for name, reader in readers.items()}
     for name, answer in answers.items():
         if answer != answers["ours"]:
             raise AssertionError(f"{name} gives another answer")
 
 
-def _unmoved(commits: list[Files]) -> list[Files]:
-    # GitPython reads a file that was moved as one that was deleted and one that was added.
+def _without_moves(commits: list[Files]) -> list[Files]:
+    # GitPython reports a moved file as a deleted one and an added one.
     oldest_first = enumerate(reversed(commits), start=1)
-    return [files for number, files in oldest_first if number % MOVES_EVERY]
+    return [files for number, files in oldest_first if number % MOVE_INTERVAL]
 
 
-def _race(
-    watch: Stopwatch, work: str, ways: dict[str, Callable], repository: Path
+def _compare(
+    readers: dict[str, Callable], repository: Path
 ) -> Iterator[tuple[str, dict[str, float | None]]]:
-    sides = {name: partial(way, repository) for name, way in ways.items()}
-    race = watch.race(f"{work} / libraries", least_rounds=3, **sides)
-    return ((name, race.figures(name, "ours")) for name in ways if name != "ours")
+    sides = {name: partial(reader, repository) for name, reader in readers.items()}
+    measurement = measure(least_rounds=3, **sides)
+    return ((name, measurement.ratios(name, "ours")) for name in readers if name != "ours")
 
 
 def _log_of_ours(repository: Path) -> list[Files]:
-    commits = git_utils.log_commit_changes(repository, since=EVER, ref=None, max_commits=COMMITS)
+    commits = git_utils.log_commit_changes(
+        repository, since=LONG_AGO, ref=None, max_commits=COMMITS
+    )
     return [
         {file.path: (file.additions, file.deletions) for file in commit.files} for commit in commits
     ]

@@ -1,6 +1,6 @@
-"""How far parsing one hunk of two million lines raises the peak of a process's memory (Linux).
+"""How much parsing a hunk of two million lines raises the peak memory of a process (Linux).
 
-Usage: memory.py MODULE, in a process of its own.
+Usage: memory.py MODULE, in a new process.
 """
 
 import importlib
@@ -11,26 +11,26 @@ from pathlib import Path
 from inputs import long_hunk
 
 LINES = 2_000_000
-MOST = 4.0
+LIMIT = 4.0  # MiB
 OURS, PLAIN = "orvel_tarnix.utils.git_utils", "plain_python"
 
 
 def figures() -> str:
-    """What is measured of both modules, in words."""
+    """One sentence with the figures of both modules."""
     command = [sys.executable, __file__]
     ours, plain = (
         float(subprocess.run([*command, module], capture_output=True, check=True).stdout)
         for module in (OURS, PLAIN)
     )
-    verdict = "met" if ours < MOST else "missed"
+    verdict = "met" if ours < LIMIT else "missed"
     return (
         f"Peak memory beyond the text, one hunk of {LINES:,} lines: {ours:.1f} MiB "
-        f"(less than {MOST:g} MiB: {verdict}), plain Python {plain:.0f} MiB.\n"
+        f"(less than {LIMIT:g} MiB: {verdict}), plain Python {plain:.0f} MiB.\n"
     )
 
 
 def _rise(module: str) -> float:
-    """The rise in MiB."""
+    """The rise of the peak in MiB."""
     parse = importlib.import_module(module).parse_line_spans
     parse(long_hunk(20_000))
     text = long_hunk(LINES)
@@ -40,7 +40,7 @@ def _rise(module: str) -> float:
 
 
 def _peak() -> int:
-    # Not ru_maxrss, which a child inherits from the process that started it.
+    # Not ru_maxrss: a child inherits the value of the process that started it.
     status = Path("/proc/self/status").read_text(encoding="ascii")
     return int(status.partition("VmHWM:")[2].split()[0])
 

@@ -1,4 +1,4 @@
-"""A repository of made-up commits, the same at every run."""
+"""A repository with a generated history; each run creates the same one."""
 
 import os
 import shutil
@@ -9,26 +9,26 @@ from random import Random
 
 COMMITS = 2000
 FILES = 400
-MOVES_EVERY = 25
+MOVE_INTERVAL = 25
 DELETED_SHARE = 0.05
 LINES = 60
 
 
-def shield_git() -> None:
-    """Keeps the user's configuration, and a repository around, from changing what git prints."""
+def isolate_git() -> None:
+    """Makes git ignore the user's configuration and variables."""
     for name in [name for name in os.environ if name.startswith("GIT_")]:
         del os.environ[name]
     os.environ |= {"GIT_CONFIG_GLOBAL": os.devnull, "GIT_CONFIG_SYSTEM": os.devnull}
 
 
 def git(folder: Path, *args: str, text: str = "") -> str:
-    """What git prints in the repository of that folder, and of no other."""
-    # Named, not discovered: whatever goes wrong, no repository around this one is written to.
-    where = {"GIT_DIR": str(folder / ".git"), "GIT_WORK_TREE": str(folder)}
+    """What git prints in the repository of that folder."""
+    # Named, so that git never falls back to a repository that contains the folder.
+    location = {"GIT_DIR": str(folder / ".git"), "GIT_WORK_TREE": str(folder)}
     result = subprocess.run(
         ["git", *args],
         cwd=folder,
-        env=os.environ | where,
+        env=os.environ | location,
         input=text,
         stdout=subprocess.PIPE,
         encoding="utf-8",
@@ -37,29 +37,29 @@ def git(folder: Path, *args: str, text: str = "") -> str:
     return result.stdout
 
 
-def made(folder: Path) -> Path:
-    """The repository, made where it is not there yet."""
+def create_once(folder: Path) -> Path:
+    """The repository in that folder, created by the first run."""
     folder = folder.absolute()
-    if not (folder / "made").exists():
+    if not (folder / "complete").exists():
         shutil.rmtree(folder, ignore_errors=True)
         folder.mkdir(parents=True)
         git(folder, "init", "--quiet", "--initial-branch=main")
         git(folder, "fast-import", "--quiet", text="".join(_history(Random(50))))
         git(folder, "reset", "--quiet", "--hard", "main")
-        # As a clone has it, for the libraries that read the objects themselves.
+        # One pack, as in a clone, for the libraries that read objects themselves.
         git(folder, "repack", "-adq")
-        (folder / "made").touch()
+        (folder / "complete").touch()
     return folder
 
 
 def _history(random: Random) -> Iterator[str]:
-    """Commits of 1 to 5 files: edited, added, deleted, and now and then renamed."""
+    """Commits of 1 to 5 edited, added or deleted files; every 25th renames one."""
     files: dict[str, list[str]] = {}
     for number in range(COMMITS):
         when = f"A U Thor <author@example.com> {1_500_000_000 + number * 3600} +0000"
         yield f"commit refs/heads/main\nauthor {when}\ncommitter {when}\n"
         yield _data(f"change {number}")
-        if number % MOVES_EVERY == MOVES_EVERY - 1:
+        if number % MOVE_INTERVAL == MOVE_INTERVAL - 1:
             old = random.choice(sorted(files))
             new = f"moved/{number:05}.py"
             files[new] = files.pop(old)

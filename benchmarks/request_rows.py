@@ -1,4 +1,4 @@
-"""Whole requests to git, beside the bare run of the same command line."""
+"""Functions that run git, compared with running the same command line without the module."""
 
 import subprocess
 from collections.abc import Callable, Iterator
@@ -7,52 +7,50 @@ from functools import partial
 from pathlib import Path
 from unittest import mock
 
-from table import Bound, Row
-from timing import Call, Stopwatch
+from table import Ratio, Row
+from timing import Call, measure
 
 from orvel_tarnix.utils import git_utils
 
-EVER = datetime(1990, 1, 1)
-SECONDS = 15
+LONG_AGO = datetime(1990, 1, 1)
 
 
-def request_rows(watch: Stopwatch, repository: Path) -> Iterator[Row]:
-    """One row a request."""
+def request_rows(repository: Path) -> Iterator[Row]:
+    """One row for each request."""
     head = partial(git_utils.get_head_commit, repository)
-    yield request_row(watch, "`get_head_commit`", head, str.strip, 1.05)
-    log = partial(git_utils.log_commit_changes, repository, since=EVER, ref=None)
+    yield request_row("`get_head_commit`", head, str.strip, 1.05)
+    log = partial(git_utils.log_commit_changes, repository, since=LONG_AGO, ref=None)
     parser = git_utils.parse_commit_changes
-    work = "`log_commit_changes`, 300 commits"
-    yield request_row(watch, work, partial(log, max_commits=300), parser, 1.05)
+    operation = "`log_commit_changes`, 300 commits"
+    yield request_row(operation, partial(log, max_commits=300), parser, 1.05)
     diff = partial(git_utils.diff_line_spans, repository, "HEAD~100", "HEAD", merge_base=False)
-    work = "`diff_line_spans`, 100 commits apart"
-    yield request_row(watch, work, diff, git_utils.parse_line_spans, 1.05)
+    operation = "`diff_line_spans`, 100 commits apart"
+    yield request_row(operation, diff, git_utils.parse_line_spans, 1.05)
 
 
 def request_row(
-    watch: Stopwatch,
-    work: str,
+    operation: str,
     request: Call,
     parser: Callable[[str], object],
     target: float | None = None,
 ) -> Row:
-    """The time of a request without that of its parser, to the time of the bare run."""
+    """A request's time less its parser's, relative to the bare run of git."""
     bare = bare_run(request)
     parse = partial(parser, bare().stdout)
     if repr(parse()) != repr(request()):
-        raise AssertionError(f"{work}: the results differ")
-    race = watch.race(f"{work} / bare run", SECONDS, ours=request, bare=bare, parse=parse)
+        raise AssertionError(f"{operation}: the results differ")
+    measurement = measure(duration=15, ours=request, bare=bare, parse=parse)
     return Row(
-        f"{work}: beyond the parse",
+        f"{operation}, without parsing",
         "bare `subprocess.run`",
         target=target,
-        bound=Bound.TIMES_THE_TIME,
-        **race.figures("ours", "bare", without="parse"),
+        kind=Ratio.RELATIVE_TIME,
+        **measurement.ratios("ours", "bare", subtract="parse"),
     )
 
 
 def bare_run(request: Call) -> Callable[[], subprocess.CompletedProcess[str]]:
-    """The run of git that the request comes to, with all its keywords."""
+    """The `subprocess.run` call that the request makes, with all its arguments."""
     with mock.patch("subprocess.run", wraps=subprocess.run) as run:
         request()
     return partial(subprocess.run, *run.call_args.args, **run.call_args.kwargs)

@@ -1,84 +1,89 @@
-"""Runs the benchmarks: prints the table, writes it into docs/speed.md, and draws the plot there.
+"""Measures, prints the table, and writes it into docs/speed.md.
 
-Usage: run.py [--repo PATH] [--patch FILE], where real input is measured by itself.
+Usage: run.py [GROUP...] [--repo PATH] [--patch FILE]. With a group of rows, or with input of one's
+own, only that is measured, and the page is left alone.
 """
 
 import argparse
-from collections.abc import Iterable, Iterator
+from collections.abc import Callable, Iterable
+from functools import partial
 from itertools import chain
 from pathlib import Path
 
-import growth
 import memory
 from example_rows import example_rows, peak_figures
 from function_rows import function_rows
+from growth_rows import growth_rows
 from import_row import import_row
 from library_rows import library_rows
-from open_rows import open_rows
 from parser_rows import parser_rows
-from real_rows import patch_rows, repository_rows
-from repository import made, shield_git
+from pygit2_rows import pygit2_rows
+from repository import create_once, isolate_git
 from request_rows import request_rows
 from table import Row, markdown, misses
-from timing import Stopwatch
+from user_rows import patch_rows, repository_rows
 
 BUILD = Path("build/bench")
-PLOT = Path("docs/speed.svg")
 PAGE = Path("docs/speed.md")
-# What stands on the page between these lines is what the last run said.
-BEGIN, END = "<!-- Written by make bench: -->\n", "<!-- Up to here. -->\n"
+# The lines of the page between these two are replaced by each complete run.
+BEGIN, END = "<!-- Written by make bench: -->\n", "<!-- End of what make bench writes. -->\n"
+
+Rows = Iterable[Row]
 
 
 def main() -> None:
     """Measures what the command line asks for."""
+    isolate_git()
+    groups = _groups()
     parser = argparse.ArgumentParser()
-    parser.add_argument("--repo", type=Path, help="measure on this repository")
-    parser.add_argument("--patch", type=Path, help="measure on this patch")
+    parser.add_argument("groups", nargs="*", metavar="GROUP", help=", ".join(groups))
+    parser.add_argument("--repo", type=Path, help="measure with this repository")
+    parser.add_argument("--patch", type=Path, help="measure with this patch")
     arguments = parser.parse_args()
-    shield_git()
-    BUILD.mkdir(parents=True, exist_ok=True)
-    watch = Stopwatch()
-    if arguments.repo or arguments.patch:
-        of_repository = repository_rows(watch, arguments.repo) if arguments.repo else ()
-        of_patch = patch_rows(watch, arguments.patch) if arguments.patch else ()
-        report(chain(of_repository, of_patch), "real")
-        watch.dump(BUILD / "real.json")
-        return
-    measured = report(all_rows(watch), "table")
-    words = f"{misses(measured)}\n{memory.figures()}\n{growth.plot(watch, PLOT)}"
-    words += f"\n{peak_figures(BUILD / 'clones')}"
-    print(words)
-    publish(f"{markdown(measured)}\n{words}")
-    watch.dump(BUILD / "table.json")
+    if unknown := set(arguments.groups) - set(groups):
+        parser.error(f"no such group: {', '.join(sorted(unknown))}")
+    selected = [groups[name] for name in arguments.groups]
+    if arguments.repo:
+        selected.append(partial(repository_rows, arguments.repo))
+    if arguments.patch:
+        selected.append(partial(patch_rows, arguments.patch))
+    rows = _print_rows(selected or groups.values())
+    summary = misses(rows)
+    if not selected:
+        summary += f"\n{memory.figures()}\n{peak_figures(BUILD / 'clones')}"
+        _publish(f"{markdown(rows)}\n{summary}")
+    print(summary)
 
 
-def all_rows(watch: Stopwatch) -> Iterator[Row]:
-    """The rows of the table, on input that is the same at every run."""
-    repository = made(BUILD / "repository")
-    yield from parser_rows(watch)
-    yield from function_rows(watch)
-    yield import_row(watch, BUILD / "import")
-    yield from request_rows(watch, repository)
-    yield from library_rows(watch, repository)
-    yield from open_rows(watch, repository)
-    yield from example_rows(watch, repository, BUILD / "clones")
+def _groups() -> dict[str, Callable[[], Rows]]:
+    """The rows of the table, by group, on input that is the same in every run."""
+    repository = partial(create_once, BUILD / "repository")
+    return {
+        "parsers": parser_rows,
+        "functions": function_rows,
+        "growth": growth_rows,
+        "import": lambda: [import_row(BUILD / "import")],
+        "requests": lambda: request_rows(repository()),
+        "libraries": lambda: library_rows(repository()),
+        "pygit2": lambda: pygit2_rows(repository()),
+        "examples": lambda: example_rows(repository(), BUILD / "clones"),
+    }
 
 
-def report(rows: Iterable[Row], name: str) -> list[Row]:
-    """Prints the rows as they come, and writes the table of them."""
-    measured = []
-    for row in rows:
-        measured.append(row)
+def _print_rows(groups: Iterable[Callable[[], Rows]]) -> list[Row]:
+    """Prints each row as soon as it is measured."""
+    rows = []
+    for row in chain.from_iterable(group() for group in groups):
+        rows.append(row)
         print(row.markdown(), flush=True)
-    (BUILD / f"{name}.md").write_text(markdown(measured), encoding="utf-8")
-    return measured
+    return rows
 
 
-def publish(said: str) -> None:
-    """Puts what a run said on the page."""
+def _publish(text: str) -> None:
+    """Writes the text into the page, in place of that of the last run."""
     above, _, rest = PAGE.read_text(encoding="utf-8").partition(BEGIN)
     _, _, below = rest.partition(END)
-    PAGE.write_text(f"{above}{BEGIN}\n{said}\n{END}{below}", encoding="utf-8")
+    PAGE.write_text(f"{above}{BEGIN}\n{text}\n{END}{below}", encoding="utf-8")
 
 
 if __name__ == "__main__":
