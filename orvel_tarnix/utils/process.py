@@ -1,6 +1,7 @@
-"""How child processes are started: a stand-in for the host package's own module.
+"""A stand-in for the module with which the host package configures child processes.
 
-Development, tests and examples import it; the wheel leaves it out, for the host brings its own.
+For development, tests and examples. The wheel contains it only if built with ``WITH_STAND_IN=ON``,
+because a host has its own.
 """
 
 import subprocess
@@ -9,7 +10,7 @@ from typing import Any
 
 
 def get_subprocess_hidden_kwargs() -> dict[str, Any]:
-    """Keywords for `subprocess.run` that keep a console window from appearing (Windows only)."""
+    """Keywords for ``subprocess.run`` that hide console windows on Windows; empty elsewhere."""
     if sys.platform != "win32":
         return {}
     startup = subprocess.STARTUPINFO()
