@@ -28,7 +28,7 @@ def parser_rows() -> Iterator[Row]:
     for kind, targets in PATCH_TARGETS.items():
         for width, target in targets.items():
             text = patch(PATCH_CHARACTERS, LINES_PER_HUNK[kind], width)
-            operation = f"`parse_line_spans`, {kind} patch, {width} bytes per character"
+            operation = f"`parse_line_spans`, {kind} patch, {width}-byte characters"
             yield compare_with_plain("parse_line_spans", text, operation, target)
     sparse = patch(PATCH_CHARACTERS, SPARSE_HUNK)
     yield compare_with_newline_count(sparse, "`parse_line_spans`, sparse patch", 0.6)
