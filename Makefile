@@ -8,6 +8,12 @@ SHELL := /bin/sh
 # The repository that `make demo` reads.
 REPO ?= .
 
+# CMake takes the compiler that `CXX=clang++-14 make test` names, else c++.
+ifeq ($(origin CXX),default)
+CXX := c++
+endif
+export CXX
+
 find_python := PYTHON="$(PYTHON)" sh cmake/find_python.sh
 python = $$(head -n 1 build/made-with)
 venv_python := .venv/bin/python
@@ -17,21 +23,21 @@ sources := $(shell find orvel_tarnix cmake -name '*.[ch]pp' -o -name '*.py*' -o 
 
 .PHONY: help
 help: ## list the targets
-	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "  make %-10s %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "  make %-14s %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
 	@echo "All but help, demo and clean fill .venv from the package index, once."
 
 .PHONY: tools
 tools:
 	@test -w . || { echo "This folder is read-only, and build/ and .venv/ are made in it" >&2; exit 1; }
 	@command -v git >/dev/null || { echo "git is needed: install git" >&2; exit 1; }
-	@command -v $(CXX) >/dev/null || \
-	    { echo "A C++20 compiler is needed: install g++ 12 or newer" >&2; exit 1; }
+	@command -v $(firstword $(CXX)) >/dev/null || \
+	    { echo "No compiler $(firstword $(CXX)): install g++ 12 or clang 14, or newer" >&2; exit 1; }
 
 .PHONY: FORCE
 FORCE:
 
-# The interpreter, and where this folder is: whatever was made with another or elsewhere has paths
-# of it inside, and goes; but what `make interpreters` has built takes long to build again.
+# Build outputs embed the paths of the interpreter and of this folder: delete them when either
+# changes. The interpreters and Debian's sources stay, as they take long to make again.
 build/made-with: FORCE
 	@python=$$($(find_python)) || exit 1; \
 	 with=$$(printf '%s\n%s' "$$python" "$(CURDIR)"); \
@@ -39,6 +45,13 @@ build/made-with: FORCE
 	 { mkdir -p build && rm -rf .venv && \
 	   find build -mindepth 1 -maxdepth 1 ! -name interpreters ! -name debian -exec rm -rf {} + && \
 	   printf '%s\n' "$$with" > $@; }
+
+# A configured build folder keeps its compiler and flags, whatever the environment says later:
+# delete it when they change.
+build/made-by: build/made-with FORCE
+	@by=$$(printf '%s\n' "$(CXX)" "$$CXXFLAGS" "$$LDFLAGS" "$$($(CXX) --version)"); \
+	 [ "$$by" = "$$(cat $@ 2>/dev/null)" ] || \
+	 { rm -rf build/wheel build/demo && printf '%s\n' "$$by" > $@; }
 
 .PHONY: demo
 demo: tools repository build/demo/module ## report on a branch of REPO=. (needs no package index)
@@ -49,7 +62,7 @@ repository:
 	@said=$$(git -C "$(REPO)" rev-parse --git-dir 2>&1) || \
 	 { echo "No git repository to report on; name one: make demo REPO=/path ($$said)" | head -n 1 >&2; exit 1; }
 
-build/demo/module: $(sources) build/made-with
+build/demo/module: $(sources) build/made-by
 	@for cmake in cmake .venv/bin/cmake ""; do $$cmake --version >/dev/null 2>&1 && break; done; \
 	 [ "$$cmake" ] || { echo "CMake is needed: install cmake 3.25 or newer" >&2; exit 1; }; \
 	 echo "Building the module in build/demo (about half a minute)"; \
@@ -73,7 +86,7 @@ build/demo/module: $(sources) build/made-with
 	@$(pip_install) --group $*
 	@touch $@
 
-.venv/module: $(sources) .venv/group-build
+.venv/module: $(sources) build/made-by .venv/group-build
 	@echo "Building the module and installing it into .venv (about half a minute)"
 	@$(pip_install) --no-build-isolation --no-deps --force-reinstall .
 	@touch $@
@@ -91,7 +104,7 @@ test: ## run the tests against the installed module; TESTS=tests/test_x.py selec
 	@$(venv_python) -m pytest --numprocesses=auto \
 	    $(or $(TESTS),$(addprefix --ignore=,$(tests_for_check)))
 
-include checks/debian.mk checks/checks.mk checks/dist.mk checks/page/page.mk
+include checks/debian.mk checks/checks.mk checks/compilers.mk checks/dist.mk checks/page/page.mk
 
 .PHONY: bench
 bench: tools .venv/module .venv/group-bench .venv/group-examples ## print the table of ratios; BENCH="--repo PATH"

@@ -1,0 +1,31 @@
+#!/bin/sh
+# Runs `make test` with each compiler and prints one line for each. Fails if any of these runs fails,
+# or if a required compiler is not installed; an optional one is skipped. What is not installed is
+# reported with the command that installs it.
+#
+# Usage: compilers.sh required|optional COMPILER...
+# "+libc++" after a compiler's name selects clang's own C++ library.
+
+logs=build/compilers
+mkdir -p "$logs"
+need=$1
+shift
+failed=0
+for name in "$@"; do
+    compiler=${name%+libc++}
+    packages=$(echo "$compiler" | sed 's/clang++/clang/')
+    if [ "$compiler" != "$name" ]; then
+        packages="$packages libc++-${compiler#clang++-}-dev"
+        compiler="$compiler -stdlib=libc++"
+    fi
+    if ! echo '#include <vector>' | $compiler -x c++ -fsyntax-only - 2>/dev/null; then
+        echo "$name: not installed: apt-get install $packages"
+        [ "$need" = optional ] || failed=1
+        continue
+    fi
+    result=passed
+    began=$(date +%s)
+    make test CXX="$compiler" > "$logs/$name.log" 2>&1 || { result=FAILED && failed=1; }
+    echo "$name: $result in $(($(date +%s) - began)) s, see $logs/$name.log"
+done
+exit "$failed"
