@@ -2,7 +2,7 @@
 # Debian 13 that are unpacked in build/debian and never installed.
 
 # $(call need,COMMAND,PACKAGES) stops with the install command unless COMMAND succeeds.
-need = $(1) >/dev/null 2>&1 || { echo "missing: apt-get install $(2)" >&2; exit 1; }
+need = { $(1); } >/dev/null 2>&1 || { echo "missing: apt-get install $(2)" >&2; exit 1; }
 # $(call installed,PACKAGES) is a COMMAND for packages that bring no program of their own.
 installed = dpkg-query --show $(1)
 
