@@ -42,7 +42,7 @@ FORBIDDEN = {
 }
 
 NOEXCEPT = re.compile(r"^(.*)\bnoexcept\b(?!\(false\))", re.MULTILINE)
-NOEXCEPT_ALLOWED = {"Ref(Ref&& other)", "Ref& operator=(Ref other)"}
+NOEXCEPT_ALLOWED = {"Ref(Ref&& other)"}
 SCANNERS = "/parsing/native/"
 NOT_IN_SCANNERS = re.compile(r"\b(?:Py\w+|Ref|Borrowed|Module|throw)\b")
 NOT_FOR_SCANNERS = re.compile(r'#include [<"](?:Python\.h|capi/|declarations)')

@@ -26,9 +26,13 @@ public:
     static Ref borrow(PyObject* object) { return Ref(Py_XNewRef(object)); }
 
     Ref(const Ref& other) : object_(Py_XNewRef(other.object_)) {}
-    Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
-    Ref& operator=(Ref other) noexcept {
-        std::swap(object_, other.object_);
+    Ref(Ref&& other) noexcept : object_(other.release()) {}
+    // Two assignments, not one that takes its argument by value: in a template, clang up to 16
+    // never destroys the by-value parameter of `ref = {}`, so the replaced object would leak.
+    Ref& operator=(const Ref& other) { return *this = Ref(other); }
+    // Not noexcept, because it drops a reference. NOLINTNEXTLINE(*-noexcept-move-*)
+    Ref& operator=(Ref&& other) {
+        const Ref replaced(std::exchange(object_, other.release()));
         return *this;
     }
 
