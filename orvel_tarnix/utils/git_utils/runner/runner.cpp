@@ -3,11 +3,12 @@
 namespace git_utils {
 namespace {
 
-// Where `**extra` takes its items from. A dict gives what is stored in it, whatever its class
-// overrides but __iter__. Any other mapping is asked through its methods.
+// `**extra` reads the storage of a dict, and of a subclass unless it overrides __iter__; any other
+// mapping goes through keys() and [].
 Ref items_source(Borrowed extra) {
-    return PyDict_Check(extra.get()) ? Ref::steal(PyDict_Copy(extra.get()))
-                                     : Ref::borrow(extra.get());
+    const bool is_read_directly =
+        PyDict_Check(extra.get()) && Py_TYPE(extra.get())->tp_iter == PyDict_Type.tp_iter;
+    return is_read_directly ? Ref::steal(PyDict_Copy(extra.get())) : Ref::borrow(extra.get());
 }
 
 // keywords.update(extra), but a key that is there already is an error.
