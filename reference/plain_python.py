@@ -110,9 +110,9 @@ def parse_time_spec(since: str) -> datetime:
     match = _RELATIVE_SPEC.fullmatch(spec)
     try:
         if match:
-            amount = int(match[1])
+            amount = int(match.group(1))
             if amount > 0:
-                unit = _SPEC_UNITS[match[2]]
+                unit = _SPEC_UNITS[match.group(2)]
                 return datetime.now() - timedelta(**{unit: amount})
         elif spec:
             moment = datetime.fromisoformat(spec)
@@ -332,10 +332,10 @@ def parse_line_spans(patch: str) -> dict[str, list[LineSpan]]:
         elif line.startswith("+++ "):
             path = _patch_path(line[4:])
         elif header := _HUNK_HEADER.match(line):
-            old_count = header[1]
+            old_count = header.group(1)
             old_left = 1 if old_count is None else int(old_count)
-            start = int(header[2])
-            new_count = header[3]
+            start = int(header.group(2))
+            new_count = header.group(3)
             new_left = 1 if new_count is None else int(new_count)
             if path is not None:
                 spans.setdefault(path, []).append(_span(start, new_left, old_left))
@@ -395,7 +395,7 @@ def _unquote(text: str) -> str:
     position = 0
     for escape in _C_ESCAPE.finditer(text):
         raw += text[position : escape.start()].encode("utf-8")
-        code = escape[1]
+        code = escape.group(1)
         if len(code) == 3:
             raw.append(int(code, 8))
         else:

@@ -10,8 +10,8 @@ namespace git_utils {
 namespace {
 
 // A count of a hunk's header: 1 where its group took no part.
-Ref count_of(Borrowed header, int group) {
-    const Ref count = item(header, group);
+Ref count_of(const Module& module, Borrowed header, int group) {
+    const Ref count = module.call_method(header, "group"_name, integer(group));
     return is(count, Py_None) ? integer(1) : as_integer(count);
 }
 
@@ -62,10 +62,10 @@ private:
     }
 
     void read_header(Borrowed header) {
-        const Ref old_count = count_of(header, 1);
+        const Ref old_count = count_of(module_, header, 1);
         old_left_ = lines_left(old_count);
-        const Ref start = as_integer(item(header, 2));
-        const Ref new_count = count_of(header, 3);
+        const Ref start = as_integer(module_.call_method(header, "group"_name, integer(2)));
+        const Ref new_count = count_of(module_, header, 3);
         new_left_ = lines_left(new_count);
         if (!is(path_, Py_None)) {
             const Ref path_spans = set_default(spans_, path_, empty_list());

@@ -46,7 +46,7 @@ Ref _unquote(const Module& module, Borrowed text) {
     while (const Ref escape = next(escapes)) {
         const Ref start = module.call_method(escape, "start"_name);
         append_encoded(module, raw, slice(text, position, start));
-        const Ref code = item(escape, 1);
+        const Ref code = module.call_method(escape, "group"_name, integer(1));
         if (length(code) == 3) {
             module.call_method(raw, "append"_name, octal_value(code));
         } else {

@@ -1,35 +1,16 @@
 #include "declarations.hpp"
-#include "natively.hpp"
-#include "timespec/relative_spec.hpp"
 
 namespace git_utils {
 namespace {
 
-// The match of _RELATIVE_SPEC with the spec, as a tuple that has the same groups; None without a
-// match; nothing when it declines. Most specs are of this form, and the pattern's own match takes a
-// third of the time of a parse.
-Ref match_natively(const Module& module, Borrowed spec) {
-    return natively<uses::relative_spec>(module, spec, [&](auto rest) {
-        std::int64_t amount = 0;
-        switch (timespec::read_relative_spec(rest, amount)) {
-            case Verdict::yes:
-                return tuple_of(spec, integer(amount), to_str(rest));
-            case Verdict::no:
-                return none();
-            default:
-                return Ref();
-        }
-    });
-}
-
 // datetime.now() - timedelta(**{unit: amount}); nothing for an amount that is not positive.
 Ref relative_moment(const Module& module, Borrowed match) {
-    const Ref amount = as_integer(item(match, 1));
+    const Ref amount = as_integer(module.call_method(match, "group"_name, integer(1)));
     if (!compare(amount, integer(0), Py_GT)) {
         return {};
     }
     const Ref units = module["_SPEC_UNITS"_name];
-    const Ref unit = item(units, item(match, 2));
+    const Ref unit = item(units, module.call_method(match, "group"_name, integer(2)));
     const Ref now = module.call_method(module["datetime"_name], "now"_name);
     const Ref timedelta = module["timedelta"_name];
     const Ref keywords = empty_dict();
@@ -77,10 +58,7 @@ Ref moment_of(const Module& module, Borrowed since, Borrowed spec, Borrowed matc
 
 Ref parse_time_spec(const Module& module, Borrowed since) {
     const Ref spec = module.call_method(since, "strip"_name);
-    Ref match = match_natively(module, spec);
-    if (!match) {
-        match = module.call_method(module["_RELATIVE_SPEC"_name], "fullmatch"_name, spec);
-    }
+    const Ref match = module.call_method(module["_RELATIVE_SPEC"_name], "fullmatch"_name, spec);
     if (Ref moment = moment_of(module, since, spec, match)) {
         return moment;
     }
