@@ -59,6 +59,11 @@ PATCHES = {
     "no lines": (f"+++ a\n@@ -0,0 +0,0 @@\n{NEXT}", "a 1-1, b 5-5"),
     "other lines": (f"+++ a\n@@ -0,0 +1 @@\n\\\n-\n+\n{NEXT}", "a 1-1 new, b 5-5"),
     "context": (f"+++ a\n@@ -1,2 +1,2 @@\n \n \n{NEXT}", "a 1-2, b 5-5"),
+    "no line feed at the end, then an added header": (
+        "+++ a\n@@ -1 +1 @@\n-x\n\\ No newline at end of file\n+++ b\n@@ -5 +5 @@",
+        "a 1-1, a 5-5",
+    ),
+    "a name of one quote": ('+++ "\n@@ -1 +1 @@\n', '" 1-1'),
     "quoted": ('+++ "\\141"\t\n@@ -1,3 +4,٢ @@\n', "a 4-5"),
     "two tabs": ("+++ a\t\t\n@@ -1 +1 @@\n", "a\t 1-1"),
     "long": (f"+++ a\n@@ -1,400 +1,400 @@\n{LONG}{NEXT}", "a 1-400, b 5-5"),

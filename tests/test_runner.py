@@ -67,6 +67,21 @@ def test_what_was_being_handled_is_so_again_behind_a_handler(either: ModuleType)
         assert next(inside) is sys.exception() is error
 
 
+def test_a_handler_leaves_a_generator_without_the_exception_of_its_caller(
+    either: ModuleType,
+) -> None:
+    def handle_none() -> Iterator[object]:
+        yield either.run_git_command("/nowhere", ["x"])
+        yield sys.exception()
+
+    generator = handle_none()
+    try:
+        {}["missing"]
+    except KeyError:
+        next(generator)
+    assert next(generator) is None
+
+
 def test_every_other_launch_error_passes_and_nothing_is_logged(
     either: ModuleType, fake_git: FakeGit, log: Log, monkeypatch: pytest.MonkeyPatch
 ) -> None:
