@@ -51,6 +51,6 @@ def markdown(rows: list[Row]) -> str:
 def misses(rows: list[Row]) -> str:
     """One line for each missed target, with what limits it."""
     missed = [row for row in rows if row.missed]
-    if not missed:
+    if not missed and any(row.target is not None for row in rows):
         return "Every target is met.\n"
     return "".join(f"Missed: {row.operation} / {row.baseline}: {row.limit}\n" for row in missed)
