@@ -15,7 +15,7 @@ TREE = Path("build/mutants/tree").absolute()
 BUILD = "make --old-file=.venv/made --old-file=.venv/group-build build/release/module"
 TEST = f"{BUILD} && build/release/venv/bin/python -m pytest -qx --numprocesses=auto"
 # Run for each file, in addition to the tests of its folder.
-COMMON_TESTS = ["test_rebinding.py", "test_order.py", "test_namespace.py"]
+COMMON_TESTS = ["test_rebinding.py", "test_records.py", "test_order.py", "test_namespace.py"]
 TESTS_OF_FOLDER = {
     "commands": ["test_commands.py"],
     "parsing": ["test_parsing.py"],

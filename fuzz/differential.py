@@ -1,9 +1,9 @@
-"""What each fuzz input is: one parser and one text, for which the two modules must answer alike.
+"""Decodes a fuzz input into a function and its arguments, and compares the two modules' answers.
 
-The first byte names the parser, the second how the text is stored (in one, two or four bytes a
-character) and whether it is a plain `str`, which the native parsers read in their own way, or one
-of a subclass, which they read by calling its methods. The rest is the text in Latin-1, but for
-sixteen bytes that stand for characters which that lacks.
+The first byte chooses the function. The second chooses how the text is stored (in one, two or four
+bytes a character), and whether it is a plain `str`, which the fast paths read, or of a subclass,
+which is left to the fallbacks. The rest is the text in Latin-1, except for sixteen bytes that stand
+for characters beyond Latin-1.
 """
 
 import sys
@@ -12,8 +12,8 @@ from typing import Any
 
 from compare import StoppedClock, Text, assert_alike, native, plain
 
-# Lone surrogates, digits beyond ASCII, wide characters that would be a digit, a line feed, NUL, a
-# tab, ":", U+001E, "+" or "@" if they were narrowed to a byte, a line separator, and plain ones.
+# Lone surrogates; digits beyond ASCII; wide characters that, if narrowed to a byte, would be a
+# digit, a line feed, NUL, a tab, ":", U+001E, "+" or "@"; a line separator; ordinary characters.
 EXOTIC = dict(
     enumerate(
         "\ud800\udcff\u0663\uff11\u0130\u010a\u0100\u0109\u013a\u011e\u012b\u0140\u2028"
@@ -21,58 +21,58 @@ EXOTIC = dict(
         start=0xF0,
     )
 )
-# Appended, they make Python store the whole text wider; narrowed, each would be the digit 0.
+# Appended, they make Python store the whole text wider; narrowed to a byte, each would be a "0".
 WIDENERS = ("", "\u0130", "\U00010330")
 
 
-def itself(text: str) -> tuple[Any, ...]:
-    """The text as the one argument."""
+def as_text(text: str) -> tuple[Any, ...]:
+    """Returns the text as the only argument."""
     return (text,)
 
 
-def tokens(text: str) -> tuple[Any, ...]:
-    """A list of texts as the one argument."""
+def as_tokens(text: str) -> tuple[Any, ...]:
+    """Returns the parts of the text between NULs as the only argument."""
     return (text.split("\0"),)
 
 
-def printed(*arguments: str) -> Callable[[str], tuple[Any, ...]]:
-    """Arguments that the text is none of: it is what git has printed."""
+def as_output(*arguments: str) -> Callable[[str], tuple[Any, ...]]:
+    """Returns fixed arguments: the text is what git prints when the function runs it."""
     return lambda _text: ("root", *arguments)
 
 
-# What the text makes of each parser's arguments.
-PARSERS = {
-    "parse_line_spans": itself,
-    "parse_file_changes": itself,
-    "parse_commit_changes": itself,
-    "_file_changes": tokens,
-    "_line_count": itself,
-    "_patch_path": itself,
-    "_unquote": itself,
-    "_path_batches": tokens,
-    "parse_time_spec": itself,
-    "normalize_branch_name": itself,
-    "sanitize_branch_name": itself,
-    "count_commits": printed("base", "head"),
-    "get_authors_for_period": printed("7d"),
+# How the text becomes the arguments of each function.
+FUNCTIONS: dict[str, Callable[[str], tuple[Any, ...]]] = {
+    "parse_line_spans": as_text,
+    "parse_file_changes": as_text,
+    "parse_commit_changes": as_text,
+    "_file_changes": as_tokens,
+    "_line_count": as_text,
+    "_patch_path": as_text,
+    "_unquote": as_text,
+    "_path_batches": as_tokens,
+    "parse_time_spec": as_text,
+    "normalize_branch_name": as_text,
+    "sanitize_branch_name": as_text,
+    "count_commits": as_output("base", "head"),
+    "get_authors_for_period": as_output("7d"),
 }
-NAMES = tuple(PARSERS)
+NAMES = tuple(FUNCTIONS)
 
-# Ahead of the text: the bytes for its parser and its variant.
+# The bytes before the text: for the function and for the variant.
 HEAD = 2
 VARIANTS = tuple((kind, widener) for kind in (str, Text) for widener in WIDENERS)
 
 
 def prepare() -> None:
-    """Makes both modules answer from the text alone, and their limits near."""
+    """Replaces the clock in both modules, and lowers the limits so that short texts reach them."""
     sys.set_int_max_str_digits(640)
     for module in (native, plain):
         module.datetime = StoppedClock
         module._MAX_PATHSPEC_CHARS = 12
 
 
-def parser_of(data: bytes) -> str:
-    """The name of the parser that the input is for."""
+def function_of(data: bytes) -> str:
+    """Returns the name of the function that the input is for."""
     return NAMES[data[0] % len(NAMES)]
 
 
@@ -80,12 +80,12 @@ def check(data: bytes) -> None:
     """Compares the two modules on one input."""
     if len(data) < HEAD:
         return
-    name = parser_of(data)
+    name = function_of(data)
     kind, widener = VARIANTS[data[1] % len(VARIANTS)]
     text = kind(data[HEAD:].decode("latin-1").translate(EXOTIC) + widener)
     for module in (native, plain):
         module.run_git_command = lambda *_: (text, "", 0)
-    assert_alike(name, *PARSERS[name](text))
+    assert_alike(name, *FUNCTIONS[name](text))
 
 
 prepare()

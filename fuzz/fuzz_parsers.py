@@ -1,7 +1,7 @@
-"""Searches for an input on which the native parsers crash or differ from the plain Python ones.
+"""Searches for an input on which the native module crashes or differs from the plain-Python one.
 
-Started by `make fuzz`, which builds the module with coverage feedback and the address sanitizer.
-The arguments are libFuzzer's own.
+`make fuzz` runs it on a build with coverage feedback and the address sanitizer. Its arguments are
+those of libFuzzer.
 """
 
 import sys

@@ -1,4 +1,4 @@
-"""Compares the two modules on kept inputs: each as it is, and cut off at every position.
+"""Compares the two modules on stored inputs and on each beginning of them.
 
 Usage: replay.py [FILE...]    (default: the whole corpus)
 """
@@ -12,7 +12,7 @@ CORPUS = Path(__file__).with_name("corpus")
 
 
 def replay(data: bytes) -> int:
-    """Compares one input and its beginnings, in every kind of text; returns how often."""
+    """Compares on one input and its beginnings in every variant; returns the comparisons made."""
     variants = range(len(differential.VARIANTS))
     text = data[differential.HEAD :]
     for end in range(len(text) + 1):
@@ -22,18 +22,19 @@ def replay(data: bytes) -> int:
 
 
 def main(arguments: list[str]) -> None:
-    """Replays the files, or the corpus, which has to have inputs for each of the parsers."""
+    """Replays the files, or the whole corpus, which must have an input for each function."""
     files = [Path(each) for each in arguments] or sorted(CORPUS.iterdir())
     inputs = {each: each.read_bytes() for each in files}
     if not arguments:
         for file, data in inputs.items():
-            if not file.name.startswith(differential.parser_of(data) + "-"):
-                sys.exit(f"{file} is for {differential.parser_of(data)}")
+            function = differential.function_of(data)
+            if not file.name.startswith(f"{function}-"):
+                sys.exit(f"{file} is an input for {function}: rename it to {function}-...")
         missing = set(differential.NAMES) - {file.name.partition("-")[0] for file in inputs}
         if missing:
-            sys.exit(f"nothing in {CORPUS} is for {', '.join(sorted(missing))}")
+            sys.exit(f"no input for {', '.join(sorted(missing))}: add one to fuzz/corpus")
     compared = sum(replay(data) for data in inputs.values())
-    print(f"{len(files)} inputs: native and plain Python agree in {compared} comparisons")
+    print(f"{len(files)} inputs: both modules agree in {compared} comparisons")
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""A hermetic world for the tests, and their tools to build repositories and to watch git."""
+"""Fixtures: a hermetic environment, repositories, replacements for git, Python processes."""
 
 import logging
 import os
@@ -15,18 +15,31 @@ from unittest.mock import Mock
 
 import pytest
 from compare import native, plain
-from worlds import PROCESS_LIMIT
+from python_process import PROCESS_LIMIT
 
-IDENTITY = {"GIT_AUTHOR_NAME": "Ann Lee", "GIT_AUTHOR_EMAIL": "ann@example.org"}
-IDENTITY |= {"GIT_COMMITTER_NAME": "Cy Dee", "GIT_COMMITTER_EMAIL": "cy@example.org"}
-NOTHING = os.open(os.devnull, os.O_RDONLY)
+pytest.register_assert_rewrite("changed_copies")
+
+# What git and the C library read, whatever the caller's own settings are.
+ENVIRONMENT = {
+    "GIT_AUTHOR_NAME": "Ann Lee",
+    "GIT_AUTHOR_EMAIL": "ann@example.org",
+    "GIT_COMMITTER_NAME": "Cy Dee",
+    "GIT_COMMITTER_EMAIL": "cy@example.org",
+    "GIT_CONFIG_GLOBAL": os.devnull,
+    "GIT_CONFIG_SYSTEM": os.devnull,
+    "LC_ALL": "C.UTF-8",
+    "TZ": "UTC",
+}
+EMPTY_INPUT = os.open(os.devnull, os.O_RDONLY)
 EXAMPLES = Path(__file__).parents[1] / "examples"
 PATH = f"{EXAMPLES}{os.pathsep}{EXAMPLES.parent}"
 
 type FakeGit = Callable[[str], Path]
+# For each log record: its level, the function that logs, the message with its arguments, and the
+# type of the exception that is being handled.
 type Log = list[tuple[str, str, tuple[object, ...], type]]
 type Run = Callable[..., tuple[int, str, str]]
-type Runs = Callable[..., list[Any]]
+type AnswerRuns = Callable[..., list[Any]]
 type Start = Callable[..., subprocess.Popen[str]]
 
 
@@ -34,23 +47,21 @@ type Start = Callable[..., subprocess.Popen[str]]
 def _hermetic(monkeypatch: pytest.MonkeyPatch, tmp_path_factory: pytest.TempPathFactory) -> None:
     for name in [name for name in os.environ if name.startswith(("GIT_", "PYTHONUNBUFFERED"))]:
         monkeypatch.delenv(name)
-    config = dict.fromkeys(["GIT_CONFIG_GLOBAL", "GIT_CONFIG_SYSTEM"], os.devnull)
     home = str(tmp_path_factory.mktemp("home"))
-    machine = {"HOME": home, "XDG_CONFIG_HOME": home, "LC_ALL": "C.UTF-8", "TZ": "UTC"}
-    for name, value in (IDENTITY | config | machine).items():
+    for name, value in (ENVIRONMENT | {"HOME": home, "XDG_CONFIG_HOME": home}).items():
         monkeypatch.setenv(name, value)
     time.tzset()
-    os.dup2(NOTHING, 0)
+    os.dup2(EMPTY_INPUT, 0)
 
 
 @pytest.fixture(params=[native, plain], ids=["native", "plain"])
 def either(request: pytest.FixtureRequest) -> ModuleType:
-    """Give the native module, then the plain one: a fact about the one holds for the other."""
+    """Return the native module, then the plain-Python one: each fact must hold for both."""
     return request.param
 
 
 class Repository:
-    """A real repository, made step by step."""
+    """A real repository, whose history a test makes commit by commit."""
 
     def __init__(self, root: Path) -> None:
         self.root = root
@@ -58,14 +69,14 @@ class Repository:
         self.git("init", "--quiet", "--initial-branch=main")
 
     def git(self, *args: str, **environment: str) -> str:
-        """Run git, which has to succeed, and give what it printed."""
+        """Run git, expect success, and return what it printed."""
         options = {"cwd": self.root, "env": os.environ | environment, "timeout": PROCESS_LIMIT}
         return os.fsdecode(subprocess.check_output(["git", *args], **options))
 
     def commit(
         self, files: dict[str, str | bytes | None], date: str = "2026-01-01T00:00:00Z", by: str = ""
     ) -> str:
-        """Write the files, remove those that are None, and commit all; give the commit's id."""
+        """Write the files, remove those that are None, commit all, and return the commit's id."""
         for name, content in files.items():
             path = self.root / name
             path.parent.mkdir(parents=True, exist_ok=True)
@@ -82,12 +93,12 @@ class Repository:
 
 @pytest.fixture
 def repository(tmp_path: Path) -> Repository:
-    """Give a repository without commits, on its branch main."""
+    """Return a repository without commits, on its branch main."""
     return Repository(tmp_path / "repository")
 
 
 def make_git(folder: Path, script: str) -> Path:
-    """Make a program named git that runs a shell script in its folder; give that."""
+    """Write a program named git into the folder, which runs a shell script there."""
     folder.mkdir(exist_ok=True)
     program = folder / "git"
     program.write_text(f"#!/bin/sh\ncd '{folder}'\n{script}\n")
@@ -97,14 +108,14 @@ def make_git(folder: Path, script: str) -> Path:
 
 @pytest.fixture
 def fake_git(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> FakeGit:
-    """Put first on the search path a git that does what its script says, as real git will not."""
+    """Write a git that runs a shell script, and put it first on the search path."""
     monkeypatch.setenv("PATH", str(tmp_path / "fake"), prepend=os.pathsep)
     return partial(make_git, tmp_path / "fake")
 
 
 @pytest.fixture
-def answer_runs(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Runs:
-    """Answer the runs of git with given triples instead; the list of the calls is given."""
+def answer_runs(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> AnswerRuns:
+    """Let run_git_command return the given triples; return the list of its calls."""
 
     def answer(*triples: tuple[str, str, int]) -> list[Any]:
         run = Mock(side_effect=triples)
@@ -116,31 +127,39 @@ def answer_runs(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Runs:
 
 @pytest.fixture
 def log(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Log:
-    """List what the module logs, each with the type of the exception that is handled meanwhile."""
-    told: Log = []
+    """Return the list to which each log record of the module is added."""
+    records: Log = []
 
     def handle(record: logging.LogRecord) -> None:
         error = sys.exception()
+        # Inside an except clause, the traceback begins with the function itself.
         assert error is None or error.__traceback__.tb_frame.f_code.co_name == record.funcName
-        event = record.levelname, record.funcName, (record.msg, *record.args), type(error)
-        told.append(event)
+        message = record.msg, *record.args
+        records.append((record.levelname, record.funcName, message, type(error)))
 
-    monkeypatch.setattr(either, "logger", logging.Logger("watched"))
+    monkeypatch.setattr(either, "logger", logging.Logger("listed"))
     monkeypatch.setattr(either.logger, "handle", handle)
-    return told
+    return records
 
 
 @pytest.fixture
 def start(tmp_path: Path) -> Iterator[Start]:
-    """Start Python in a session of its own, which ends with the test."""
+    """Start Python in a session of its own, which is killed at the end of the test."""
     started = []
 
     def start(*args: Any, path: str = PATH, **options: Any) -> subprocess.Popen[str]:
-        usual = dict.fromkeys(["stdin", "stdout", "stderr"], subprocess.PIPE) | {"cwd": tmp_path}
-        usual["env"] = os.environ | {"PYTHONPATH": path, "TMPDIR": str(tmp_path)}
-        usual |= {"encoding": "utf-8", "start_new_session": True}
-        started.append(subprocess.Popen([sys.executable, *args], **usual | options))
-        return started[-1]
+        defaults = {
+            "stdin": subprocess.PIPE,
+            "stdout": subprocess.PIPE,
+            "stderr": subprocess.PIPE,
+            "encoding": "utf-8",
+            "cwd": tmp_path,
+            "env": os.environ | {"PYTHONPATH": path, "TMPDIR": str(tmp_path)},
+            "start_new_session": True,
+        }
+        process = subprocess.Popen([sys.executable, *args], **defaults | options)
+        started.append(process)
+        return process
 
     yield start
     for process in started:
@@ -151,12 +170,13 @@ def start(tmp_path: Path) -> Iterator[Start]:
 
 @pytest.fixture
 def run(start: Start) -> Run:
-    """Run an example to its end: its exit code, what it printed, and what it complained of."""
+    """Run an example; return its exit code, its standard output and its standard error."""
 
     def run(script: str, *args: Any, given: str = "", **options: Any) -> tuple[int, str, str]:
         process = start("-W", "error", EXAMPLES / script, *args, **options)
         stdin = process.stdin
-        if not given:  # it stays open, for no git may wait for it
+        if not given:
+            # communicate() does not close it then: a git that reads it would wait for ever.
             process.stdin = None
         printed, complaint = process.communicate(given, timeout=PROCESS_LIMIT)
         process.stdin = stdin

@@ -1,48 +1,93 @@
-"""The files, commits and lines that git reports, in however many runs."""
+"""Files, commits and lines read from real git, and from several runs of it."""
 
 from dataclasses import astuple
 from datetime import datetime
+from pathlib import Path
 from types import ModuleType
 
 import pytest
 from compare import native
-from conftest import Repository, Runs
+from conftest import AnswerRuns, Repository
 
-ODD_NAMES = ["a b", 'quote"d', "back\\slash", "é中😀", "*", ":(top)x", "raw\udcff"]  # no UTF-8
-ODD_NAMES += [f"{odd}{place}{odd}z" for odd in '\t\n":\\\x1f é\U0001f600' for place in "xy"]
+# Characters that git quotes, escapes, reads as a pattern, or stores in another width.
+ODD_CHARACTERS = '\t\n":\\\x1f é\U0001f600'
+ODD_NAMES = [
+    "a b",
+    'quote"d',
+    "back\\slash",
+    "é中😀",
+    "*",
+    ":(top)x",
+    "raw\udcff",  # a byte that is not UTF-8
+    *(f"{odd}{letter}{odd}z" for odd in ODD_CHARACTERS for letter in "xy"),
+]
+RENAMED = "new\tname"
+BEFORE, AFTER = datetime(2026, 1, 1, 12), "2026-01-02T00:00:00+00:00"
 
 
-def test_files_are_named_as_they_are_and_paths_taken_literally(repository: Repository) -> None:
-    root, since = repository.root, datetime(2026, 1, 1, 12)
+def printed_name(name: str) -> str:
+    """The name as git's output is decoded: bytes that are not UTF-8 are replaced."""
+    return name.encode(errors="surrogateescape").decode(errors="replace")
+
+
+@pytest.fixture
+def branches(repository: Repository) -> Path:
+    """Make a branch that modifies the files of odd names and renames one; return the root."""
     repository.commit(dict.fromkeys(["old", *ODD_NAMES], "1\n2"))
     repository.git("switch", "--quiet", "--create", "topic")
-    after = {"old": None, "new\tname": "1\n2"} | dict.fromkeys(ODD_NAMES, "1\n3\n")
-    repository.commit(after, date="2026-01-02T00:00:00+00:00")
-    (commit,) = native.log_commit_changes(root, since=since, ref="topic", max_commits=9)
-    assert native.diff_file_changes(root, "main", "topic") == [*commit.files]
-    # What is no UTF-8 is replaced.
-    odd = [name.encode(errors="surrogateescape").decode(errors="replace") for name in ODD_NAMES]
-    expected = dict.fromkeys(odd, ("modified", 1, 1, None))
-    expected["new\tname"] = ("renamed", 0, 0, "old")
-    assert {file.path: astuple(file)[1:] for file in commit.files} == expected
-    lines = {name: [native.LineSpan(2, 2, added=False)] for name in odd}
-    for paths in ((), [*ODD_NAMES, "new\tname"]):
-        assert native.diff_line_spans(root, "main", "topic", merge_base=True, paths=paths) == lines
-    for name, spans in zip(ODD_NAMES, lines.items(), strict=True):
-        found = native.diff_line_spans(root, "main", "topic", merge_base=False, paths=[name])
-        assert [*found.items()] == [spans]
+    renamed: dict[str, str | bytes | None] = {"old": None, RENAMED: "1\n2"}
+    repository.commit(renamed | dict.fromkeys(ODD_NAMES, "1\n3\n"), date=AFTER)
+    return repository.root
 
 
-def test_a_path_keeps_its_place_with_the_spans_of_the_later_batch_and_a_failure_ends_all(
-    either: ModuleType, answer_runs: Runs, monkeypatch: pytest.MonkeyPatch
-) -> None:
+def test_a_diff_lists_each_file_by_its_name(branches: Path) -> None:
+    files = native.diff_file_changes(branches, "main", "topic")
+    expected = {printed_name(name): ("modified", 1, 1, None) for name in ODD_NAMES}
+    expected[RENAMED] = "renamed", 0, 0, "old"
+    assert {file.path: astuple(file)[1:] for file in files} == expected
+
+
+def test_a_log_lists_the_same_files_by_commit(branches: Path) -> None:
+    commits = native.log_commit_changes(branches, since=BEFORE, ref="topic", max_commits=9)
+    files = native.diff_file_changes(branches, "main", "topic")
+    assert [commit.files for commit in commits] == [tuple(files)]
+
+
+def test_lines_are_listed_for_all_files_or_for_given_paths(branches: Path) -> None:
+    expected = {printed_name(name): [native.LineSpan(2, 2, added=False)] for name in ODD_NAMES}
+    for paths in ((), [*ODD_NAMES, RENAMED]):
+        lines = native.diff_line_spans(branches, "main", "topic", merge_base=True, paths=paths)
+        assert lines == expected
+
+
+def test_a_path_is_not_a_pattern(branches: Path) -> None:
+    for name in ODD_NAMES:
+        lines = native.diff_line_spans(branches, "main", "topic", merge_base=False, paths=[name])
+        assert list(lines) == [printed_name(name)]
+
+
+@pytest.fixture
+def _one_path_a_batch(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> None:
     monkeypatch.setattr(either, "_MAX_PATHSPEC_CHARS", 2)
-    first = "+++ a\n@@ -1 +1 @@\n-\n+\n+++ b\n@@ -3 +3 @@", "", 0
-    answer_runs(first, ("+++ c\n@@ -4 +4 @@\n-\n+\n+++ a\n@@ -5 +5 @@\n", "", 0))
+
+
+A_AND_B = "+++ a\n@@ -1 +1 @@\n-\n+\n+++ b\n@@ -3 +3 @@", "", 0
+C_AND_A = "+++ c\n@@ -4 +4 @@\n-\n+\n+++ a\n@@ -5 +5 @@\n", "", 0
+
+
+@pytest.mark.usefixtures("_one_path_a_batch")
+def test_a_later_batch_replaces_the_spans_of_a_path_but_not_its_place(
+    either: ModuleType, answer_runs: AnswerRuns
+) -> None:
+    answer_runs(A_AND_B, C_AND_A)
     found = either.diff_line_spans("r", "a", "b", merge_base=True, paths=["a", "a"])
-    starts = [(path, [span.start for span in each]) for path, each in found.items()]
+    starts = [(path, [span.start for span in spans]) for path, spans in found.items()]
     assert starts == [("a", [5]), ("b", [3]), ("c", [4])]
-    calls = answer_runs(first, ("+++ b\n@@ -1 +1 @@\n", "broken\n", 1))
+
+
+@pytest.mark.usefixtures("_one_path_a_batch")
+def test_no_batch_is_run_after_a_failure(either: ModuleType, answer_runs: AnswerRuns) -> None:
+    calls = answer_runs(A_AND_B, ("+++ b\n@@ -1 +1 @@\n", "broken\n", 1))
     with pytest.raises(either.GitError, match=r"^broken$"):
         either.diff_line_spans("r", "a", "b", merge_base=True, paths=["a", "b", "c"])
     assert [call.args[1][-1] for call in calls] == ["a", "b"]

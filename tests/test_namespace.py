@@ -1,4 +1,4 @@
-"""What an importer sees: names, signatures, texts, classes, and imports that fail."""
+"""What an importer sees: names, signatures, docstrings, classes; and copies of the module."""
 
 import ast
 import copy
@@ -15,75 +15,119 @@ from types import FunctionType
 from unittest.mock import patch
 
 import pytest
-from compare import FUNCTIONS, RECORDS, load_copy, native, neutral, outcome, plain
+from compare import (
+    FUNCTIONS,
+    NAMES,
+    RECORDS,
+    load_copy,
+    native,
+    neutral,
+    outcome,
+    own_names,
+    plain,
+)
 
 
-def test_names_are_bound_in_the_order_of_the_body_and_there_are_no_others() -> None:
+def test_the_stub_binds_its_names_in_the_order_of_the_reference() -> None:
+    assert own_names(load_copy(native, "a.git_utils")) == NAMES
+
+
+def test_the_module_has_no_special_names_that_a_python_module_lacks() -> None:
+    special = {name for name in vars(native) if name.startswith("__")}
+    assert special <= {*vars(plain)}
+
+
+def test_the_module_is_an_extension() -> None:
     assert type(native.__loader__).__name__ == "ExtensionFileLoader"
-    mine, its = (list(vars(load_copy(module, "a.git_utils"))) for module in (native, plain))
-    assert mine == [name for name in its if name in mine or name[:2] != "__"]
 
 
-# Some belong to functions, some to classes.
-SHOWN = ("name", "qualname", "module", "annotations", "bases", "dataclass_params")
+# What functions and classes show of themselves; some attributes only exist in the one or the other.
+SHOWN = ("__name__", "__qualname__", "__module__", "__annotations__", "__bases__")
+SHOWN += ("__dataclass_params__",)
+HIDDEN_MEMBERS = {"__firstlineno__", "__static_attributes__", "__slotnames__"}
 
 
-def face(made: type | FunctionType) -> str:
-    """What can be seen of it, naming the native module where that is the plain one."""
-    shown = [getattr(made, f"__{name}__", None) for name in SHOWN]
-    members = sorted({*vars(made)} - {"__firstlineno__", "__static_attributes__", "__slotnames__"})
-    return neutral(f"{type(made)} {shown} {members} {outcome(signature, made)}")
+def appearance(definition: type | FunctionType) -> str:
+    """What can be seen of it, with the name of the native module for that of the plain one."""
+    shown = [getattr(definition, name, None) for name in SHOWN]
+    members = sorted({*vars(definition)} - HIDDEN_MEMBERS)
+    return neutral(f"{type(definition)} {shown} {members} {outcome(signature, definition)}")
 
 
 @pytest.mark.parametrize("name", [*FUNCTIONS, *RECORDS, "GitError"])
-def test_functions_and_classes_have_the_faces_that_python_gives_them(name: str) -> None:
-    mine = getattr(native, name)
-    assert face(mine) == face(getattr(plain, name))
-    assert pickle.loads(pickle.dumps(mine)) is mine
-    assert getattr(mine, "__globals__", vars(native)) is vars(native)
+def test_functions_and_classes_look_like_those_of_a_python_module(name: str) -> None:
+    definition = getattr(native, name)
+    assert appearance(definition) == appearance(getattr(plain, name))
+    assert pickle.loads(pickle.dumps(definition)) is definition
 
 
-def test_a_native_body_is_in_no_file_and_counts_its_arguments() -> None:
-    # No tool looks for a file with a "<", and a log record gets its module's name from this.
+@pytest.mark.parametrize("name", FUNCTIONS)
+def test_the_globals_of_a_function_are_the_namespace(name: str) -> None:
+    assert getattr(native, name).__globals__ is vars(native)
+
+
+def test_the_code_of_a_function_names_no_file_that_exists() -> None:
+    # Tools do not look for a file whose name begins with "<"; log records take the module's name
+    # from the rest.
     assert native._span.__code__.co_filename == "<frozen>/git_utils.pyi"
+
+
+@pytest.mark.parametrize("arguments", [(1, 2), (1, 2, 3, 4)], ids=["too few", "too many"])
+def test_a_native_body_counts_its_arguments(arguments: tuple[int, ...]) -> None:
     body = native._span.__closure__[0].cell_contents
-    for arguments in [(1, 2), (1, 2, 3, 4)]:
-        with pytest.raises(TypeError, match=f"expected 3 arguments, got {len(arguments)}"):
-            body(*arguments)
+    with pytest.raises(TypeError, match=f"expected 3 arguments, got {len(arguments)}"):
+        body(*arguments)
 
 
-def test_constants_are_equal_down_to_their_types_and_order() -> None:
-    for name in [name for name in vars(plain) if re.fullmatch("[A-Z_]{6,}", name)]:
-        mine, its = getattr(native, name), getattr(plain, name)
-        assert (type(mine), mine, str(mine)) == (type(its), its, str(its)), name
+@pytest.mark.parametrize("name", [name for name in NAMES if re.fullmatch("[A-Z_]+", name)])
+def test_a_constant_equals_that_of_the_reference(name: str) -> None:
+    constant, expected = getattr(native, name), getattr(plain, name)
+    assert type(constant) is type(expected)
+    assert constant == expected
+    assert str(constant) == str(expected), "the order of its entries differs"
 
 
 def test_docstrings_are_those_of_the_stub_with_their_indentation() -> None:
     stub = ast.parse(Path(native.__file__).with_name("git_utils.pyi").read_text(encoding="utf-8"))
     assert native.__doc__ == ast.get_docstring(stub, clean=False)
-    for node in [node for node in stub.body if isinstance(node, ast.FunctionDef | ast.ClassDef)]:
-        assert getattr(native, node.name).__doc__ == ast.get_docstring(node, clean=False)
+    for definition in stub.body:
+        if isinstance(definition, ast.FunctionDef | ast.ClassDef):
+            docstring = ast.get_docstring(definition, clean=False)
+            assert getattr(native, definition.name).__doc__ == docstring
 
 
-def test_parsed_records_are_those_that_the_constructors_make() -> None:
-    files = native.parse_file_changes(":1 1 M\0a\0:1 1 R1\0o\0p\x001\t2\t\0o\0p\0")
-    commits = native.parse_commit_changes("\x1e5\0\x1e6\0\n:1 1 M\0a\x001\t2\ta\0")
-    for record in (*files, *commits, *native.parse_line_spans("+++ a\n@@ -1,0 +1 @@\n")["a"]):
-        fields = type(record).__match_args__
-        values = tuple(getattr(record, field) for field in fields)
-        object.__setattr__(record, "late", 5)
-        found, expected = list(vars(record).items()), list(zip(fields, values, strict=True))
-        assert found == [*expected, ("late", 5)]
-        made = type(record)(*values), pickle.loads(pickle.dumps(record)), copy.deepcopy(record)
-        assert {record, *made} == {record}
+def parsed_records() -> list[object]:
+    """Records of all classes, the first of a parse and later ones."""
+    files = native.parse_file_changes(":1 1 M\0a\0:1 1 R1\0o\0p\0x\01\t2\t\0o\0p\0")
+    commits = native.parse_commit_changes("\x1e5\0\x1e6\0\n:1 1 M\0a\01\t2\ta\0")
+    spans = native.parse_line_spans("+++ a\n@@ -1,0 +1 @@\n+\n@@ -5 +6 @@\n")["a"]
+    return [*files, *commits, *spans]
+
+
+@pytest.mark.parametrize("record", parsed_records(), ids=repr)
+def test_a_parsed_record_equals_one_that_its_constructor_makes(record: object) -> None:
+    values = [getattr(record, field) for field in type(record).__match_args__]
+    made = type(record)(*values)
+    assert record == made
+    assert hash(record) == hash(made)
+    assert pickle.loads(pickle.dumps(record)) == made
+    assert copy.deepcopy(record) == made
+
+
+@pytest.mark.parametrize("record", parsed_records(), ids=repr)
+def test_a_parsed_record_stores_its_fields_in_order_and_has_room_for_more(record: object) -> None:
+    fields = {field: getattr(record, field) for field in type(record).__match_args__}
+    object.__setattr__(record, "late", 5)
+    assert list(vars(record).items()) == [*fields.items(), ("late", 5)]
 
 
 @pytest.mark.parametrize("name", ["re.compile", "logging.getLogger", "dataclasses.dataclass"])
-def test_an_import_that_fails_half_way_fails_with_that_very_exception(name: str) -> None:
+def test_an_import_that_fails_half_way_raises_the_same_exception(name: str) -> None:
     error = KeyboardInterrupt("half-way")
     with pytest.raises(KeyboardInterrupt) as caught, patch(name, side_effect=error):
         load_copy(native, "half.git_utils")
-    assert (caught.value, error.__context__) == (error, None)
+    assert caught.value is error
+    assert error.__context__ is None
 
 
 def test_the_entry_is_the_only_exported_symbol() -> None:
@@ -92,27 +136,36 @@ def test_the_entry_is_the_only_exported_symbol() -> None:
     assert [line.split()[0] for line in symbols.splitlines()] == ["PyInit_git_utils"]
 
 
-def test_a_copy_shares_nothing() -> None:
+def test_a_copy_has_a_logger_of_its_own_name_without_settings() -> None:
     second = load_copy(native, "second.git_utils")
-    assert second.logger is logging.getLogger("second.git_utils") is not native.logger
+    assert second.logger is logging.getLogger("second.git_utils")
+    assert second.logger is not native.logger
     assert (second.logger.level, second.logger.handlers) == (logging.NOTSET, [])
+
+
+def test_a_copy_has_tables_of_its_own() -> None:
+    second = load_copy(native, "second.git_utils")
     second._STATUS_BY_LETTER["M"] = "changed"
-    statuses = [each.parse_file_changes(":1 M\0a\0")[0].status for each in (second, native)]
-    assert statuses == ["changed", "modified"]
+    assert second.parse_file_changes(":1 M\0a\0")[0].status == "changed"
+    assert native.parse_file_changes(":1 M\0a\0")[0].status == "modified"
+
+
+def test_a_record_class_may_become_abstract() -> None:
+    second = load_copy(native, "second.git_utils")
     second.LineSpan.__abstractmethods__ = {"start"}
     with pytest.raises(TypeError, match="abstract"):
         second.parse_line_spans("+++ a\n@@ -1 +1 @@")
 
 
-def test_a_copy_that_nobody_uses_is_collected() -> None:
+def test_an_unused_copy_is_collected() -> None:
     gc.collect()
-    name = sys.intern("lore-book")  # one of those that a copy holds
-    before = sys.getrefcount(name)
+    name = sys.intern("lore-book")  # one of the strings that each copy holds
+    references = sys.getrefcount(name)
     second = load_copy(native, "git_utils")
     second.parse_line_spans("+++ a\n@@ -1 +1 @@\n")
     assert outcome(second.run_git_command, "/", ("a",))[0] == "TypeError"
-    remains = weakref.ref(second), weakref.ref(second._span), weakref.ref(second.LineSpan)
+    remains = [weakref.ref(second), weakref.ref(second._span), weakref.ref(second.LineSpan)]
     del second
     gc.collect()
     assert [remain() for remain in remains] == [None, None, None]
-    assert sys.getrefcount(name) == before
+    assert sys.getrefcount(name) == references

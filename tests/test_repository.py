@@ -1,94 +1,199 @@
-"""Repository roots, branch names, wiki directories and revision queries."""
+"""Repository roots, branch names, wiki directories, and the commands of the revision queries."""
 
+import shlex
 from datetime import datetime, timedelta, timezone
 from enum import Enum
 from pathlib import Path
 from types import ModuleType
-from typing import Any
+from typing import Any, NamedTuple
 
 import pytest
 from compare import native
-from conftest import Runs
+from conftest import AnswerRuns
 
-# Where the search starts, and how many directories up the nearest one with an entry is.
-STARTS = {"r": 0, "r/a/b": 2, "r/.git/hooks": 2, "r/none/such": 2, "r/dangling": 1, "file": 0}
-STARTS |= {"r/a/../b": 1, "link/a": 1}
+# Where the search starts, and how many directories above it the root is.
+STARTS = {
+    "r": 0,
+    "r/a/b": 2,
+    "r/.git/hooks": 2,
+    "r/none/such": 2,
+    "r/dangling": 1,
+    "file": 0,
+    "r/a/../b": 1,
+    "link/a": 1,
+}
 
 
-def test_the_root_is_the_nearest_directory_above_that_has_a_git_entry(
-    tmp_path: Path, monkeypatch: pytest.MonkeyPatch
-) -> None:
+@pytest.fixture
+def directories(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> Path:
+    """Make directories with entries named .git, and change to the one that holds them all."""
     for name in ("r/.git/hooks", "r/a/b", "r/dangling", "file"):
         (tmp_path / name).mkdir(parents=True)
     (tmp_path / "r/dangling/.git").symlink_to("nowhere")
     (tmp_path / "link").symlink_to("r")
     (tmp_path / "file/.git").touch()
     monkeypatch.chdir(tmp_path)
-    for start, up in STARTS.items():
-        root = [tmp_path / start, *(tmp_path / start).parents][up]
-        assert native.find_git_root(Path(start)) == native.find_git_root(tmp_path / start) == root
-    assert native.find_git_root() is native.find_git_root(Path("/")) is None
-    assert native.find_repo_root() == tmp_path
-    monkeypatch.chdir("r/a")
-    assert native.find_git_root() == native.find_repo_root() == tmp_path / "r"
+    return tmp_path
 
 
-def test_a_branch_has_one_short_name_and_one_directory(either: ModuleType) -> None:
-    assert either.normalize_branch_name("\u3000origin/refs/heads/x/é\x85") == (name := "x/é")
-    assert either.normalize_branch_name(name) is either._patch_path(name) is name
-    lore_book = Path("some/place/memory/lore-book")
-    directories = {"fix: é/y\\٣²-.": "fix__é__y__٣²-.", "/" * 60: "_" * 100, "": "default"}
-    for branch, directory in directories.items():
-        assert either.wiki_directory(Path("some/place"), branch) == lore_book / directory
-
-
-# Their characters count, whatever they call themselves.
-MAIN, OTHER = Enum("Branch", {"MAIN": "main", "OTHER": "origin/x"}, type=str)
-
-
-def query(name: str, /, *commands: str, **asked: object) -> object:
-    """A row: what a query is asked, and the commands it runs, with ~ for a blank in an argument."""
-    split = [[arg.replace("~", " ") for arg in command.split(" ")] for command in commands]
-    return pytest.param(name, split, asked, id=f"{name} {[*asked.values()]}")
-
-
-VERIFY = "rev-parse --verify "
-RANGE = "diff --raw --numstat -M -z --no-textconv "
-PATCH = f"-c core.quotepath=off --literal-pathspecs diff {' '.join(native._PATCH_OPTIONS)} "
-PATCH += "--diff-filter="
-SPANS, ENDS = "diff_line_spans", {"base": "a", "head": "b"}
-LOG = "log --since=2026-09-01~07:05:09 --max-count={} --no-show-signature --format=%x1e%ct --raw "
-LOG += "--numstat -M -z"
-AT = datetime(2026, 9, 1, 7, 5, 9, 999999, timezone(timedelta(hours=5)))
-ORIGIN = "symbolic-ref refs/remotes/origin/HEAD"
-QUERIES = [
-    query("resolve_display_branch", "branch --show-current"),
-    query("get_head_commit", "rev-parse --short HEAD", short="no"),
-    query("get_head_commit", "rev-parse HEAD", short=0),
-    query("get_default_branch", ORIGIN, f"{VERIFY}main", f"{VERIFY}master"),
-    query("branch_exists", f"{VERIFY}~-a", f"{VERIFY}origin/~-a", branch=" -a"),
-    query("branch_exists", VERIFY, f"{VERIFY}origin/", branch=""),
-    query("branch_exists", f"{VERIFY}origin/a", branch="origin/a"),
-    query("branch_exists", f"{VERIFY}main", f"{VERIFY}origin/main", branch=MAIN),
-    query("resolve_commit", f"{VERIFY}--quiet ~main^{{commit}}", name=" main"),
-    query("resolve_commit", f"{VERIFY}--quiet main^{{commit}}", name=MAIN),
-    *(query("resolve_commit", name=name) for name in ("--all", "", None)),
-    query("count_commits", "rev-list --count -a..b~", base="-a", head="b "),
-    query("count_commits", "rev-list --count main..5", base=MAIN, head=5),
-    query("commit_before", "rev-list -1 --before=2026-09-01~07:05:09 -x", ref="-x", moment=AT),
-    query("diff_file_changes", f"{RANGE}-a...b~c", base="-a", head="b c"),
-    query("diff_file_changes", f"{RANGE}main...origin/x", base=MAIN, head=OTHER),
-    query("log_commit_changes", LOG.format(0), since=AT, ref=None, max_commits=0),
-    query("log_commit_changes", f"{LOG.format(-5)} ", since=AT, ref="", max_commits="-5"),
-    query(SPANS, f"{PATCH}MR a...b", **ENDS, merge_base=1),
-    query(SPANS, f"{PATCH}main a b -- x y", **ENDS, merge_base=[], paths="xy", diff_filter=MAIN),
-]
-
-
-@pytest.mark.parametrize(("name", "commands", "asked"), QUERIES)
-def test_each_query_runs_exactly_these_commands(
-    either: ModuleType, answer_runs: Runs, name: str, commands: list[str], asked: dict[str, Any]
+@pytest.mark.parametrize("start", STARTS)
+def test_the_root_is_the_nearest_directory_above_with_a_git_entry(
+    directories: Path, start: str
 ) -> None:
-    calls = answer_runs(*[("", "", int(name[:2] in {"ge", "br"}))] * len(commands))
-    getattr(either, name)(Path("r"), **asked)
-    assert [call.args[1] for call in calls] == commands
+    absolute = directories / start
+    root = [absolute, *absolute.parents][STARTS[start]]
+    assert native.find_git_root(absolute) == root
+    assert native.find_git_root(Path(start)) == root
+
+
+def test_the_search_starts_in_the_working_directory(
+    directories: Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    monkeypatch.chdir("r/a")
+    assert native.find_git_root() == directories / "r"
+    assert native.find_repo_root() == directories / "r"
+
+
+def test_outside_of_a_repository_the_working_directory_stands_for_the_root(
+    directories: Path,
+) -> None:
+    assert native.find_git_root() is None
+    assert native.find_git_root(Path("/")) is None
+    assert native.find_repo_root() == directories
+
+
+def test_a_branch_name_is_shortened_as_long_as_it_has_a_prefix(either: ModuleType) -> None:
+    assert either.normalize_branch_name("\u3000origin/refs/heads/x/é\x85") == "x/é"
+
+
+def test_a_name_that_does_not_change_is_returned_itself(either: ModuleType) -> None:
+    name = "x/é"
+    assert either.normalize_branch_name(name) is name
+    assert either._patch_path(name) is name
+
+
+DIRECTORY_NAMES = {"fix: é/y\\٣²-.": "fix__é__y__٣²-.", "/" * 60: "_" * 100, "": "default"}
+
+
+@pytest.mark.parametrize("branch", DIRECTORY_NAMES)
+def test_a_branch_has_a_directory_of_its_own(either: ModuleType, branch: str) -> None:
+    directory = Path("some/place/memory/lore-book") / DIRECTORY_NAMES[branch]
+    assert either.wiki_directory(Path("some/place"), branch) == directory
+
+
+class Branch(str, Enum):  # noqa: UP042 - a StrEnum would be written as its characters
+    """Branch names that format() writes as Branch.MAIN: an argument must use their characters."""
+
+    MAIN = "main"
+    OTHER = "origin/x"
+
+
+class Query(NamedTuple):
+    """The arguments of a query, and the git commands it runs, as one would type them in a shell."""
+
+    name: str
+    arguments: dict[str, Any]
+    commands: list[str]
+    exit_code: int = 0
+
+
+RAW_DIFF = "diff --raw --numstat -M -z --no-textconv"
+RAW_LOG = "--no-show-signature --format=%x1e%ct --raw --numstat -M -z"
+PATCH = (
+    "-c core.quotepath=off --literal-pathspecs diff --no-color --no-ext-diff --no-textconv "
+    "--no-prefix -M -U0"
+)
+MOMENT = datetime(2026, 9, 1, 7, 5, 9, 999999, timezone(timedelta(hours=5)))
+QUERIES = {
+    "the branch": Query("resolve_display_branch", {}, ["branch --show-current"]),
+    "the short head": Query("get_head_commit", {"short": "no"}, ["rev-parse --short HEAD"]),
+    "the long head": Query("get_head_commit", {"short": 0}, ["rev-parse HEAD"]),
+    "the default branch": Query(
+        "get_default_branch",
+        {},
+        [
+            "symbolic-ref refs/remotes/origin/HEAD",
+            "rev-parse --verify main",
+            "rev-parse --verify master",
+        ],
+        exit_code=1,
+    ),
+    "a branch of odd characters": Query(
+        "branch_exists",
+        {"branch": " -a"},
+        ["rev-parse --verify ' -a'", "rev-parse --verify 'origin/ -a'"],
+        exit_code=1,
+    ),
+    "an empty branch": Query(
+        "branch_exists",
+        {"branch": ""},
+        ["rev-parse --verify ''", "rev-parse --verify origin/"],
+        exit_code=1,
+    ),
+    "a branch of origin": Query(
+        "branch_exists", {"branch": "origin/a"}, ["rev-parse --verify origin/a"], exit_code=1
+    ),
+    "a branch of an enumeration": Query(
+        "branch_exists",
+        {"branch": Branch.MAIN},
+        ["rev-parse --verify main", "rev-parse --verify origin/main"],
+        exit_code=1,
+    ),
+    "a commit of odd characters": Query(
+        "resolve_commit", {"name": " main"}, ["rev-parse --verify --quiet ' main^{commit}'"]
+    ),
+    "a commit of an enumeration": Query(
+        "resolve_commit", {"name": Branch.MAIN}, ["rev-parse --verify --quiet main^{commit}"]
+    ),
+    "a commit that looks like an option": Query("resolve_commit", {"name": "--all"}, []),
+    "a commit without a name": Query("resolve_commit", {"name": ""}, []),
+    "None for a commit": Query("resolve_commit", {"name": None}, []),
+    "a count of commits": Query(
+        "count_commits", {"base": "-a", "head": "b "}, ["rev-list --count '-a..b '"]
+    ),
+    "a count between an enumeration and a number": Query(
+        "count_commits", {"base": Branch.MAIN, "head": 5}, ["rev-list --count main..5"]
+    ),
+    "a commit before a moment": Query(
+        "commit_before",
+        {"ref": "-x", "moment": MOMENT},
+        ["rev-list -1 '--before=2026-09-01 07:05:09' -x"],
+    ),
+    "changed files": Query(
+        "diff_file_changes", {"base": "-a", "head": "b c"}, [f"{RAW_DIFF} '-a...b c'"]
+    ),
+    "changed files between enumerations": Query(
+        "diff_file_changes",
+        {"base": Branch.MAIN, "head": Branch.OTHER},
+        [f"{RAW_DIFF} main...origin/x"],
+    ),
+    "no commits of HEAD": Query(
+        "log_commit_changes",
+        {"since": MOMENT, "ref": None, "max_commits": 0},
+        [f"log '--since=2026-09-01 07:05:09' --max-count=0 {RAW_LOG}"],
+    ),
+    "commits of an empty name": Query(
+        "log_commit_changes",
+        {"since": MOMENT, "ref": "", "max_commits": "-5"},
+        [f"log '--since=2026-09-01 07:05:09' --max-count=-5 {RAW_LOG} ''"],
+    ),
+    "lines since the merge base": Query(
+        "diff_line_spans",
+        {"base": "a", "head": "b", "merge_base": 1},
+        [f"{PATCH} --diff-filter=MR a...b"],
+    ),
+    "lines of some paths": Query(
+        "diff_line_spans",
+        {"base": "a", "head": "b", "merge_base": [], "paths": "xy", "diff_filter": Branch.MAIN},
+        [f"{PATCH} --diff-filter=main a b -- x y"],
+    ),
+}
+
+
+@pytest.mark.parametrize("query", QUERIES.values(), ids=QUERIES)
+def test_each_query_runs_exactly_these_commands(
+    either: ModuleType, answer_runs: AnswerRuns, query: Query
+) -> None:
+    calls = answer_runs(*[("", "", query.exit_code) for _ in query.commands])
+    getattr(either, query.name)(Path("r"), **query.arguments)
+    assert [call.args[1] for call in calls] == list(map(shlex.split, query.commands))

@@ -1,70 +1,110 @@
-"""The one way by which git runs, however git ends."""
+"""How git is run, and what is returned, raised and logged, however it ends."""
 
 import subprocess
 import sys
 import traceback
 from collections.abc import Iterator
+from pathlib import Path
 from types import MappingProxyType, ModuleType, NoneType, SimpleNamespace
+from typing import Any
 from unittest.mock import Mock
 
 import pytest
 from conftest import FakeGit, Log
-from worlds import odd
+from odd_objects import OtherPlace
 
-# What has another name as text than for the file system.
-PLACE = odd(object, __str__=lambda _: "some/where", __fspath__=lambda _: "elsewhere")
+FIXED_KEYWORDS = [("capture_output", True), ("encoding", "utf-8"), ("errors", "replace")]
+
+
+@pytest.fixture
+def launches(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Mock:
+    """Replace `subprocess.run` by a mock, and let the host add no keywords."""
+    result = SimpleNamespace(stdout="out ", stderr=" err", returncode=0)
+    launch = Mock(return_value=result)
+    monkeypatch.setattr(subprocess, "run", launch)
+    monkeypatch.setattr(either, "get_subprocess_hidden_kwargs", dict)
+    return launch
 
 
 def test_git_is_launched_with_these_keywords_in_this_order(
-    either: ModuleType, monkeypatch: pytest.MonkeyPatch
+    either: ModuleType, launches: Mock
 ) -> None:
-    launch = Mock(return_value=SimpleNamespace(stdout="out ", stderr=" err", returncode=0))
-    monkeypatch.setattr(subprocess, "run", launch)
-    hidden = iter([MappingProxyType({"z": 1, "env": None}), {}])
-    monkeypatch.setattr(either, "get_subprocess_hidden_kwargs", lambda: next(hidden))
-    args = ["log", "-1"]
-    assert either.run_git_command(PLACE, args) == ("out ", " err", 0)
-    assert either.run_git_command("here", args, timeout=None) == ("out ", " err", 0)
-    fixed = [("capture_output", True), ("encoding", "utf-8"), ("errors", "replace")]
-    command = (["git", "log", "-1"],)
-    first = [("cwd", "some/where"), *fixed, ("timeout", 30), ("z", 1), ("env", None)]
-    launches = [(call.args, [*call.kwargs.items()]) for call in launch.call_args_list]
-    assert launches == [(command, first), (command, [("cwd", "here"), *fixed, ("timeout", None)])]
+    triple = either.run_git_command("here", ["log", "-1"], timeout=None)
+    assert triple == ("out ", " err", 0)
+    assert launches.call_args.args == (["git", "log", "-1"],)
+    expected = [("cwd", "here"), *FIXED_KEYWORDS, ("timeout", None)]
+    assert list(launches.call_args.kwargs.items()) == expected
 
 
-def test_however_git_ends_it_gives_text_and_a_failure_is_logged(
+def test_the_directory_is_given_as_a_str_and_the_limit_is_30_seconds(
+    either: ModuleType, launches: Mock
+) -> None:
+    either.run_git_command(OtherPlace(), ["log"])
+    keywords = launches.call_args.kwargs
+    assert (keywords["cwd"], keywords["timeout"]) == ("some/where", 30)
+
+
+def test_keywords_of_the_host_come_last_and_are_asked_for_each_time(
+    either: ModuleType, launches: Mock, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    hidden = Mock(side_effect=[MappingProxyType({"z": 1, "env": None}), {}])
+    monkeypatch.setattr(either, "get_subprocess_hidden_kwargs", hidden)
+    either.run_git_command("here", ["log"])
+    either.run_git_command("here", ["log"])
+    first, second = (list(call.kwargs.items()) for call in launches.call_args_list)
+    assert first == [*second, ("z", 1), ("env", None)]
+
+
+SCRIPT_OF_A_FAILURE = (
+    r"""printf 'a\r\nb\rc\377\n'; printf '<%s>' "$@"; printf ' \r\376 \n' >&2; kill -9 $$"""
+)
+
+
+def test_a_failure_is_returned_as_text_and_logged(
     either: ModuleType, fake_git: FakeGit, log: Log
 ) -> None:
+    root = fake_git(SCRIPT_OF_A_FAILURE)
     args = ["a b", "", "é\n"]
-    says = r"""printf 'a\r\nb\rc\377\n'; printf '<%s>' "$@"; printf ' \r\376 \n' >&2; kill -9 $$"""
-    root = fake_git(says)
-    triple = ("a\nb\nc\ufffd\n<a b><><é\n>", " \n\ufffd \n", -9)
-    assert either.run_git_command(root, args) == triple
-    fake_git("exec sleep 600")
-    assert either.run_git_command(root, args, 0.05) == ("", "Command timed out", 1)
-    assert either.run_git_command(root / "nowhere", args) == ("", "git not found", 1)
-    late = "git command timed out after %ss: args=%s"
-    ends = [
-        ("DEBUG", ("git command failed: args=%s rc=%s stderr=%s", args, -9, "\ufffd"), NoneType),
-        ("WARNING", (late, 0.05, args), subprocess.TimeoutExpired),
-        ("WARNING", ("git executable not found while running args=%s", args), FileNotFoundError),
-    ]
-    assert log == [(level, "run_git_command", *end) for level, *end in ends]
+    triple = either.run_git_command(root, args)
+    assert triple == ("a\nb\nc\ufffd\n<a b><><é\n>", " \n\ufffd \n", -9)
+    message = "git command failed: args=%s rc=%s stderr=%s"
+    assert log == [("DEBUG", "run_git_command", (message, args, -9, "\ufffd"), NoneType)]
 
 
-def test_what_was_being_handled_is_so_again_behind_a_handler(either: ModuleType) -> None:
-    def ask() -> Iterator[object]:
+def test_a_timeout_is_returned_and_logged(either: ModuleType, fake_git: FakeGit, log: Log) -> None:
+    root = fake_git("exec sleep 600")
+    assert either.run_git_command(root, ["log"], 0.05) == ("", "Command timed out", 1)
+    message = "git command timed out after %ss: args=%s"
+    event = "WARNING", "run_git_command", (message, 0.05, ["log"]), subprocess.TimeoutExpired
+    assert log == [event]
+
+
+def test_a_missing_directory_is_returned_and_logged_as_a_missing_git(
+    either: ModuleType, tmp_path: Path, log: Log
+) -> None:
+    triple = either.run_git_command(tmp_path / "nowhere", ["log"])
+    assert triple == ("", "git not found", 1)
+    message = "git executable not found while running args=%s"
+    assert log == [("WARNING", "run_git_command", (message, ["log"]), FileNotFoundError)]
+
+
+def test_a_generator_handles_its_callers_exception_again_after_a_handler(
+    either: ModuleType,
+) -> None:
+    def call_with_handlers() -> Iterator[object]:
         yield either.run_git_command("/nowhere", ["x"])
         with pytest.raises(ValueError, match="outside the calendar"):
             either.parse_time_spec("9999999w")
         yield sys.exception()
 
-    inside, error = ask(), KeyError()
+    generator, error = call_with_handlers(), KeyError()
     try:
         raise error
     except KeyError:
-        assert next(inside) == either.run_git_command("/nowhere", ["x"])
-        assert next(inside) is sys.exception() is error
+        next(generator)
+        assert either.run_git_command("/nowhere", ["x"]) == ("", "git not found", 1)
+        assert sys.exception() is error
+        assert next(generator) is error
 
 
 def test_a_handler_leaves_a_generator_without_the_exception_of_its_caller(
@@ -82,21 +122,48 @@ def test_a_handler_leaves_a_generator_without_the_exception_of_its_caller(
     assert next(generator) is None
 
 
-def test_every_other_launch_error_passes_and_nothing_is_logged(
+WRONG_ARGUMENTS = {
+    "a tuple": ("log",),
+    "None": None,
+    "a number": [1],
+    "a NUL": ["a\0b"],
+    "a lone surrogate": ["\ud800"],
+}
+
+
+@pytest.mark.parametrize("args", WRONG_ARGUMENTS.values(), ids=WRONG_ARGUMENTS)
+def test_wrong_arguments_raise_and_nothing_is_logged(
+    either: ModuleType, tmp_path: Path, log: Log, args: Any
+) -> None:
+    with pytest.raises((TypeError, ValueError)) as caught:
+        either.run_git_command(tmp_path, args)
+    assert function_names(caught).count("run_git_command") == 1
+    assert log == []
+
+
+def function_names(caught: pytest.ExceptionInfo[BaseException]) -> list[str]:
+    """The functions of the traceback, from the outermost."""
+    return [frame.name for frame in traceback.extract_tb(caught.tb)]
+
+
+def test_other_launch_errors_raise_and_nothing_is_logged(
     either: ModuleType, fake_git: FakeGit, log: Log, monkeypatch: pytest.MonkeyPatch
 ) -> None:
     root = fake_git("exit 0")
     program = root / "git"
-    program.write_text("no program")
+    program.write_text("this is not a program")
     monkeypatch.setenv("PATH", str(root))
-    calls = [(root, args) for args in (("log",), None, [1], ["a\0b"], ["\ud800"], ["log"])]
-    for where, args in [*calls, (program, ["log"])]:
-        with pytest.raises((TypeError, ValueError, OSError)) as caught:
-            either.run_git_command(where, args)
-        names = [frame.name for frame in traceback.extract_tb(caught.tb)]
+    for directory, error in ((root, OSError), (program, NotADirectoryError)):
+        with pytest.raises(error) as caught:
+            either.run_git_command(directory, ["log"])
+        names = function_names(caught)
         assert names.count("run_git_command") == 1
-    assert names[-1] != "run_git_command"  # but the library's own that has raised
-    monkeypatch.setattr(subprocess, "run", Mock(side_effect=KeyboardInterrupt))
+        assert names[-1] != "run_git_command", "the library's own frames come last"
+    assert log == []
+
+
+def test_an_interrupt_passes(either: ModuleType, launches: Mock, log: Log) -> None:
+    launches.side_effect = KeyboardInterrupt
     with pytest.raises(KeyboardInterrupt):
         either.run_git_command("/", ["x"])
     assert log == []

@@ -1,37 +1,41 @@
-"""A repository whose configuration somebody else wrote, and the programs that it names."""
+"""A repository whose configuration comes from a stranger and names programs to run."""
 
 import subprocess
 import sys
 from pathlib import Path
 
 import pytest
+from calls import QUERY_CALLS, answer
 from conftest import Repository, make_git
-from worlds import QUESTIONS, Call, answer
 
 from orvel_tarnix.utils import git_utils
 
-# It leaves a mark, and signs what it is asked to sign.
+# Leaves a file when it is started; as a signing program, it also claims to have signed.
 PROGRAM = r""": > started; [ "$2" != -bsau ] || cat > /dev/null
 echo '-----BEGIN PGP SIGNATURE-----'; printf '\n[GNUPG:] SIG_CREATED ' >&2"""
-# Settings that name a program, or let it start, behind a command that starts it.
+LOG_ON_A_TERMINAL = f'TERM=xterm {sys.executable} -c \'import pty; pty.spawn(["git", "log"])\''
+# Settings that make git start a program, and a command that does start it.
 SETTINGS = {
-    "git status": "core.fsmonitor",
-    "git read-tree HEAD": "core.hooksPath",
-    f'TERM=xterm {sys.executable} -c \'import pty; pty.spawn(["git", "log"])\'': "core.pager",
-    "git diff main topic": "diff.external diff.x.command diff.x.textconv",
-    "git hash-object --path=a a": "filter.x.clean filter.x.process",
-    "git cat-file --filters HEAD:a": "filter.x.smudge",
-    "git log": "log.showSignature",
-    "git ls-remote ssh://h/x": "core.sshCommand",
-    "git x": "alias.x",
+    "core.fsmonitor": "git status",
+    "core.hooksPath": "git read-tree HEAD",
+    "core.pager": LOG_ON_A_TERMINAL,
+    "core.sshCommand": "git ls-remote ssh://h/x",
+    "diff.external": "git diff main topic",
+    "diff.x.command": "git diff main topic",
+    "diff.x.textconv": "git diff main topic",
+    "filter.x.clean": "git hash-object --path=a a",
+    "filter.x.process": "git hash-object --path=a a",
+    "filter.x.smudge": "git cat-file --filters HEAD:a",
+    "log.showSignature": "git log",
+    "alias.x": "git x",
 }
+# The value of a setting, with {} for the folder of the program, if it is not the program itself.
 VALUES = {"core.hooksPath": "{}", "log.showSignature": "true", "alias.x": "!{}/git"}
-ROWS = [(name, command) for command, names in SETTINGS.items() for name in names.split()]
 
 
 @pytest.fixture
-def mark(repository: Repository, tmp_path: Path) -> Path:
-    """Give what the program leaves, beside it, and a repository that could start it."""
+def started(repository: Repository, tmp_path: Path) -> Path:
+    """Prepare the repository for all settings; return the file that the program leaves."""
     programs = make_git(tmp_path / "programs", PROGRAM)
     (programs / "post-index-change").symlink_to("git")
     repository.commit({"a": "1\n"})
@@ -44,36 +48,54 @@ def mark(repository: Repository, tmp_path: Path) -> Path:
     return programs / "started"
 
 
-def starting(root: Path, mark: Path) -> set[str]:
-    """Which functions start the program."""
+def functions_that_start(started: Path, root: Path) -> set[str]:
+    """The functions that start the program when they read the repository."""
     names = set()
-    for each in QUESTIONS:
-        mark.unlink(missing_ok=True)
-        answer(git_utils, Call(each.name, (root, *each.args[1:]), each.kwargs))
-        names |= {each.name} if mark.exists() else set()
+    for call in QUERY_CALLS:
+        started.unlink(missing_ok=True)
+        answer(git_utils, call._replace(args=(root, *call.args[1:])))
+        if started.exists():
+            names.add(call.name)
     return names
 
 
-@pytest.mark.parametrize(("setting", "command"), ROWS)
-def test_no_function_starts_what_a_setting_names(
-    repository: Repository, mark: Path, setting: str, command: str
+@pytest.mark.parametrize("setting", SETTINGS)
+def test_no_function_starts_the_program_of_a_setting(
+    repository: Repository, started: Path, setting: str
 ) -> None:
-    repository.git("config", setting, VALUES.get(setting, "{}/git").format(mark.parent))
-    assert starting(repository.root, mark) == set()
-    subprocess.run(command, shell=True, cwd=repository.root, capture_output=True)
-    assert mark.exists(), f"{command} does not start it either"
+    value = VALUES.get(setting, "{}/git").format(started.parent)
+    repository.git("config", setting, value)
+    assert functions_that_start(started, repository.root) == set()
+    subprocess.run(SETTINGS[setting], shell=True, cwd=repository.root, capture_output=True)
+    assert started.exists(), "the command does not start it either, so the test shows nothing"
 
 
-def test_only_reading_a_promised_object_does_unless_all_protocols_are_forbidden(
-    repository: Repository, mark: Path, monkeypatch: pytest.MonkeyPatch
-) -> None:
+def lose_an_object(repository: Repository, program: str) -> None:
+    """Remove a blob that a remote has promised to send, and let a program be that remote."""
     blob = repository.git("rev-parse", "topic:a").strip()
     (repository.root / ".git/objects" / blob[:2] / blob[2:]).unlink()
-    settings = ["core.repositoryFormatVersion 1", "extensions.partialClone origin"]
-    settings += ["remote.origin.promisor true", "protocol.ext.allow always"]
-    for setting in [*settings, f"remote.origin.url ext::{mark.parent}/git"]:
-        repository.git("config", *setting.split())
+    settings = {
+        "core.repositoryFormatVersion": "1",
+        "extensions.partialClone": "origin",
+        "remote.origin.promisor": "true",
+        "remote.origin.url": f"ext::{program}",
+        "protocol.ext.allow": "always",
+    }
+    for name, value in settings.items():
+        repository.git("config", name, value)
+
+
+def test_reading_a_promised_object_starts_the_program_of_its_remote(
+    repository: Repository, started: Path
+) -> None:
+    lose_an_object(repository, f"{started.parent}/git")
     readers = {"diff_file_changes", "log_commit_changes", "diff_line_spans"}
-    assert starting(repository.root, mark) == readers
+    assert functions_that_start(started, repository.root) == readers
+
+
+def test_no_function_does_when_all_protocols_are_forbidden(
+    repository: Repository, started: Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    lose_an_object(repository, f"{started.parent}/git")
     monkeypatch.setenv("GIT_ALLOW_PROTOCOL", "none")
-    assert starting(repository.root, mark) == set()
+    assert functions_that_start(started, repository.root) == set()

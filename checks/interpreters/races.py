@@ -18,8 +18,9 @@ from random import choice, randrange
 from types import FunctionType, ModuleType
 from typing import Any
 
+from calls import CALLS, Call, answer
+from canned_git import run_canned_git, subprocess_with
 from compare import StoppedClock, native
-from worlds import CALLS, Call, answer, launcher, run
 
 CALLS_A_ROUND = 40
 MOST_ROUNDS = 50
@@ -28,7 +29,7 @@ MOST_DRIFT = 0.1
 
 def prepare(module: ModuleType) -> None:
     """Git is not run: it would take nearly all of the time. The clock stands still."""
-    vars(module).update(launcher(run), datetime=StoppedClock)
+    vars(module).update(subprocess_with(run_canned_git), datetime=StoppedClock)
     functions = [each for each in vars(native).values() if isinstance(each, FunctionType)]
     own = {each.__name__ for each in functions if each.__module__ == native.__name__}
     assert {call.name for call in CALLS} == own
@@ -70,7 +71,7 @@ def tables(module: ModuleType) -> Callable[[], None]:
 
 def lists(_module: ModuleType) -> Callable[[], None]:
     """The lists that are passed in grow, shrink and are filled again."""
-    passed = [arg for call in CALLS for arg in (*call.args, *call.kwargs.values())]
+    passed = [arg for call in CALLS for arg in (*call.args, *call.keywords.values())]
     own = [(each, list(each)) for each in passed if isinstance(each, list)]
 
     def change() -> None:

@@ -1,4 +1,4 @@
-"""A program whose ignored lines are misuse: `make stub` fails where one is not, or another is."""
+"""Uses of the module for `make stub`: the type checker must reject the ignored lines, no others."""
 
 import re
 from pathlib import Path

@@ -1,0 +1,197 @@
+"""Objects that a caller may pass and that behave unlike the plain ones, a class for each oddity.
+
+The fast paths must leave them to the fallback, which must use them as a Python statement would.
+"""
+
+import gc
+import re
+from collections.abc import Callable, Iterator, KeysView
+from itertools import count
+from typing import Any
+
+
+class LongPath(str):
+    """A path that claims to have 9,000 characters."""
+
+    __slots__ = ()
+
+    def __len__(self) -> int:
+        return 9000
+
+
+class OddIterator:
+    """An iterator that gives `next` other tokens than a loop, which asks for its iterator first."""
+
+    def __iter__(self) -> Iterator[str]:
+        return iter([":R", ":M"])
+
+    def __next__(self) -> str:
+        return "next"
+
+
+class OddTokens:
+    """Tokens that come out of an odd iterator."""
+
+    def __iter__(self) -> OddIterator:
+        return OddIterator()
+
+
+class HeaderWithoutStamp(str):
+    """A commit header whose stamp is None, as if there had been no header at all."""
+
+    __slots__ = ()
+
+    def lstrip(self, _characters: object = None) -> str:
+        return self
+
+    def __getitem__(self, _index: object) -> str:
+        return self
+
+    def strip(self, _characters: object = None) -> Any:
+        return None
+
+
+class LogOfOddHeader:
+    """A log that splits into such a header, a token that is lost therefore, and a plain header."""
+
+    def split(self, _separator: str) -> list[str]:
+        return [HeaderWithoutStamp("\x1e"), "lost", "\x1e5"]
+
+
+class FickleKey(str):
+    """A key that equals another only at every second comparison, and not at the first."""
+
+    def __init__(self, _text: str) -> None:
+        self._comparisons = count()
+
+    def __eq__(self, other: object) -> bool:
+        return next(self._comparisons) % 2 == 1 and str.__eq__(self, other)
+
+    __hash__ = str.__hash__
+
+
+class ChangingPath(str):
+    """A path that changes the dictionary it is a key of, whenever it is compared."""
+
+    change: Callable[[dict[str, Any]], object]
+
+    def __eq__(self, other: object) -> bool:
+        for holder in gc.get_referrers(self):
+            if type(holder) is dict and any(key is self for key in holder):
+                self.change(holder)
+        return str.__eq__(self, other)
+
+    __hash__ = str.__hash__
+
+
+class AnyKeyTable(dict[str, str]):
+    """A table that has an entry for every key, which only its own `get` knows."""
+
+    def get(self, key: object, _default: object = None) -> Any:
+        return f"<{key}>"
+
+
+class ShiftedText(str):
+    """A text that encodes to another one."""
+
+    __slots__ = ()
+
+    def encode(self, _encoding: str = "", _errors: str = "") -> bytes:
+        return b"shifted"
+
+
+class OtherPlace:
+    """A working directory: str() and the file system protocol name different ones."""
+
+    def __str__(self) -> str:
+        return "some/where"
+
+    def __fspath__(self) -> str:
+        return "elsewhere"
+
+
+class OtherItems(dict[str, Any]):
+    """A dict whose `[]` gives other values than it stores: `**` reads the stored ones."""
+
+    def __getitem__(self, key: str) -> str:
+        return "other"
+
+
+class ComputedKeywords(dict[str, str]):
+    """A dict that stores nothing: since it has an `__iter__` of its own, `**` asks its methods."""
+
+    def __init__(self, **computed: str) -> None:
+        self._computed = computed
+
+    def keys(self) -> KeysView[str]:
+        return self._computed.keys()
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._computed)
+
+    def __getitem__(self, key: str) -> str:
+        return self._computed[key]
+
+
+class StoredKeywords(dict[str, str]):
+    """A dict with an `__iter__` of its own only: `**` asks `keys` and `[]`, both those of dict."""
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(["timeout"])
+
+
+class BrokenIterable:
+    """An iterable that fails with the type of error that also says "not iterable"."""
+
+    def __iter__(self) -> Iterator[str]:
+        raise TypeError("from inside")
+
+
+class BrokenSequence:
+    """The same, iterable by its `__getitem__` alone."""
+
+    def __getitem__(self, index: int) -> str:
+        raise TypeError("from inside")
+
+
+class LostFileError(FileNotFoundError):
+    """An error of a file that is missing, not of git."""
+
+
+class UnmakeableError(KeyError):
+    """An exception class whose instances are not exceptions."""
+
+    def __new__(cls, *_args: object) -> Any:
+        return 5
+
+
+class GroupMatch:
+    """A match object written by hand: it has the methods that the module calls, but no `[]`."""
+
+    def __init__(self, match: re.Match[str]) -> None:
+        self._match = match
+
+    def group(self, number: int) -> str | None:
+        return self._match.group(number)
+
+    def start(self) -> int:
+        return self._match.start()
+
+    def end(self) -> int:
+        return self._match.end()
+
+
+class GroupPattern:
+    """A pattern written by hand, whose matches are of that kind."""
+
+    def __init__(self, pattern: str) -> None:
+        self._pattern = re.compile(pattern)
+
+    def match(self, text: str) -> GroupMatch | None:
+        return (found := self._pattern.match(text)) and GroupMatch(found)
+
+    def fullmatch(self, text: str) -> GroupMatch | None:
+        return (found := self._pattern.fullmatch(text)) and GroupMatch(found)
+
+    def finditer(self, text: str) -> Iterator[GroupMatch]:
+        return map(GroupMatch, self._pattern.finditer(text))
