@@ -1,8 +1,7 @@
-"""The module as a good Python programmer would write it, without a line of native code.
+"""The module in plain Python, without native code and without the docstrings.
 
-The tests take it for the oracle: the native module must give the same results and the same errors,
-and use names and objects in the same order. The benchmarks run both side by side. Docstrings are
-left to the native module.
+It defines what is right: the native module must give the same results and errors, and use names and
+objects in the same order. The tests and the fuzzer compare the two; the benchmarks time both.
 """
 
 import logging
@@ -143,7 +142,7 @@ def wiki_directory(repo_root: Path, branch: str) -> Path:
 def run_git_command(repo_root: Path, args: list[str], timeout: int = 30) -> tuple[str, str, int]:
     try:
         result = subprocess.run(
-            ["git"] + args,  # noqa: RUF005 - a tuple of arguments is refused, not taken
+            ["git"] + args,  # noqa: RUF005 - a tuple of arguments must raise
             cwd=str(repo_root),
             capture_output=True,
             encoding="utf-8",
@@ -424,7 +423,7 @@ def _git_output(repo_root: Path, args: list[str]) -> str:
     return stdout
 
 
-# No name of the namespace: two underscores say so to whoever compares that of the native module.
+# Not part of the namespace: names that begin with two underscores are not compared.
 def __joined(*parts: object) -> str:
-    """The parts one after the other: any str as its characters, whatever its class says."""
+    """Concatenates the parts: of a str its characters, even if its class would format otherwise."""
     return "".join(part if isinstance(part, str) else format(part) for part in parts)
