@@ -57,7 +57,8 @@ lint: build/asan/module .venv/group-test .venv/group-check
 	@.venv/bin/clang-format --dry-run -Werror $(cpp_sources)
 	@.venv/bin/ruff check --quiet
 	@.venv/bin/ruff format --quiet --check
-	@$(venv_python) checks/lint_boundary.py
+	@.venv/bin/ast-grep scan --rule checks/boundary.yml --error orvel_tarnix
+	@$(CXX) $(fuzz_scanners_options) -fsyntax-only fuzz/fuzz_scanners.cpp
 	@$(venv_python) -m pytest --quiet checks
 	@printf '%s\n' $(filter orvel_tarnix/%.cpp,$(cpp_sources)) | \
 	    xargs -P "$$(nproc)" -n 1 .venv/bin/clang-tidy -p build/asan --quiet 2>build/tidy.log || \
@@ -102,10 +103,11 @@ fuzz: tools clang build/fuzz/module .venv/group-fuzz ## search for inputs that b
 # How many texts `make fuzz-scanners` tries.
 RUNS ?= 1000000
 
+fuzz_scanners_options := -std=c++20 -Wall -Wextra -Wconversion -Werror -Iorvel_tarnix/utils/git_utils
+
 build/fuzz_scanners: fuzz/fuzz_scanners.cpp $(sources)
 	@mkdir -p build
-	@clang++ -std=c++20 -O2 -g -Wall -Wextra -Wconversion -Werror -fsanitize=fuzzer,address \
-	    -Iorvel_tarnix/utils/git_utils $< -o $@
+	@clang++ $(fuzz_scanners_options) -O2 -g -fsanitize=fuzzer,address $< -o $@
 
 .PHONY: fuzz-scanners
 fuzz-scanners: clang build/fuzz_scanners ## search for texts that the scanners misread, RUNS=1000000

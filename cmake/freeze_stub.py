@@ -1,14 +1,14 @@
-"""Turns the stub into what the build compiles of it.
+"""Generates the headers that declare and execute the stub.
 
-The stub `git_utils.pyi` is the one place where the names of the module, their order, signatures,
-docstrings and record fields are written down. Two headers are made of it:
+The stub `git_utils.pyi` is the only place that declares the module's names, their order, signatures,
+docstrings and record fields. Two headers are generated from it:
 
-declarations.hpp    for each Python function the C++ function to be defined as its body, for each
-                    constant the one that makes its value, for each record class a struct with a
-                    member for each field
-frozen_stub.inc     the table of all definitions in the order in which the import makes them, and
-                    the marshalled code that the import runs: the import and class statements as
-                    they stand, and for each function that of
+declarations.hpp    for each Python function the C++ function that is its body, for each constant the
+                    function that makes its value, for each record class a struct with a member for
+                    each field
+frozen_stub.inc     the table of all definitions in the order of the import, and the marshalled code
+                    that the import runs: the import and class statements as they are, and for each
+                    function the code of
 
                         def function(body):
                             def function(<the signature>):
@@ -16,10 +16,10 @@ frozen_stub.inc     the table of all definitions in the order in which the impor
                                 return body(<the parameters>)
                             return function
 
-A name of the stub without its C++ function is an error of the linker, a C++ function without its
-name or with other parameters one of the compiler; each names what is missing.
+A name without its C++ function is a linker error, a C++ function without its name or with other
+parameters a compiler error; each error names what is missing.
 
-Compiling the text at every import would take a millisecond; the bytes load in a tenth of that.
+Loading the marshalled code takes a tenth of the millisecond that compiling the text would take.
 
 Usage: freeze_stub.py STUB FOLDER
 """
@@ -32,17 +32,17 @@ from pathlib import Path
 from types import CodeType
 from typing import NamedTuple
 
-# Where tracebacks and log records say the code is. As it begins with "<", coverage tools and
-# debuggers do not look for a file of that name.
+# The file name in tracebacks and log records. Coverage tools and debuggers do not open a file whose
+# name begins with "<".
 FILE_NAME = "<frozen>/git_utils.pyi"
 BYTES_A_LINE = 20
-# The compiler would strip the indentation of a docstring, so it is put in afterwards.
+# The compiler strips the indentation of docstrings, so the docstring replaces this afterwards.
 PLACEHOLDER = "the docstring"
 CPP_KEYWORDS = {"class", "default", "delete", "long", "new", "operator", "short", "this", "union"}
 
 
 class Definition(NamedTuple):
-    """One entry of the table: how the C++ code makes it, and the code that it runs for that."""
+    """One entry of the table: its C++ initialiser, the code it runs and what the header declares."""
 
     entry: str
     code: CodeType | None
@@ -50,7 +50,7 @@ class Definition(NamedTuple):
 
 
 def definitions(tree: ast.Module) -> Iterator[Definition]:
-    """What the import makes, in order."""
+    """The definitions of the stub, in the order of the import."""
     for statement in tree.body[1:]:
         match statement:
             case ast.Import() | ast.ImportFrom():
@@ -60,12 +60,14 @@ def definitions(tree: ast.Module) -> Iterator[Definition]:
                 declaration = f"namespace constants {{\nRef {maker}(const Module& module);\n}}"
                 yield Definition(f'constant("{name}", constants::{maker})', None, declaration)
             case ast.ClassDef():
-                yield Definition("statement()", class_code(statement), record(statement))
+                fields = record_fields(statement)
+                declaration = record_struct(statement.name, fields) if fields else ""
+                yield Definition("statement()", class_code(statement), declaration)
             case ast.FunctionDef(name=name):
                 code, declaration = function_code(statement), function_declaration(statement)
                 yield Definition(f'function<{name}>("{name}")', code, declaration)
             case _:
-                sys.exit(f"line {statement.lineno} of the stub is no definition that is known here")
+                sys.exit(f"line {statement.lineno} of the stub is not a definition that can be frozen")
 
 
 def module_code(statements: list[ast.stmt]) -> CodeType:
@@ -82,7 +84,7 @@ def class_code(definition: ast.ClassDef) -> CodeType:
 
 
 def function_code(definition: ast.FunctionDef) -> CodeType:
-    """The code of the function that makes a function of the stub from its native body."""
+    """The code of the function that makes a function of the stub from its body."""
     name = definition.name
     published = take_docstring(definition)
     passed: list[ast.expr] = [ast.Name(each.arg, ast.Load()) for each in parameters(definition)]
@@ -101,7 +103,7 @@ def function_code(definition: ast.FunctionDef) -> CodeType:
 
 
 def take_docstring(definition: ast.ClassDef | ast.FunctionDef) -> str:
-    """The docstring as it stands, with the placeholder put where it stood."""
+    """The docstring exactly as written; the placeholder takes its place in the definition."""
     published = ast.get_docstring(definition, clean=False)
     if published is None:
         sys.exit(f"{definition.name} has no docstring")
@@ -110,52 +112,54 @@ def take_docstring(definition: ast.ClassDef | ast.FunctionDef) -> str:
 
 
 def inner_code(outer: CodeType) -> CodeType:
-    """The one code object among the constants of another."""
+    """The only code object among the constants of another."""
     (code,) = (each for each in outer.co_consts if isinstance(each, CodeType))
     return code
 
 
 def with_inner(outer: CodeType, inner: CodeType) -> CodeType:
-    """The same with another code object among its constants."""
+    """A copy with another inner code object."""
     constants = (inner if isinstance(each, CodeType) else each for each in outer.co_consts)
     return outer.replace(co_consts=tuple(constants))
 
 
 def with_docstring(code: CodeType, docstring: str) -> CodeType:
-    """The same with the docstring in the place kept for it."""
+    """A copy with the docstring instead of the placeholder."""
     assert code.co_consts.count(PLACEHOLDER) == 1
     constants = (docstring if each == PLACEHOLDER else each for each in code.co_consts)
     return code.replace(co_consts=tuple(constants))
 
 
 def parameters(definition: ast.FunctionDef) -> list[ast.arg]:
-    """The parameters in the order in which a native body takes them."""
+    """The parameters in the order in which the body takes them."""
     arguments = definition.args
     return [*arguments.posonlyargs, *arguments.args, *arguments.kwonlyargs]
 
 
 def function_declaration(definition: ast.FunctionDef) -> str:
-    """The declaration of a native body."""
+    """The declaration of a body."""
     names = [each.arg + "_" * (each.arg in CPP_KEYWORDS) for each in parameters(definition)]
     arguments = ", ".join(["const Module& module", *(f"Borrowed {name}" for name in names)])
     return f"Ref {definition.name}({arguments});"
 
 
-def record(definition: ast.ClassDef) -> str:
-    """The struct of a record class; nothing for a class without fields."""
-    fields = [
+def record_fields(definition: ast.ClassDef) -> list[str]:
+    """The fields of a record class; none for another class."""
+    return [
         statement.target.id
         for statement in definition.body
         if isinstance(statement, ast.AnnAssign) and isinstance(statement.target, ast.Name)
     ]
-    if not fields:
-        return ""
+
+
+def record_struct(name: str, fields: list[str]) -> str:
+    """The struct of a record class."""
     names = ", ".join(f'"{field}"_name' for field in fields)
     values = ", ".join(f"{field}.get()" for field in fields)
     return "\n".join(
         [
-            f"struct {definition.name} {{",
-            f'    static constexpr Name type = "{definition.name}"_name;',
+            f"struct {name} {{",
+            f'    static constexpr Name type = "{name}"_name;',
             f"    static constexpr std::array fields{{{names}}};",
             *(f"    Borrowed {field};" for field in fields),
             f"    [[nodiscard]] std::array<PyObject*, {len(fields)}> values() const {{",
@@ -167,12 +171,12 @@ def record(definition: ast.ClassDef) -> str:
 
 
 def declarations_header(made: list[Definition]) -> str:
-    """The header with what C++ code defines for the stub's names."""
+    """The header that declares what the C++ code defines for the stub's names."""
     lines = [
-        "// Made of the stub by freeze_stub.py.",
+        "// Generated from the stub by freeze_stub.py.",
         "#pragma once",
         '#include "capi/module.hpp"',
-        # Hidden, so that the linker refuses one that is nowhere defined.
+        # Hidden, so that a missing definition is a linker error.
         'namespace [[gnu::visibility("hidden")]] git_utils {',
         *(each.declaration for each in made if each.declaration),
         "}  // namespace git_utils",
@@ -185,8 +189,8 @@ def frozen_header(docstring: str, made: list[Definition]) -> str:
     data = marshal.dumps((docstring, tuple(each.code for each in made)))
     rows = (data[at : at + BYTES_A_LINE] for at in range(0, len(data), BYTES_A_LINE))
     lines = [
-        "// Made of the stub by freeze_stub.py.",
-        # The cast in it is no constant expression, so to clang-tidy it is made at run time.
+        "// Generated from the stub by freeze_stub.py.",
+        # A cast in it is not a constant expression, so clang-tidy expects initialisation at run time.
         "// NOLINTNEXTLINE(bugprone-throwing-static-initialization)",
         "Definition definitions[] = {",
         *(f"    {each.entry}," for each in made),
@@ -199,7 +203,7 @@ def frozen_header(docstring: str, made: list[Definition]) -> str:
 
 
 def main(stub: str, folder: str) -> None:
-    """Writes both headers."""
+    """Write both headers."""
     tree = ast.parse(Path(stub).read_text(encoding="utf-8"), FILE_NAME)
     docstring = ast.get_docstring(tree, clean=False)
     assert docstring is not None

@@ -1,7 +1,7 @@
-"""Lists the strings that native code looks up or calls by, from where they are used.
+"""Lists the strings that the C++ code looks up or calls by.
 
-The C++ sources write such a string as a literal, "split"_name; each module keeps all of them
-interned. The header that is written lists them in order.
+The sources write such a string as a literal, "split"_name; each module keeps all of them interned.
+The generated header lists them in order.
 
 Usage: list_names.py HEADER SOURCE...
 """
@@ -14,10 +14,10 @@ LITERAL = re.compile(r'"([^"\n]+)"_name\b')
 
 
 def main(header: str, *sources: str) -> None:
-    """Writes the header."""
+    """Write the header."""
     texts = (Path(source).read_text(encoding="utf-8") for source in sources)
     names = sorted({name for text in texts for name in LITERAL.findall(text)})
-    lines = ["// Made of the sources by list_names.py.", *(f'"{name}",' for name in names), ""]
+    lines = ["// Generated from the sources by list_names.py.", *(f'"{name}",' for name in names), ""]
     Path(header).write_text("\n".join(lines), encoding="utf-8")
 
 

@@ -1,25 +1,24 @@
-// Searches for texts that the scanners read differently in different storage, or otherwise than a
-// plain reading, line by line, does. Started by `make fuzz-scanners`, without an interpreter: tens
-// of thousands of texts a second.
+// Searches for texts that a scanner reads differently in different storage, or differently from a
+// plain reading line by line. Run by `make fuzz-scanners`, without an interpreter, at tens of
+// thousands of texts a second.
 //
-// The first byte of an input names the scanner. The rest is the text: once in units of one, two and
-// four bytes, and once more in two and four with wide characters in place of the highest bytes.
+// The first byte of an input selects the scanner. The rest is the text, scanned in units of one,
+// two and four bytes, and again in two and four with wide characters in place of the highest bytes.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "parsing/native/change_scanner.hpp"
-#include "parsing/native/patch_scanner.hpp"
-#include "parsing/native/quoted_name.hpp"
-#include "timespec/relative_spec.hpp"
+#include "scan/branch_name.hpp"
+#include "scan/change_scanner.hpp"
+#include "scan/patch_scanner.hpp"
+#include "scan/quoted_name.hpp"
 
 namespace {
 
-using namespace git_utils;
-using namespace git_utils::parsing;
+using namespace git_utils::scan;
 
-// What a scanner found: places in the text, numbers and verdicts, one after the other.
+// What a scanner found: positions in the text, numbers and verdicts, one after the other
 using Pieces = std::vector<std::int64_t>;
 
 template <class Unit>
@@ -38,7 +37,7 @@ public:
             add(verdict);
             if (verdict == Verdict::yes) {
                 pieces_.push_back(stamp);
-                tokens.continue_behind(files_of(tokens.of_this_commit()));
+                tokens.continue_after(files_of(tokens.of_this_commit()));
             }
         }
     }
@@ -54,7 +53,7 @@ public:
         }
     }
 
-    // The same without the scanner: each line is looked at, and counted by its first character.
+    // The same without the scanner, line by line
     void hunks_line_by_line() {
         std::int64_t old_left = 0;
         std::int64_t new_left = 0;
@@ -89,11 +88,12 @@ public:
         pieces_.insert(pieces_.end(), bytes.begin(), bytes.end());
     }
 
-    void time_spec() {
-        Units<Unit> text = text_;
-        std::int64_t amount = 0;
-        add(git_utils::timespec::read_relative_spec(text, amount));
-        pieces_.push_back(amount);
+    void branch() {
+        add(short_form(text_, [](Unit unit) { return unit == ' ' || unit == 0x85; }));
+        const DirectoryName name(text_, [](Unit unit) { return unit >= '0' && unit <= 'z'; });
+        for (const Unit unit : name.characters()) {
+            pieces_.push_back(static_cast<std::int64_t>(unit));
+        }
     }
 
     [[nodiscard]] const Pieces& pieces() const { return pieces_; }
@@ -110,17 +110,17 @@ private:
         }
         add(verdict);
         pieces_.push_back(static_cast<std::int64_t>(scanner.count()));
-        return scanner.behind();
+        return scanner.rest();
     }
 
-    // What a line outside of a hunk is; false where the reader would decline.
+    // What a line outside of a hunk is; false where the fast path declines.
     bool add_line(Units<Unit> line) {
         add(line);
         HunkHeader hunk;
         const Verdict verdict = read_hunk_header(line, hunk);
         add(verdict);
         if (verdict == Verdict::yes) {
-            const ScannedSpan span = span_of(hunk);
+            const Span span = span_of(hunk);
             pieces_.insert(pieces_.end(), {span.start, span.end, span.added ? 1 : 0});
         }
         return verdict != Verdict::undecided;
@@ -154,7 +154,7 @@ Pieces pieces_of(unsigned scanner, const std::u32string& text) {
             finder.name();
             break;
         default:
-            finder.time_spec();
+            finder.branch();
     }
     if (scanner == 2) {
         Finder<Unit> plain{Units<Unit>(units)};
@@ -167,8 +167,8 @@ Pieces pieces_of(unsigned scanner, const std::u32string& text) {
     return finder.pieces();
 }
 
-// Narrowed to a byte, these are the characters that scanners look for; others are the edges of
-// what takes one, two, three and four bytes in UTF-8, and the surrogates.
+// Characters that scanners look for when narrowed to a byte, the edges of the one- to four-byte
+// forms of UTF-8, and surrogates
 constexpr char32_t wide_characters[] = {0x10A, 0x109, 0x100, 0x13A,  0x120,  0x11E,  0x12B,  0x12D,
                                         0x130, 0x7FF, 0x800, 0xD800, 0xDFFF, 0xFFFF, 0x2B2B, 0x660};
 

@@ -1,6 +1,6 @@
 // The module's entry and its body.
 #include "capi/boundary.hpp"
-#include "natively.hpp"
+#include "parsing/fast_path.hpp"
 #include "stub.hpp"
 
 namespace git_utils {
@@ -18,11 +18,11 @@ namespace {
 //     def find_git_root(start: Path | None = None) -> Path | None: ...
 void run_body(PyObject* module) {
     const Ref self = Module::create(module);
-    // As exec() does: the statements of the body look for the built-ins here, and so does C code
-    // that imports something on behalf of one of our functions.
+    // Set `__builtins__` as exec() does: frozen statements and C-level imports find it in the
+    // globals.
     check(PyDict_SetItemString(Module::of(self).globals(), "__builtins__", PyEval_GetBuiltins()));
     run_stub(self);
-    Module::remember(self, uses::all);
+    Module::remember(self, guards::all);
 }
 
 int execute(PyObject* module) {

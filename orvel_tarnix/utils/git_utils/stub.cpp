@@ -8,13 +8,13 @@
 namespace git_utils {
 namespace {
 
-// How one name of the stub comes into being.
+// How the import makes one name of the stub.
 struct Definition {
     PyMethodDef body;             // of a function
     Ref (*value)(const Module&);  // of a constant
 };
 
-// An import or class statement binds its names itself.
+// An import or class statement binds its own names.
 constexpr Definition statement() { return {}; }
 
 constexpr Definition constant(const char* name, Ref (*value)(const Module&)) {
@@ -23,7 +23,7 @@ constexpr Definition constant(const char* name, Ref (*value)(const Module&)) {
 
 template <auto body>
 constexpr Definition function(const char* name) {
-    // The API takes functions of all signatures as PyCFunction; the flag says which it is.
+    // The API takes functions of every signature as PyCFunction; the flag says which one it is.
     return {{name, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(enter<body>)),
              METH_FASTCALL, nullptr},
             nullptr};
@@ -32,12 +32,12 @@ constexpr Definition function(const char* name) {
 // The table of definitions, and the marshalled code that they run.
 #include "frozen_stub.inc"
 
-// The docstring, and for each definition the code that it runs, or None.
+// The docstring, and for each definition the code that it runs, or None
 Ref thawed() {
     Ref stub = Ref::maybe(PyMarshal_ReadObjectFromString(reinterpret_cast<const char*>(frozen_stub),
                                                          sizeof(frozen_stub)));
     if (!stub) {
-        // When there is no memory it can fail without having raised anything.
+        // Without memory it can fail without raising.
         if (PyErr_Occurred() == nullptr) {
             PyErr_NoMemory();
         }
@@ -46,17 +46,16 @@ Ref thawed() {
     return stub;
 }
 
-// A Python function that hands its arguments over to the native body in its closure, as made by
-// the frozen
+// A Python function that passes its arguments to the body in its closure, made by the frozen
 //     def find_git_root(body):
 //         def find_git_root(start: Path | None = None) -> Path | None:
 //             return body(start)
 //         return find_git_root
-// Defaults and annotations are evaluated by this call. Wrong calls, signatures and the function's
-// name in log records and tracebacks are the interpreter's own work.
+// This call evaluates defaults and annotations. The interpreter itself reports wrong calls, and
+// gives the function its signature and its name in log records and tracebacks.
 Ref function_of(const Ref& module, PyMethodDef& body, Borrowed code) {
     const Ref maker = Ref::steal(PyFunction_New(code.get(), Module::of(module).globals()));
-    return call(maker, Ref::steal(PyCFunction_New(&body, module.get())));
+    return call({maker, Ref::steal(PyCFunction_New(&body, module.get()))});
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
-// Making what the stub `git_utils.pyi` declares.
+// Executing the stub `git_utils.pyi`.
 #pragma once
 
 #include "capi/module.hpp"
 
 namespace git_utils {
 
-// Binds the docstring and then, in the order of the stub, what its import statements, constants,
-// classes and functions bind.
+// Binds the docstring, then the names of the stub's imports, constants, classes and functions, in
+// the order of the stub.
 void run_stub(const Ref& module);
 
 }  // namespace git_utils

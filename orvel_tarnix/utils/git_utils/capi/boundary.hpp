@@ -1,4 +1,4 @@
-// The one way from Python into native code.
+// The one way from Python into the C++ code.
 #pragma once
 
 #include <cassert>
@@ -11,8 +11,8 @@
 
 namespace git_utils {
 
-// Runs `body`, with its C++ exceptions turned into Python's. There is no catch-all: the unwinding
-// of a daemon thread at interpreter shutdown has to pass.
+// Runs `body` and turns C++ exceptions into Python's. Not a catch-all: at interpreter shutdown a
+// daemon thread is unwound through here by force.
 template <class Body>
 PyObject* guarded(Body body) {
     try {
@@ -29,15 +29,15 @@ PyObject* guarded(Body body) {
     return nullptr;
 }
 
-// The number of parameters that a native body has behind the module.
+// The number of parameters of a body, without the module.
 template <class... Arguments>
 constexpr std::size_t arity_of(Ref (*)(const Module&, Arguments...)) {
     return sizeof...(Arguments);
 }
 
-// `body(module, argument, ...)` as the interpreter calls it. The Python functions bind the
-// arguments and so always pass the right number; whoever digs a native body out of one and calls it
-// with another gets a TypeError.
+// `body(module, argument, ...)` as the interpreter calls it. The Python function has bound the
+// arguments, so their number is right, unless a caller takes the body out of the function's
+// closure.
 template <auto body>
 PyObject* enter(PyObject* self, PyObject* const* arguments, Py_ssize_t count) {
     constexpr std::size_t arity = arity_of(body);

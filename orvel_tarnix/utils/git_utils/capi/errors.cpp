@@ -5,9 +5,8 @@
 namespace git_utils {
 namespace {
 
-// The exception that is handled in the running function or generator itself. For a generator that
-// handles none, PyErr_GetHandledException answers with what its caller handles; put back from
-// there, that exception would still be the handled one when the caller's handler has ended.
+// This frame's own exc_info. PyErr_GetHandledException walks up to the caller of a generator, and
+// restoring that value would outlive the caller's handler.
 PyObject* handled_here() { return PyThreadState_Get()->exc_info->exc_value; }
 
 bool is_exception_type(PyObject* type) {
@@ -55,10 +54,10 @@ void raise(Borrowed error) {
 HandledException::HandledException() {
     exception_ = Ref::maybe(PyErr_GetRaisedException());
     traceback_ = Ref::maybe(PyException_GetTraceback(exception_.get()));
-    // Asked for while nothing is raised: when there is no memory for the frame's object,
-    // PyEval_GetFrame clears the raised exception.
+    // Called while nothing is raised: PyEval_GetFrame clears the raised exception when it runs out
+    // of memory.
     PyFrameObject* frame = PyEval_GetFrame();
-    // In Python, too, a handler finds its own function in the traceback.
+    // In Python a handler's own frame is part of the traceback.
     if (frame != nullptr) {
         PyErr_SetRaisedException(exception_.release());
         PyTraceBack_Here(frame);
@@ -83,7 +82,7 @@ bool HandledException::matches(Borrowed type) const {
 }
 
 void HandledException::reraise() {
-    // The interpreter puts this frame on again as the exception leaves it.
+    // The interpreter adds this frame again when the exception leaves it.
     PyException_SetTraceback(exception_.get(), traceback_ ? traceback_.get() : Py_None);
     PyErr_SetRaisedException(Ref(exception_).release());
     throw PythonError{};

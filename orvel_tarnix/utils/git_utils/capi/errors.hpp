@@ -5,7 +5,7 @@
 
 namespace git_utils {
 
-// The outcome of an API call that answers with a negative number when it has raised.
+// The result of an API call that returns a negative number after raising.
 template <class Status>
 Status check(Status status) {
     if (status < 0) {
@@ -14,13 +14,13 @@ Status check(Status status) {
     return status;
 }
 
-// `raise type(message)`, the message as PyUnicode_FromFormat makes it.
+// `raise type(message)`, the message in the notation of PyUnicode_FromFormat
 [[noreturn]] void raise(PyObject* type, const char* format, ...);
-// `raise error`, an exception or an exception class.
+// `raise error`, an exception or an exception class
 [[noreturn]] void raise(Borrowed error);
 
-// An `except` clause: while it stands, the exception that was raised is the one being handled, so
-// logging handlers see it, and what is raised inside is chained to it.
+// The body of an `except` clause. While it exists, the raised exception is the one being handled:
+// logging handlers see it, and exceptions raised inside are chained to it.
 class HandledException {
 public:
     HandledException();
@@ -28,17 +28,17 @@ public:
     HandledException& operator=(const HandledException&) = delete;
     ~HandledException() noexcept(false);
 
-    // Whether `except type:` would take it; raises as the interpreter does for what is no type.
+    // Whether `except type:` catches it. Raises TypeError if `type` is not an exception class.
     [[nodiscard]] bool matches(Borrowed type) const;
-    // A bare `raise`.
+    // A bare `raise`
     [[noreturn]] void reraise();
-    // `raise type(message) from` the exception being handled.
+    // `raise type(message) from error`, where error is the exception being handled
     [[noreturn]] void raise_from(Borrowed type, Borrowed message) const;
 
 private:
     Ref exception_;
-    Ref traceback_;  // as it was before this function's own frame was put on it
-    Ref previous_;   // what was being handled outside
+    Ref traceback_;  // without the entry of this frame
+    Ref previous_;   // the exception that was being handled before
 };
 
 }  // namespace git_utils

@@ -1,16 +1,12 @@
 #include "capi/module.hpp"
 
-#include <algorithm>
-
-#include "capi/unmodified.hpp"
-
 namespace git_utils {
 namespace {
 
 Ref interned_names() {
     const Ref names = empty_list();
     for (const std::string_view spelling : name_spellings) {
-        // It comes from a literal, so it ends with a NUL.
+        // A literal, so it ends with a NUL.
         append(names, Ref::steal(PyUnicode_InternFromString(spelling.data())));
     }
     return Ref::steal(PyList_AsTuple(names.get()));
@@ -89,33 +85,6 @@ Ref Module::operator[](Name wanted) const {
     check(PyObject_SetAttr(error.get(), name("name"_name), name(wanted)));
     PyErr_SetRaisedException(error.release());
     throw PythonError{};
-}
-
-void Module::remember(const Ref& self, std::span<const Name> wanted) {
-    auto& module = *reinterpret_cast<Module*>(self.get());
-    for (const Name each : wanted) {
-        if (module.remembered_[each.index] == nullptr) {
-            module.remembered_[each.index] = described(module, module[each]).release();
-        }
-    }
-}
-
-Ref Module::remembered(Name wanted) const { return described_object(remembered_[wanted.index]); }
-
-bool Module::is_unmodified(Name wanted) const {
-    const Ref bound = find(wanted);
-    return bound && is_unmodified(wanted, bound);
-}
-
-bool Module::is_unmodified(Name wanted, Borrowed bound) const {
-    // Null for what was modified from the start, and once the garbage collector has cleared this: a
-    // finaliser may still call our functions.
-    PyObject* description = remembered_[wanted.index];
-    return description != nullptr && still_as_described(*this, bound, description);
-}
-
-bool Module::are_unmodified(std::span<const Name> wanted) const {
-    return std::ranges::all_of(wanted, [&](Name each) { return is_unmodified(each); });
 }
 
 }  // namespace git_utils

@@ -1,20 +1,55 @@
-// What every native body is bound to: the module's globals, as a Python function has them.
+// What every body is bound to: the module's globals, as a Python function has them.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <concepts>
+#include <cstddef>
 #include <span>
+#include <string_view>
+#include <utility>
 
-#include "capi/names.hpp"
 #include "capi/ref.hpp"
 #include "capi/verbs.hpp"
 
 namespace git_utils {
 
-// A Python object of its own, so that the cycle from the globals through a function to its native
-// body and back is seen by the garbage collector. It never changes once the import has ended.
+// The strings that the C++ code looks up or calls by. The build collects them from the literals
+// "..."_name in the sources; a Module holds each of them interned.
+inline constexpr auto name_spellings = std::to_array<std::string_view>({
+#include "names_in_use.inc"
+});
+
+struct Name {
+    std::size_t index;
+};
+
+template <std::size_t size>
+struct NameLiteral {
+    // Implicit, so that a literal can be the operator's argument.
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    consteval NameLiteral(const char (&literal)[size]) { std::copy_n(literal, size, text); }
+    char text[size]{};
+};
+
+// "split"_name
+template <NameLiteral literal>
+constexpr Name operator""_name() {
+    constexpr auto found = std::ranges::find(name_spellings, std::string_view(literal.text));
+    static_assert(found != name_spellings.end(), "no such name");
+    return Name{static_cast<std::size_t>(found - name_spellings.begin())};
+}
+
+// An argument that runs no Python code while it is evaluated: a variable or a literal, but not the
+// result of another call.
+template <class Argument>
+concept Inert = !std::same_as<Argument, Ref>;
+
+// A Python object of its own, so that the garbage collector sees the cycle from the globals through
+// a function to its body and back. It never changes after the import.
 class Module {
 public:
-    // Bound to the namespace of `module`; the functions own what create() makes.
+    // The Module for the namespace of `module`; the functions own it.
     static Ref create(PyObject* module);
     static const Module& of(Borrowed self) { return *reinterpret_cast<const Module*>(self.get()); }
 
@@ -24,41 +59,46 @@ public:
         return PyTuple_GET_ITEM(names_, static_cast<Py_ssize_t>(name.index));
     }
 
-    // A module-level name read as a Python statement reads it: from the globals, then from the
-    // built-ins, else NameError. Read it at each use; whoever runs in between may rebind it.
+    // A module-level name, read as a Python statement reads it: from the globals, then from the
+    // built-ins, else NameError. Look it up at each use, since any code in between can rebind it.
     [[nodiscard]] Ref operator[](Name wanted) const;
-    // The same where it is no error that there is none.
+    // The same, but nothing instead of NameError.
     [[nodiscard]] Ref find(Name wanted) const;
 
+    // object.attribute
     [[nodiscard]] Ref attribute(Borrowed object, Name attribute) const {
         return Ref::steal(PyObject_GetAttr(object.get(), name(attribute)));
     }
-    template <Object... Arguments>
-    Ref call_method(Borrowed object, Name method, const Arguments&... arguments) const {
-        return git_utils::call_method(object, name(method), arguments...);
+    // object.method(arguments...). Python looks the method up before it evaluates the arguments;
+    // for arguments that can run Python code write call({module.attribute(object, method), ...}).
+    template <Inert... Arguments>
+    Ref call_method(Borrowed object, Name method, Arguments&&... arguments) const {
+        const Operand operands[] = {object, std::forward<Arguments>(arguments)...};
+        const auto objects = objects_of(operands);
+        return Ref::steal(
+            PyObject_VectorcallMethod(name(method), objects.data(), objects.size(), nullptr));
     }
 
-    // Remembers what each of the names is bound to at the end of the import.
-    static void remember(const Ref& self, std::span<const Name> wanted);
-    // That object, whatever the name is bound to now: without the GIL another thread can rebind it
-    // at any moment.
-    [[nodiscard]] Ref remembered(Name wanted) const;
-    // Whether the name is still bound to that, and nothing that decides what it does has been
-    // replaced (capi/unmodified.hpp): then, and only then, native code may do its work in its
-    // place.
-    [[nodiscard]] bool is_unmodified(Name wanted) const;
-    [[nodiscard]] bool is_unmodified(Name wanted, Borrowed bound) const;
-    [[nodiscard]] bool are_unmodified(std::span<const Name> wanted) const;
+    // Remembers the objects that guard the fast paths, at the end of the import (unmodified.cpp).
+    static void remember(const Ref& self, std::span<const Name> guards);
+    // The remembered object, whatever the name is bound to now: without the GIL another thread can
+    // rebind it at any moment.
+    [[nodiscard]] Ref remembered(Name guard) const;
+    // Whether the name is still bound to the remembered object, and nothing that decides what the
+    // object does has been replaced.
+    [[nodiscard]] bool is_unmodified(Name guard) const;
+    [[nodiscard]] bool is_unmodified(Name guard, Borrowed bound) const;
+    [[nodiscard]] bool are_unmodified(std::span<const Name> guards) const;
 
 private:
     static int traverse(PyObject* self, visitproc visit, void* arg);
     static int clear(PyObject* self);
     static void dealloc(PyObject* self);
 
-    [[maybe_unused]] PyObject ob_base_;  // the head that every object has, for the interpreter
+    [[maybe_unused]] PyObject ob_base_;  // the head of every Python object
     PyObject* globals_;
     PyObject* names_;
-    // For each name null or the description of what it was bound to.
+    // For each name null or the description of the object it was bound to.
     std::array<PyObject*, name_spellings.size()> remembered_;
 };
 

@@ -1,12 +1,28 @@
-// Making instances of the record classes. A record is one of the structs that the build makes of
-// the stub, with a member for each field: leaving one out does not compile.
+// Making instances of the record classes. A record is one of the structs that the build generates
+// from the stub, with a member for each field: leaving one out does not compile.
+//
+// CPython 3.13 stores the attributes of a plain instance right after the object's head: a few bytes
+// of state, one value for each name in the order in which the class first saw the names, then as
+// many bytes with the order in which the values were set. This layout is private, and this file is
+// the only one that knows it. RecordFiller fills the first record of a parse through the public
+// API; if its values are then found at the expected places, it writes the following records there,
+// which takes a fifth to almost a half off the time of a parse. Otherwise it keeps to the public
+// API.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <tuple>
 
 #include "capi/module.hpp"
 
 namespace git_utils {
+
+// A new instance without fields, of an unmodified class.
+inline Ref allocate(Borrowed type) {
+    auto* record_type = reinterpret_cast<PyTypeObject*>(type.get());
+    return Ref::steal(record_type->tp_alloc(record_type, 0));
+}
 
 // Sets the fields of a new instance in order, as the constructor of an unmodified class does.
 template <class Record>
@@ -17,17 +33,84 @@ void set_fields(const Module& module, Borrowed instance, const Record& record) {
     }
 }
 
-// type(**record), `type` being what the record's name is bound to. Of an unmodified class the
-// constructor is passed over: its work takes 0.2 us where a call of it takes 1.3 us.
+// type(**record), where `type` is what the record's name is bound to. Setting the fields of an
+// unmodified class takes 0.2 us, calling its constructor 1.3 us.
 template <class Record>
 Ref construct(const Module& module, Borrowed type, const Record& record) {
     if (!module.is_unmodified(Record::type, type)) {
-        return std::apply([&](auto... values) { return call(type, values...); }, record.values());
+        return std::apply([&](auto... values) { return call({type, values...}); }, record.values());
     }
-    auto* record_type = reinterpret_cast<PyTypeObject*>(type.get());
-    Ref instance = Ref::steal(record_type->tp_alloc(record_type, 0));
+    Ref instance = allocate(type);
     set_fields(module, instance, record);
     return instance;
 }
+
+// The head of an instance's values.
+struct alignas(PyObject*) InlineValues {
+    std::uint8_t capacity;
+    std::uint8_t size;
+    std::uint8_t is_embedded;
+    std::uint8_t is_valid;
+
+    static InlineValues& of(PyObject* object) {
+        return *reinterpret_cast<InlineValues*>(object + 1);
+    }
+    PyObject** values() { return reinterpret_cast<PyObject**>(this + 1); }
+    std::uint8_t* order() { return reinterpret_cast<std::uint8_t*>(values() + capacity); }
+};
+
+// Makes the records of one parse, of a class that is_unmodified(): no descriptor receives the
+// fields, and no finaliser sees a record that is dropped half-filled.
+template <class Record>
+class RecordFiller {
+public:
+    explicit RecordFiller(const Module& module)
+        : module_(module), type_(module.remembered(Record::type)) {}
+
+    Ref operator()(const Record& record) {
+        Ref instance = allocate(type_);
+        InlineValues& places = InlineValues::of(instance.get());
+        if (places_are_known_ && places.capacity >= size) {
+            write(places, record.values());
+        } else {
+            set_fields(module_, instance, record);
+            places_are_known_ = has_expected_places(instance.get(), record.values());
+        }
+        return instance;
+    }
+
+private:
+    static constexpr std::size_t size = Record::fields.size();
+
+    static void write(InlineValues& places, const std::array<PyObject*, size>& values) {
+        PyObject** place = places.values();
+        for (std::size_t i = 0; i < size; ++i) {
+            place[i] = Py_NewRef(values[i]);
+            places.order()[i] = static_cast<std::uint8_t>(i);
+        }
+        places.size = size;
+    }
+
+    static bool has_expected_places(PyObject* instance,
+                                    const std::array<PyObject*, size>& expected) {
+        constexpr unsigned max_capacity = 30;
+        const PyTypeObject* type = Py_TYPE(instance);
+        if ((type->tp_flags & Py_TPFLAGS_INLINE_VALUES) == 0 ||
+            type->tp_basicsize != sizeof(PyObject)) {
+            return false;
+        }
+        InlineValues& places = InlineValues::of(instance);
+        bool known = places.is_embedded == 1 && places.is_valid == 1 && places.capacity >= size &&
+                     places.capacity <= max_capacity;
+        for (std::size_t i = 0; known && i < size; ++i) {
+            known = places.values()[i] == expected[i] && places.order()[i] == i;
+        }
+        return known;
+    }
+
+    const Module& module_;
+    Ref type_;
+    bool places_are_known_ = false;
+};
 
 }  // namespace git_utils

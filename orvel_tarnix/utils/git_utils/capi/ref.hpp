@@ -7,21 +7,21 @@
 
 namespace git_utils {
 
-// Thrown after an API call has failed: the exception itself stays the interpreter's raised one.
+// Thrown after an API call has failed. The exception itself stays the interpreter's raised one.
 struct PythonError {};
 
 class Ref {
 public:
     Ref() = default;
 
-    // Takes over a new reference; a null one means that the call that made it has raised.
+    // Takes over a new reference; null means that the API call has raised.
     static Ref steal(PyObject* object) {
         if (object == nullptr) {
             throw PythonError{};
         }
         return Ref(object);
     }
-    // Takes over a new reference where null means "there is none".
+    // Takes over a new reference, or null where the API means "none" by it.
     static Ref maybe(PyObject* object) { return Ref(object); }
     static Ref borrow(PyObject* object) { return Ref(Py_XNewRef(object)); }
 
@@ -36,10 +36,9 @@ public:
         return *this;
     }
 
-    // A daemon thread that the finalising interpreter unwinds has no thread state any more and
-    // must touch no object. Since a decref can run Python code, which can be unwound so, this
-    // destructor may not be noexcept. Immortal objects need neither the question nor the decref;
-    // passing them over makes the parsers faster by a tenth.
+    // Not noexcept: a decref can run Python code, in which the finalising interpreter unwinds a
+    // daemon thread by force. An unwound thread has no thread state and must touch no object.
+    // Skipping immortal objects makes the parsers faster by a tenth.
     ~Ref() noexcept(false) {
         if (object_ != nullptr && !_Py_IsImmortal(object_) &&
             PyThreadState_GetUnchecked() != nullptr) {
@@ -57,11 +56,10 @@ private:
     PyObject* object_ = nullptr;
 };
 
-// An object that somebody else owns for as long as the call lasts: what functions take. It is made
-// from either kind of reference, so that a call reads like the Python statement that it stands for.
+// A parameter: an object that the caller owns for the duration of the call.
 class Borrowed {
 public:
-    // Conversions are what it is for. NOLINTNEXTLINE(google-explicit-constructor)
+    // Implicit, so that functions accept both kinds. NOLINTNEXTLINE(google-explicit-constructor)
     Borrowed(PyObject* object) : object_(object) {}
     // NOLINTNEXTLINE(google-explicit-constructor)
     Borrowed(const Ref& ref) : object_(ref.get()) {}

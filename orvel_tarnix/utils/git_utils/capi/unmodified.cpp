@@ -1,15 +1,25 @@
-#include "capi/unmodified.hpp"
+// Whether a guard of a fast path still does what it did at the end of the import.
+//
+// The import describes each guard; each call compares. A guard is modified when its name is bound
+// to another object, and besides:
+// - a function, when its code or the content of its closure has been replaced;
+// - a record class, when it is abstract, has its own constructor or finaliser, or another attribute
+//   under `__init__` or a field's name (a data descriptor there would receive the field's value).
+// A dict is different: it is read at each use, so any plain dict will do, as long as its keys are
+// plain str and a look-up runs no Python code.
+#include "capi/module.hpp"
 
 namespace git_utils {
 namespace {
 
-// A description is a tuple of three: the object, the names of the class members that decide what
-// it does (none unless it is a record class), and its parts, which are compared one by one.
-constexpr Py_ssize_t described_members = 1;
+// A description is a tuple of three: the object, the names of the class attributes that matter
+// (empty unless it is a record class), and the parts, which are compared one by one.
+constexpr Py_ssize_t described_object = 0;
+constexpr Py_ssize_t described_attributes = 1;
 constexpr Py_ssize_t described_parts = 2;
 
-// Calls `visit` with each part of a function, until it answers false. The parts are owned while
-// they are looked at: another thread may replace them meanwhile.
+// Calls `visit` with each part of a function until it returns false. The parts are owned meanwhile,
+// since another thread may replace them.
 template <class Visit>
 bool visit_function(const Module& module, Borrowed function, Visit visit) {
     if (!PyFunction_Check(function.get())) {
@@ -23,32 +33,31 @@ bool visit_function(const Module& module, Borrowed function, Visit visit) {
         return true;
     }
     for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(closure.get()); ++i) {
-        const Ref held = Ref::maybe(PyCell_Get(PyTuple_GET_ITEM(closure.get(), i)));
-        if (!visit(held ? held : none())) {
+        const Ref content = Ref::maybe(PyCell_Get(PyTuple_GET_ITEM(closure.get(), i)));
+        if (!visit(content ? content : none())) {
             return false;
         }
     }
     return true;
 }
 
-// Whether calling the class makes an instance as object.__new__ does, for its constructor to fill,
-// and nothing happens when the instance goes.
+// Whether calling the class creates an instance as object.__new__ does, and no finaliser runs.
 bool makes_plain_instances(const PyTypeObject* type) {
     return type->tp_new == PyBaseObject_Type.tp_new &&
            (type->tp_flags & Py_TPFLAGS_IS_ABSTRACT) == 0 && type->tp_finalize == nullptr;
 }
 
 template <class Visit>
-bool visit_class(const Module& module, Borrowed object, Borrowed members, Visit visit) {
+bool visit_class(const Module& module, Borrowed object, Borrowed attributes, Visit visit) {
     auto* type = reinterpret_cast<PyTypeObject*>(object.get());
     if (!makes_plain_instances(type)) {
         return false;
     }
-    const Ref held = Ref::steal(PyType_GetDict(type));
-    for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(members.get()); ++i) {
-        const Ref member = find_item(held, PyTuple_GET_ITEM(members.get(), i));
-        if (!visit(member ? member : none()) ||
-            (member && !visit_function(module, member, visit))) {
+    const Ref own = Ref::steal(PyType_GetDict(type));
+    for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(attributes.get()); ++i) {
+        const Ref attribute = find_item(own, PyTuple_GET_ITEM(attributes.get(), i));
+        if (!visit(attribute ? attribute : none()) ||
+            (attribute && !visit_function(module, attribute, visit))) {
             return false;
         }
     }
@@ -56,19 +65,17 @@ bool visit_class(const Module& module, Borrowed object, Borrowed members, Visit 
 }
 
 template <class Visit>
-bool visit_parts(const Module& module, Borrowed object, Borrowed members, Visit visit) {
-    return PyType_Check(object.get()) ? visit_class(module, object, members, visit)
+bool visit_parts(const Module& module, Borrowed object, Borrowed attributes, Visit visit) {
+    return PyType_Check(object.get()) ? visit_class(module, object, attributes, visit)
                                       : visit_function(module, object, visit);
 }
 
-// The names of a record class's fields; nothing for a class that dataclass() itself did not make:
-// what stood in its place at the import may have given it any constructor.
+// The names of a record class's fields; nothing for a class that dataclass() did not make.
 Ref fields_of(const Module& module, Borrowed type) {
     const Ref constructor = module.attribute(type, "__init__"_name);
     if (!PyFunction_Check(constructor.get())) {
         return {};
     }
-    // dataclass() writes the methods as text and executes that.
     const Ref code = module.attribute(constructor, "__code__"_name);
     const Ref file = module.attribute(code, "co_filename"_name);
     if (PyUnicode_CompareWithASCIIString(file.get(), "<string>") != 0) {
@@ -92,48 +99,72 @@ bool has_plain_keys(Borrowed object) {
     return true;
 }
 
-}  // namespace
-
-Ref described(const Module& module, Borrowed object) {
-    const Ref members = empty_list();
+// The description of an object; nothing for a record class that is modified from the start.
+Ref describe(const Module& module, Borrowed object) {
+    const Ref attributes = empty_list();
     if (PyType_Check(object.get())) {
         const Ref fields = fields_of(module, object);
         if (!fields) {
             return {};
         }
-        append(members, module.name("__init__"_name));
-        extend(members, fields);
+        append(attributes, module.name("__init__"_name));
+        extend(attributes, fields);
     }
-    const Ref names = Ref::steal(PyList_AsTuple(members.get()));
+    const Ref names = Ref::steal(PyList_AsTuple(attributes.get()));
     const Ref parts = empty_list();
     visit_parts(module, object, names, [&](const Ref& part) {
         append(parts, part);
         return true;
     });
-    const Ref as_tuple = Ref::steal(PyList_AsTuple(parts.get()));
-    return tuple_of(object, names, as_tuple);
+    return tuple_of({object, names, Ref::steal(PyList_AsTuple(parts.get()))});
 }
 
-Ref described_object(Borrowed description) {
-    return Ref::borrow(PyTuple_GET_ITEM(description.get(), 0));
-}
+}  // namespace
 
-bool still_as_described(const Module& module, Borrowed object, Borrowed description) {
-    const Ref first = described_object(description);
-    if (PyDict_CheckExact(first.get())) {
-        return has_plain_keys(object);
+void Module::remember(const Ref& self, std::span<const Name> guards) {
+    auto& module = *reinterpret_cast<Module*>(self.get());
+    for (const Name each : guards) {
+        if (module.remembered_[each.index] == nullptr) {
+            module.remembered_[each.index] = describe(module, module[each]).release();
+        }
     }
-    if (!is(object, first)) {
+}
+
+Ref Module::remembered(Name guard) const {
+    return Ref::borrow(PyTuple_GET_ITEM(remembered_[guard.index], described_object));
+}
+
+bool Module::is_unmodified(Name guard) const {
+    const Ref bound = find(guard);
+    return bound && is_unmodified(guard, bound);
+}
+
+bool Module::is_unmodified(Name guard, Borrowed bound) const {
+    PyObject* description = remembered_[guard.index];
+    // Null for a guard that was modified from the start, and after the garbage collector has
+    // cleared this object: a finaliser may still call our functions.
+    if (description == nullptr) {
         return false;
     }
-    PyObject* parts = PyTuple_GET_ITEM(description.get(), described_parts);
+    PyObject* object = PyTuple_GET_ITEM(description, described_object);
+    if (PyDict_CheckExact(object)) {
+        return has_plain_keys(bound);
+    }
+    if (!is(bound, object)) {
+        return false;
+    }
+    PyObject* parts = PyTuple_GET_ITEM(description, described_parts);
     const Py_ssize_t count = PyTuple_GET_SIZE(parts);
     Py_ssize_t seen = 0;
-    return visit_parts(module, object, PyTuple_GET_ITEM(description.get(), described_members),
+    return visit_parts(*this, bound, PyTuple_GET_ITEM(description, described_attributes),
                        [&](const Ref& part) {
                            const Py_ssize_t place = seen++;
                            return place < count && is(part, PyTuple_GET_ITEM(parts, place));
                        });
+}
+
+bool Module::are_unmodified(std::span<const Name> guards) const {
+    return std::ranges::all_of(guards, [&](Name each) { return is_unmodified(each); });
 }
 
 }  // namespace git_utils

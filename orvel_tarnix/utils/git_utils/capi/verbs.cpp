@@ -2,10 +2,10 @@
 
 namespace git_utils {
 
-Ref list_of(std::initializer_list<std::string_view> texts) {
+Ref list_of(std::initializer_list<Operand> items) {
     Ref list = empty_list();
-    for (const std::string_view each : texts) {
-        append(list, text(each));
+    for (const Operand& each : items) {
+        append(list, each.get());
     }
     return list;
 }
@@ -60,17 +60,13 @@ Ref next(Borrowed iterator) {
     return item;
 }
 
-bool compare(Borrowed left, Borrowed right, int operation) {
-    return is_true(Ref::steal(PyObject_RichCompare(left.get(), right.get(), operation)));
+Ref slice(Borrowed object, Pair bounds) {
+    return item({object, Ref::steal(PySlice_New(bounds[0].get(), bounds[1].get(), nullptr))});
 }
 
 Ref characters_of(Borrowed object) {
     return PyUnicode_Check(object.get()) ? Ref::steal(PyUnicode_FromObject(object.get()))
                                          : format(object);
-}
-
-Ref slice(Borrowed object, Borrowed begin, Borrowed end) {
-    return item(object, Ref::steal(PySlice_New(begin.get(), end.get(), nullptr)));
 }
 
 }  // namespace git_utils

@@ -1,47 +1,22 @@
-// What Python statements do to objects: one verb each.
+// What Python expressions and statements do to objects, one verb each.
 //
-// C++ leaves it open in which order the arguments of one call are evaluated. So at most one of
-// them may be an expression that can run Python code; the others are evaluated ahead of it.
+// C++ does not specify the order in which the arguments of a call are evaluated, but it does
+// specify the order of a braced list: left to right. So a verb whose operands can run Python code
+// takes them as one list, and evaluates them in the order of the Python expression.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <concepts>
 #include <initializer_list>
 #include <span>
 #include <string_view>
+#include <tuple>
 
 #include "capi/errors.hpp"
 #include "capi/ref.hpp"
 
 namespace git_utils {
-
-template <class Argument>
-concept Object = std::convertible_to<const Argument&, Borrowed>;
-
-// callable(arguments...)
-template <Object... Arguments>
-Ref call(Borrowed callable, const Arguments&... arguments) {
-    // The first place is the one that the vectorcall protocol lets the callee overwrite.
-    std::array<PyObject*, sizeof...(arguments) + 1> stack{nullptr, Borrowed(arguments).get()...};
-    return Ref::steal(PyObject_Vectorcall(callable.get(), stack.data() + 1,
-                                          sizeof...(arguments) | PY_VECTORCALL_ARGUMENTS_OFFSET,
-                                          nullptr));
-}
-
-// callable(*arguments, **keywords)
-inline Ref call_with(Borrowed callable, Borrowed arguments, Borrowed keywords) {
-    return Ref::steal(PyObject_Call(callable.get(), arguments.get(), keywords.get()));
-}
-
-// object.method(arguments...)
-template <Object... Arguments>
-Ref call_method(Borrowed object, Borrowed method, const Arguments&... arguments) {
-    std::array<PyObject*, sizeof...(arguments) + 2> stack{nullptr, object.get(),
-                                                          Borrowed(arguments).get()...};
-    return Ref::steal(PyObject_VectorcallMethod(
-        method.get(), stack.data() + 1, (sizeof...(arguments) + 1) | PY_VECTORCALL_ARGUMENTS_OFFSET,
-        nullptr));
-}
 
 // Literals.
 inline Ref none() { return Ref::borrow(Py_None); }
@@ -51,21 +26,64 @@ inline Ref text(std::string_view utf8) {
     return Ref::steal(
         PyUnicode_FromStringAndSize(utf8.data(), static_cast<Py_ssize_t>(utf8.size())));
 }
-
-// (items...)
-template <Object... Items>
-Ref tuple_of(const Items&... items) {
-    return Ref::steal(PyTuple_Pack(sizeof...(items), Borrowed(items).get()...));
-}
-
-// The arguments of a git command: [texts...]
-Ref list_of(std::initializer_list<std::string_view> texts);
+inline Ref empty_tuple() { return Ref::steal(PyTuple_New(0)); }
 inline Ref empty_list() { return Ref::steal(PyList_New(0)); }
 inline Ref empty_dict() { return Ref::steal(PyDict_New()); }
 
+// One operand: an object, or a literal that becomes one.
+class Operand {
+public:
+    // Implicit, so that braced lists can mix them. NOLINTBEGIN(google-explicit-constructor)
+    Operand(PyObject* object) : object_(object) {}
+    Operand(Borrowed object) : object_(object.get()) {}
+    Operand(const Ref& object) : object_(object.get()) {}
+    Operand(const char* literal) : Operand(std::string_view(literal)) {}
+    Operand(std::string_view literal) : made_(text(literal)), object_(made_.get()) {}
+    Operand(int literal) : made_(integer(literal)), object_(made_.get()) {}
+    // NOLINTEND(google-explicit-constructor)
+
+    [[nodiscard]] PyObject* get() const { return object_; }
+
+private:
+    Ref made_;
+    PyObject* object_;
+};
+
+template <std::size_t count>
+std::array<PyObject*, count> objects_of(const Operand (&operands)[count]) {
+    std::array<PyObject*, count> objects;
+    std::ranges::transform(operands, objects.begin(), &Operand::get);
+    return objects;
+}
+
+// call({f, x, y}) is f(x, y).
+template <std::size_t count>
+Ref call(const Operand (&operands)[count]) {
+    std::array<PyObject*, count> objects = objects_of(operands);
+    // The vectorcall protocol lets the callee overwrite the slot before the first argument.
+    return Ref::steal(PyObject_Vectorcall(objects[0], objects.data() + 1,
+                                          (count - 1) | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr));
+}
+// f(*arguments, **keywords)
+inline Ref call_unpacked(Borrowed callable, Borrowed arguments, Borrowed keywords) {
+    return Ref::steal(PyObject_Call(callable.get(), arguments.get(), keywords.get()));
+}
+
+// (x, y)
+template <std::size_t count>
+Ref tuple_of(const Operand (&items)[count]) {
+    Ref tuple = Ref::steal(PyTuple_New(count));
+    for (std::size_t i = 0; i < count; ++i) {
+        PyTuple_SET_ITEM(tuple.get(), static_cast<Py_ssize_t>(i), Py_NewRef(items[i].get()));
+    }
+    return tuple;
+}
+// [x, y]
+Ref list_of(std::initializer_list<Operand> items);
+
 // list.append(item)
 inline void append(Borrowed list, Borrowed item) { check(PyList_Append(list.get(), item.get())); }
-// list += [*iterable], with the error of `[*iterable]` for what cannot be iterated over.
+// list += [*iterable], with the error of `[*iterable]` for an object that is not iterable.
 void extend(Borrowed list, Borrowed iterable);
 // dict[key] = value
 inline void set_item(Borrowed dict, Borrowed key, Borrowed value) {
@@ -73,7 +91,7 @@ inline void set_item(Borrowed dict, Borrowed key, Borrowed value) {
 }
 // dict.setdefault(key, value)
 Ref set_default(Borrowed dict, Borrowed key, Borrowed value);
-// What a dict of ours or an unmodified one has under the key, or nothing.
+// dict.get(key), but nothing instead of None
 Ref find_item(Borrowed dict, Borrowed key);
 
 // target, target, ... = values
@@ -85,34 +103,40 @@ std::array<Ref, count> unpack(Borrowed values) {
     return targets;
 }
 
-// iter(iterable), and its next item or nothing at the end.
+// iter(iterable), and next(iterator) with nothing at the end
 inline Ref iterate(Borrowed iterable) { return Ref::steal(PyObject_GetIter(iterable.get())); }
 Ref next(Borrowed iterator);
 
-// bool(object)
+// bool(object), len(object)
 inline bool is_true(Borrowed object) { return check(PyObject_IsTrue(object.get())) != 0; }
-// item in container
-inline bool contains(Borrowed container, Borrowed item) {
-    return check(PySequence_Contains(container.get(), item.get())) != 0;
-}
-// len(object)
 inline Py_ssize_t length(Borrowed object) { return check(PyObject_Size(object.get())); }
 
-// left == right and the like, by the truth of what the comparison answers.
-bool compare(Borrowed left, Borrowed right, int operation);
-inline bool equals(Borrowed left, long long right) { return compare(left, integer(right), Py_EQ); }
-inline bool differs(Borrowed left, long long right) { return compare(left, integer(right), Py_NE); }
+// {left, right}
+using Pair = const Operand (&)[2];
 
-// left + right, left - right, left / right
-inline Ref add(Borrowed left, Borrowed right) {
-    return Ref::steal(PyNumber_Add(left.get(), right.get()));
+// left == right, ...: the object that the comparison gives, or its truth.
+inline Ref compare(Pair pair, int operation) {
+    return Ref::steal(PyObject_RichCompare(pair[0].get(), pair[1].get(), operation));
 }
-inline Ref subtract(Borrowed left, Borrowed right) {
-    return Ref::steal(PyNumber_Subtract(left.get(), right.get()));
+inline bool is_equal(Pair pair) { return is_true(compare(pair, Py_EQ)); }
+inline bool is_unequal(Pair pair) { return is_true(compare(pair, Py_NE)); }
+inline bool is_greater(Pair pair) { return is_true(compare(pair, Py_GT)); }
+// item in container
+inline bool is_in(Pair pair) {
+    return check(PySequence_Contains(pair[1].get(), pair[0].get())) != 0;
 }
-inline Ref divide(Borrowed left, Borrowed right) {
-    return Ref::steal(PyNumber_TrueDivide(left.get(), right.get()));
+
+// left + right, left - right, left / right, object[key]
+inline Ref add(Pair pair) { return Ref::steal(PyNumber_Add(pair[0].get(), pair[1].get())); }
+inline Ref subtract(Pair pair) {
+    return Ref::steal(PyNumber_Subtract(pair[0].get(), pair[1].get()));
 }
+inline Ref divide(Pair pair) {
+    return Ref::steal(PyNumber_TrueDivide(pair[0].get(), pair[1].get()));
+}
+inline Ref item(Pair pair) { return Ref::steal(PyObject_GetItem(pair[0].get(), pair[1].get())); }
+// object[begin:end]; None stands for a bound that is left out.
+Ref slice(Borrowed object, Pair bounds);
 
 // int(object), str(object)
 inline Ref as_integer(Borrowed object) { return Ref::steal(PyNumber_Long(object.get())); }
@@ -121,25 +145,15 @@ inline Ref as_str(Borrowed object) { return Ref::steal(PyObject_Str(object.get()
 inline Ref format(Borrowed object, Borrowed pattern = nullptr) {
     return Ref::steal(PyObject_Format(object.get(), pattern.get()));
 }
-// A part of a text that is put together: of a str its characters, even if its class would format
-// it otherwise, as a str enumeration does; of any other object what f"{object}" gives.
+// What an object contributes to a text that is put together: a str its characters, even if its
+// class formats them differently, as a str enumeration does; any other object f"{object}".
 Ref characters_of(Borrowed object);
-// A text with objects in it, in the notation of PyUnicode_FromFormat: %U takes a str, %S what str()
-// gives, %R what repr() gives.
-template <Object... Parts>
-Ref composed(const char* format, const Parts&... parts) {
-    return Ref::steal(PyUnicode_FromFormat(format, Borrowed(parts).get()...));
-}
-
-// object[index], object[key]
-inline Ref item(Borrowed object, Borrowed key) {
-    return Ref::steal(PyObject_GetItem(object.get(), key.get()));
-}
-inline Ref item(Borrowed object, int index) { return item(object, integer(index)); }
-// object[begin:end]; null stands for a bound that is left out.
-Ref slice(Borrowed object, Borrowed begin, Borrowed end);
-inline Ref slice_from(Borrowed object, Py_ssize_t begin) {
-    return slice(object, integer(begin), nullptr);
+// An f-string in the notation of PyUnicode_FromFormat: %U takes a str, %S str(), %R repr().
+template <std::size_t count>
+Ref composed(const char* format, const Operand (&parts)[count]) {
+    return std::apply(
+        [&](auto... objects) { return Ref::steal(PyUnicode_FromFormat(format, objects...)); },
+        objects_of(parts));
 }
 
 }  // namespace git_utils

@@ -3,18 +3,17 @@
 namespace git_utils {
 namespace {
 
-// f"{base}...{head}": what head has changed since it left base.
+// f"{base}...{head}": what head has changed since it left base
 Ref since_merge_base(Borrowed base, Borrowed head) {
-    const Ref base_text = characters_of(base);
-    return composed("%U...%U", base_text, characters_of(head));
+    return composed("%U...%U", {characters_of(base), characters_of(head)});
 }
 
-// The command of diff_line_spans() without its paths.
+// The command of diff_line_spans() without its paths
 Ref patch_command(const Module& module, Borrowed base, Borrowed head, Borrowed merge_base,
                   Borrowed diff_filter) {
     Ref command = list_of({"-c", "core.quotepath=off", "--literal-pathspecs", "diff"});
     extend(command, module["_PATCH_OPTIONS"_name]);
-    append(command, composed("--diff-filter=%U", characters_of(diff_filter)));
+    append(command, composed("--diff-filter=%U", {characters_of(diff_filter)}));
     if (is_true(merge_base)) {
         append(command, since_merge_base(base, head));
     } else {
@@ -35,26 +34,23 @@ Ref with_paths(Borrowed command, Borrowed batch) {
 }  // namespace
 
 Ref diff_file_changes(const Module& module, Borrowed repo_root, Borrowed base, Borrowed head) {
-    const Ref parse = module["parse_file_changes"_name];
-    const Ref git_output = module["_git_output"_name];
-    const Ref args = list_of({"diff", "--raw", "--numstat", "-M", "-z", "--no-textconv"});
-    append(args, since_merge_base(base, head));
-    return call(parse, call(git_output, repo_root, args));
+    return call({module["parse_file_changes"_name],
+                 call({module["_git_output"_name], repo_root,
+                       list_of({"diff", "--raw", "--numstat", "-M", "-z", "--no-textconv",
+                                since_merge_base(base, head)})})});
 }
 
 Ref log_commit_changes(const Module& module, Borrowed repo_root, Borrowed since, Borrowed ref,
                        Borrowed max_commits) {
-    const Ref args = list_of({"log"});
-    append(args, composed("--since=%U", format(since, text("%Y-%m-%d %H:%M:%S"))));
-    append(args, composed("--max-count=%U", format(max_commits)));
-    extend(args,
-           list_of({"--no-show-signature", "--format=%x1e%ct", "--raw", "--numstat", "-M", "-z"}));
+    const Ref args =
+        list_of({"log", composed("--since=%U", {format(since, text("%Y-%m-%d %H:%M:%S"))}),
+                 composed("--max-count=%U", {format(max_commits)}), "--no-show-signature",
+                 "--format=%x1e%ct", "--raw", "--numstat", "-M", "-z"});
     if (!is(ref, Py_None)) {
         append(args, ref);
     }
-    const Ref parse = module["parse_commit_changes"_name];
-    const Ref git_output = module["_git_output"_name];
-    return call(parse, call(git_output, repo_root, args));
+    return call(
+        {module["parse_commit_changes"_name], call({module["_git_output"_name], repo_root, args})});
 }
 
 Ref diff_line_spans(const Module& module, Borrowed repo_root, Borrowed base, Borrowed head,
@@ -62,16 +58,36 @@ Ref diff_line_spans(const Module& module, Borrowed repo_root, Borrowed base, Bor
     Ref spans = empty_dict();
     const Ref command = patch_command(module, base, head, merge_base, diff_filter);
     const Ref batches =
-        is_true(paths) ? call(module["_path_batches"_name], paths) : tuple_of(empty_list());
+        is_true(paths) ? call({module["_path_batches"_name], paths}) : list_of({empty_list()});
     const Ref iterator = iterate(batches);
     while (const Ref batch = next(iterator)) {
-        const Ref git_output = module["_git_output"_name];
-        const Ref args = is_true(batch) ? with_paths(command, batch) : command;
-        const Ref patch = call(git_output, repo_root, args);
-        const Ref found = call(module["parse_line_spans"_name], patch);
+        const Ref patch = call({module["_git_output"_name], repo_root,
+                                is_true(batch) ? with_paths(command, batch) : command});
+        const Ref found = call({module["parse_line_spans"_name], patch});
         module.call_method(spans, "update"_name, found);
     }
     return spans;
+}
+
+Ref _path_batches(const Module& module, Borrowed paths) {
+    Ref batch = empty_list();
+    Ref batches = list_of({batch});
+    Ref length = integer(0);
+    const auto longer_by = [&](Borrowed path) {
+        return add({add({length, Ref::steal(PyLong_FromSsize_t(git_utils::length(path)))}), 1});
+    };
+    const Ref iterator = iterate(paths);
+    while (const Ref path = next(iterator)) {
+        if (PyList_GET_SIZE(batch.get()) > 0 &&
+            is_greater({longer_by(path), module["_MAX_PATHSPEC_CHARS"_name]})) {
+            batch = empty_list();
+            append(batches, batch);
+            length = integer(0);
+        }
+        append(batch, path);
+        length = longer_by(path);
+    }
+    return batches;
 }
 
 }  // namespace git_utils

@@ -1,16 +1,41 @@
-// Reading git's log stream: what the Python statements do.
-#include "capi/records.hpp"
-#include "declarations.hpp"
-#include "parsing/native_ways.hpp"
+// Reading git's log stream.
+#include "parsing/fast_path.hpp"
+#include "parsing/file_change_reader.hpp"
 
 namespace git_utils {
 namespace {
+
+// The fast path of parse_commit_changes().
+template <class Unit>
+Ref read_log(const Module& module, scan::Units<Unit> output) {
+    Ref commits = empty_list();
+    RecordFiller<CommitChanges> fill_commit(module);
+    FileChangeReader file_changes(module);
+    scan::TokenStream<Unit> tokens(output);
+    scan::Units<Unit> token;
+    while (tokens.next(token)) {
+        std::int64_t stamp = 0;
+        const scan::Verdict verdict = scan::read_commit_header(token, stamp);
+        if (verdict == scan::Verdict::no) {
+            continue;  // a token before the first commit
+        }
+        scan::ChangeScanner<Unit> scanner(tokens.of_this_commit());
+        const Ref files = file_changes.read(scanner);
+        if (verdict == scan::Verdict::undecided || !files) {
+            return {};
+        }
+        tokens.continue_after(scanner.rest());
+        const Ref timestamp = integer(stamp);
+        append(commits, fill_commit(CommitChanges{.timestamp = timestamp, .files = files}));
+    }
+    return commits;
+}
 
 // commits.append(CommitChanges(int(stamp), tuple(_file_changes(body))))
 void append_commit(const Module& module, Borrowed commits, Borrowed stamp, Borrowed body) {
     const Ref type = module["CommitChanges"_name];
     const Ref timestamp = as_integer(stamp);
-    const Ref changes = call(module["_file_changes"_name], body);
+    const Ref changes = call({module["_file_changes"_name], body});
     const Ref files = Ref::steal(PySequence_Tuple(changes.get()));
     append(commits, construct(module, type, CommitChanges{.timestamp = timestamp, .files = files}));
 }
@@ -18,21 +43,22 @@ void append_commit(const Module& module, Borrowed commits, Borrowed stamp, Borro
 }  // namespace
 
 Ref parse_commit_changes(const Module& module, Borrowed output) {
-    if (Ref commits = parsing::commit_changes_natively(module, output)) {
+    if (Ref commits = fast_path<guards::commit_changes>(
+            module, output, [&](auto characters) { return read_log(module, characters); })) {
         return commits;
     }
     Ref commits = empty_list();
     Ref stamp = none();
     Ref body;
-    const Ref tokens = iterate(module.call_method(output, "split"_name, text({"\0", 1})));
+    const Ref tokens = iterate(module.call_method(output, "split"_name, scan::separator));
     while (const Ref token = next(tokens)) {
-        const Ref header = module.call_method(token, "lstrip"_name, text("\n"));
-        const Ref starts_with = module.attribute(header, "startswith"_name);
-        if (is_true(call(starts_with, module["_COMMIT_START"_name]))) {
+        const Ref header = module.call_method(token, "lstrip"_name, "\n");
+        if (is_true(call(
+                {module.attribute(header, "startswith"_name), module["_COMMIT_START"_name]}))) {
             if (!is(stamp, Py_None)) {
                 append_commit(module, commits, stamp, body);
             }
-            stamp = module.call_method(slice_from(header, 1), "strip"_name);
+            stamp = module.call_method(slice(header, {1, Py_None}), "strip"_name);
             body = empty_list();
         } else if (!is(stamp, Py_None)) {
             append(body, token);

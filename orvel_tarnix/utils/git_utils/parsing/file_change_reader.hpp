@@ -1,24 +1,62 @@
-// Making the records of the files that a scanner finds.
+// Making the records of the files that a scanner finds; the fast paths of a diff's files and of a
+// log share it.
 #pragma once
 
-#include "capi/inline_values.hpp"
+#include "capi/records.hpp"
+#include "capi/text.hpp"
 #include "declarations.hpp"
-#include "parsing/native/change_scanner.hpp"
+#include "scan/change_scanner.hpp"
 
-namespace git_utils::parsing {
+namespace git_utils {
 
 // Reads one diff after another: a log has one for each commit.
 class FileChangeReader {
 public:
-    explicit FileChangeReader(const Module& module);
+    explicit FileChangeReader(const Module& module)
+        : module_(module), fill_(module), statuses_(module["_STATUS_BY_LETTER"_name]) {}
 
     // (FileChange(...), ...) of the files that the scanner finds; nothing when it declines.
     template <class Unit>
-    Ref read(ChangeScanner<Unit>& scanner);
+    Ref read(scan::ChangeScanner<Unit>& scanner) {
+        // Without the GIL another thread may have rebound the name since the guards were checked.
+        if (!PyDict_CheckExact(statuses_.get())) {
+            return {};
+        }
+        const auto count = static_cast<Py_ssize_t>(scanner.count());
+        const Ref changes = Ref::steal(PyTuple_New(count));
+        scan::ScannedFile<Unit> file;
+        for (Py_ssize_t index = 0; index < count; ++index) {
+            if (scanner.next(file) != scan::Verdict::yes) {
+                return {};
+            }
+            PyTuple_SET_ITEM(changes.get(), index, record_of(file).release());
+        }
+        return scanner.next(file) == scan::Verdict::no ? changes : Ref();
+    }
 
 private:
+    template <class Unit>
+    Ref record_of(const scan::ScannedFile<Unit>& file) {
+        const Ref path = to_str(file.path);
+        const Ref additions = integer(file.additions);
+        const Ref deletions = integer(file.deletions);
+        const Ref old_path = scan::names_two_paths(file.letter) ? to_str(file.old_path) : none();
+        return fill_(FileChange{.path = path,
+                                .status = status_of(file.letter),
+                                .additions = additions,
+                                .deletions = deletions,
+                                .old_path = old_path});
+    }
+
     // _STATUS_BY_LETTER.get(letter, "modified")
-    Borrowed status_of(char letter);
+    Borrowed status_of(char letter) {
+        if (!status_ || letter != letter_) {
+            const Ref status = find_item(statuses_, text({&letter, letter == 0 ? 0U : 1U}));
+            status_ = status ? status : Ref::borrow(module_.name("modified"_name));
+            letter_ = letter;
+        }
+        return status_;
+    }
 
     const Module& module_;
     RecordFiller<FileChange> fill_;
@@ -28,4 +66,4 @@ private:
     Ref status_;
 };
 
-}  // namespace git_utils::parsing
+}  // namespace git_utils

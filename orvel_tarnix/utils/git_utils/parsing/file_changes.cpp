@@ -1,26 +1,34 @@
-// Reading git's stream of raw and numstat records: what the Python statements do.
-#include "capi/records.hpp"
-#include "declarations.hpp"
-#include "parsing/native_ways.hpp"
+// Reading git's stream of raw and numstat records.
+#include "parsing/fast_path.hpp"
+#include "parsing/file_change_reader.hpp"
 
 namespace git_utils {
 namespace {
 
-// The two maps, and one cursor over the tokens.
-class StreamReading {
+// The fast path of parse_file_changes().
+Ref read_files(const Module& module, Borrowed output) {
+    const Ref changes = fast_path<guards::file_changes>(module, output, [&](auto characters) {
+        scan::ChangeScanner scanner{scan::TokenStream(characters)};
+        return FileChangeReader(module).read(scanner);
+    });
+    return changes ? Ref::steal(PySequence_List(changes.get())) : Ref();
+}
+
+// The local variables of _file_changes(): one cursor over the tokens, and the two maps.
+class FileChangesState {
 public:
-    StreamReading(const Module& module, Borrowed tokens)
+    FileChangesState(const Module& module, Borrowed tokens)
         : module_(module),
           cursor_(iterate(tokens)),
           statuses_(empty_dict()),
           counts_(empty_dict()) {}
 
-    void read() {
-        // `for token in cursor` asks for an iterator once more.
+    void read_records() {
+        // `for token in cursor` calls iter() once more.
         const Ref tokens = iterate(cursor_);
         while (const Ref token = next(tokens)) {
-            const Ref record = module_.call_method(token, "lstrip"_name, text("\n"));
-            if (is_true(module_.call_method(record, "startswith"_name, text(":")))) {
+            const Ref record = module_.call_method(token, "lstrip"_name, "\n");
+            if (is_true(module_.call_method(record, "startswith"_name, ":"))) {
                 read_raw(record);
             } else {
                 read_numstat(record);
@@ -29,14 +37,12 @@ public:
     }
 
     // for path, (status, old_path) in statuses.items(): ...
-    // The maps are unpacked as by Python, since code that runs meanwhile can get hold of them
-    // through gc and put anything into them. The loop takes the keys and the values from iterators
-    // of their own: in CPython 3.13 the one over items() crashes when there is no memory to make
-    // it.
+    // Entries are unpacked as Python does, since code that runs meanwhile can reach the maps
+    // through gc. Keys and values come from two iterators: in CPython 3.13 the one over items()
+    // crashes when it cannot be allocated.
     [[nodiscard]] Ref changes() const {
         Ref changes = empty_list();
-        const Ref zero = integer(0);
-        const Ref uncounted = tuple_of(zero, zero);
+        const Ref uncounted = tuple_of({0, 0});
         const Ref paths = iterate(statuses_);
         const Ref entries = iterate(module_.call_method(statuses_, "values"_name));
         while (true) {
@@ -48,8 +54,7 @@ public:
             const auto [status, old_path] = unpack<2>(entry);
             const Ref counts = find_item(counts_, path);
             const auto [additions, deletions] = unpack<2>(counts ? counts : uncounted);
-            const Ref type = module_["FileChange"_name];
-            append(changes, construct(module_, type,
+            append(changes, construct(module_, module_["FileChange"_name],
                                       FileChange{.path = path,
                                                  .status = status,
                                                  .additions = additions,
@@ -66,20 +71,20 @@ private:
     }
 
     void read_raw(Borrowed record) {
-        const Ref parts = module_.call_method(record, "rpartition"_name, text(" "));
-        const Ref letter = slice(item(parts, 2), nullptr, integer(1));
-        const bool has_two_paths = contains(module_["_TWO_PATH_LETTERS"_name], letter);
+        const Ref parts = module_.call_method(record, "rpartition"_name, " ");
+        const Ref letter = slice(item({parts, 2}), {Py_None, 1});
+        const bool has_two_paths = is_in({letter, module_["_TWO_PATH_LETTERS"_name]});
         const Ref old_path = has_two_paths ? next_path() : none();
         const Ref path = next_path();
         if (is_true(path)) {
             const Ref status = module_.call_method(module_["_STATUS_BY_LETTER"_name], "get"_name,
                                                    letter, module_.name("modified"_name));
-            set_item(statuses_, path, tuple_of(status, old_path));
+            set_item(statuses_, path, tuple_of({status, old_path}));
         }
     }
 
     void read_numstat(Borrowed record) {
-        const Ref fields = module_.call_method(record, "split"_name, text("\t"), integer(2));
+        const Ref fields = module_.call_method(record, "split"_name, "\t", 2);
         if (length(fields) != 3) {
             return;
         }
@@ -88,9 +93,9 @@ private:
             next_path();
             path = next_path();
         }
-        const Ref additions = call(module_["_line_count"_name], added);
-        const Ref deletions = call(module_["_line_count"_name], deleted);
-        set_item(counts_, path, tuple_of(additions, deletions));
+        set_item(counts_, path,
+                 tuple_of({call({module_["_line_count"_name], added}),
+                           call({module_["_line_count"_name], deleted})}));
     }
 
     const Module& module_;
@@ -102,23 +107,20 @@ private:
 }  // namespace
 
 Ref parse_file_changes(const Module& module, Borrowed output) {
-    if (Ref changes = parsing::file_changes_natively(module, output)) {
+    if (Ref changes = read_files(module, output)) {
         return changes;
     }
-    const Ref file_changes = module["_file_changes"_name];
-    return call(file_changes, module.call_method(output, "split"_name, text({"\0", 1})));
+    return call(
+        {module["_file_changes"_name], module.call_method(output, "split"_name, scan::separator)});
 }
 
 Ref _file_changes(const Module& module, Borrowed tokens) {
-    StreamReading reading(module, tokens);
-    reading.read();
-    return reading.changes();
+    FileChangesState state(module, tokens);
+    state.read_records();
+    return state.changes();
 }
 
 Ref _line_count(const Module& module, Borrowed field) {
-    if (Ref count = parsing::line_count_natively(module, field)) {
-        return count;
-    }
     return is_true(module.call_method(field, "isdigit"_name)) ? as_integer(field) : integer(0);
 }
 

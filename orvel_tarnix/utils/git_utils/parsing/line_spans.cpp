@@ -1,45 +1,141 @@
-// Reading a zero-context patch: what the Python statements do.
+// Reading a zero-context patch.
 #include <algorithm>
 #include <climits>
 
 #include "capi/records.hpp"
 #include "declarations.hpp"
-#include "parsing/native_ways.hpp"
+#include "parsing/fast_path.hpp"
+#include "scan/patch_scanner.hpp"
+#include "scan/quoted_name.hpp"
 
 namespace git_utils {
 namespace {
 
-// A count of a hunk's header: 1 where its group took no part.
+// The fast path of parse_line_spans(), and of _patch_path() and _unquote() in it.
+template <class Unit>
+class PatchReader {
+public:
+    PatchReader(const Module& module, scan::Units<Unit> patch)
+        : module_(module), scanner_(patch), fill_(module), spans_(empty_dict()) {}
+
+    // {path: [LineSpan(...), ...], ...}; nothing when it declines.
+    Ref read() {
+        scan::Units<Unit> line;
+        while (scanner_.next_line(line)) {
+            if (scan::begins_with(line, scan::before_newer_name)) {
+                path_ = patch_path(line.subspan(scan::before_newer_name.size()));
+                path_spans_ = {};
+                if (!path_) {
+                    return {};
+                }
+                continue;
+            }
+            scan::HunkHeader hunk;
+            const scan::Verdict verdict = scan::read_hunk_header(line, hunk);
+            if (verdict == scan::Verdict::undecided) {
+                return {};
+            }
+            if (verdict == scan::Verdict::yes) {
+                add_span(hunk);
+                scanner_.skip_hunk(hunk.old_count, hunk.new_count);
+            }
+        }
+        return spans_;
+    }
+
+private:
+    // spans.setdefault(path, []).append(_span(...)), unless the file has no newer side
+    void add_span(const scan::HunkHeader& hunk) {
+        if (is(path_, Py_None)) {
+            return;
+        }
+        if (!path_spans_) {
+            path_spans_ = set_default(spans_, path_, empty_list());
+        }
+        const scan::Span span = scan::span_of(hunk);
+        const Ref start = integer(span.start);
+        const Ref end = span.start == span.end ? start : integer(span.end);
+        append(
+            path_spans_,
+            fill_(LineSpan{.start = start, .end = end, .added = span.added ? Py_True : Py_False}));
+    }
+
+    // _patch_path(text); nothing when it declines
+    Ref patch_path(scan::Units<Unit> text) const {
+        switch (scan::cut_to_name(text)) {
+            case scan::NameForm::none:
+                return none();
+            case scan::NameForm::quoted:
+                return unquoted(text);
+            default:
+                return to_str(text);
+        }
+    }
+
+    Ref unquoted(scan::Units<Unit> text) const {
+        std::string bytes;
+        const auto append_escape = [&](std::string& target, Py_UCS4 code) {
+            return append_meaning(target, code);
+        };
+        if (!scan::unquote(text, bytes, append_escape)) {
+            return {};
+        }
+        return Ref::steal(
+            PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()), "replace"));
+    }
+
+    // Appends _C_ESCAPES.get(code, code); false if that is not a str that UTF-8 can encode.
+    bool append_meaning(std::string& bytes, Py_UCS4 code) const {
+        const Ref table = module_["_C_ESCAPES"_name];
+        // Without the GIL another thread may have rebound the name since the guards were checked.
+        if (!PyDict_CheckExact(table.get())) {
+            return false;
+        }
+        const Ref meaning = find_item(table, to_str(scan::Units<Py_UCS4>(&code, 1)));
+        if (!meaning) {
+            return scan::append_utf8(bytes, code);
+        }
+        return read_exact_str(meaning, [&](auto characters) {
+            return std::ranges::all_of(characters,
+                                       [&](auto unit) { return scan::append_utf8(bytes, unit); });
+        });
+    }
+
+    const Module& module_;
+    scan::PatchScanner<Unit> scanner_;
+    RecordFiller<LineSpan> fill_;
+    Ref spans_;
+    Ref path_ = none();
+    Ref path_spans_;  // the list of the path, once it has one
+};
+
+// A count of a hunk's header, which is 1 where the header has none.
 Ref count_of(const Module& module, Borrowed header, int group) {
-    const Ref count = module.call_method(header, "group"_name, integer(group));
+    const Ref count = module.call_method(header, "group"_name, group);
     return is(count, Py_None) ? integer(1) : as_integer(count);
 }
 
-// A count as a number of lines to pass. One below zero passes no more lines than zero does, and no
-// text has as many lines as the largest.
+// Clamps a count: a negative one skips nothing, and no patch has LLONG_MAX lines.
 long long lines_left(Borrowed count) {
     int overflow = 0;
     const long long lines = PyLong_AsLongLongAndOverflow(count.get(), &overflow);
     return overflow > 0 ? LLONG_MAX : std::max(lines, 0LL);
 }
 
-// One line after the other, each an object.
-class PatchReading {
+// The local variables of parse_line_spans().
+class LineSpansState {
 public:
-    explicit PatchReading(const Module& module) : module_(module), spans_(empty_dict()) {}
+    explicit LineSpansState(const Module& module) : module_(module), spans_(empty_dict()) {}
 
     void read(Borrowed line) {
         if (old_left_ > 0 || new_left_ > 0) {
             count_off(line);
         } else if (starts_with(line, "+++ ")) {
-            const Ref patch_path = module_["_patch_path"_name];
-            path_ = call(patch_path, slice_from(line, 4));
-        } else {
-            const Ref header =
-                module_.call_method(module_["_HUNK_HEADER"_name], "match"_name, line);
-            if (is_true(header)) {
-                read_header(header);
-            }
+            path_ = call({module_["_patch_path"_name], slice(line, {4, Py_None})});
+        } else if (const Ref header =
+                       module_.call_method(module_["_HUNK_HEADER"_name], "match"_name, line);
+                   is_true(header)) {
+            read_header(header);
         }
     }
 
@@ -47,7 +143,7 @@ public:
 
 private:
     bool starts_with(Borrowed line, const char* prefix) const {
-        return is_true(module_.call_method(line, "startswith"_name, text(prefix)));
+        return is_true(module_.call_method(line, "startswith"_name, prefix));
     }
 
     void count_off(Borrowed line) {
@@ -64,12 +160,12 @@ private:
     void read_header(Borrowed header) {
         const Ref old_count = count_of(module_, header, 1);
         old_left_ = lines_left(old_count);
-        const Ref start = as_integer(module_.call_method(header, "group"_name, integer(2)));
+        const Ref start = as_integer(module_.call_method(header, "group"_name, 2));
         const Ref new_count = count_of(module_, header, 3);
         new_left_ = lines_left(new_count);
         if (!is(path_, Py_None)) {
             const Ref path_spans = set_default(spans_, path_, empty_list());
-            append(path_spans, call(module_["_span"_name], start, new_count, old_count));
+            append(path_spans, call({module_["_span"_name], start, new_count, old_count}));
         }
     }
 
@@ -83,28 +179,30 @@ private:
 }  // namespace
 
 Ref parse_line_spans(const Module& module, Borrowed patch) {
-    if (Ref spans = parsing::line_spans_natively(module, patch)) {
+    if (Ref spans = fast_path<guards::line_spans>(module, patch, [&](auto characters) {
+            return PatchReader(module, characters).read();
+        })) {
         return spans;
     }
-    PatchReading reading(module);
-    const Ref lines = iterate(module.call_method(patch, "split"_name, text("\n")));
+    LineSpansState state(module);
+    const Ref lines = iterate(module.call_method(patch, "split"_name, "\n"));
     while (const Ref line = next(lines)) {
-        reading.read(line);
+        state.read(line);
     }
-    return reading.spans();
+    return state.spans();
 }
 
 Ref _span(const Module& module, Borrowed start, Borrowed new_count, Borrowed old_count) {
-    if (equals(new_count, 0)) {
+    if (is_equal({new_count, 0})) {
         // max(start, 1)
         const Ref one = integer(1);
-        const Ref line = compare(one, start, Py_GT) ? one : Ref::borrow(start.get());
-        const Ref type = module["LineSpan"_name];
-        return construct(module, type, LineSpan{.start = line, .end = line, .added = Py_False});
+        const Ref line = is_greater({one, start}) ? one : Ref::borrow(start.get());
+        return construct(module, module["LineSpan"_name],
+                         LineSpan{.start = line, .end = line, .added = Py_False});
     }
     const Ref type = module["LineSpan"_name];
-    const Ref end = subtract(add(start, new_count), integer(1));
-    const Ref added = Ref::steal(PyObject_RichCompare(old_count.get(), integer(0).get(), Py_EQ));
+    const Ref end = subtract({add({start, new_count}), 1});
+    const Ref added = compare({old_count, 0}, Py_EQ);
     return construct(module, type, LineSpan{.start = start, .end = end, .added = added});
 }
 

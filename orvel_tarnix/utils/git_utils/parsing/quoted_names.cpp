@@ -1,6 +1,6 @@
-// Reading a file's name from a header line of a patch: what the Python statements do.
+// Reading a file's name from a header line of a patch. These are the fallbacks; in a patch the fast
+// path is PatchReader's (line_spans.cpp).
 #include "declarations.hpp"
-#include "parsing/native_ways.hpp"
 
 namespace git_utils {
 namespace {
@@ -13,42 +13,34 @@ void append_encoded(const Module& module, Ref& raw, Borrowed text) {
 
 // int(code, 8)
 Ref octal_value(Borrowed code) {
-    return call(reinterpret_cast<PyObject*>(&PyLong_Type), code, integer(8));
+    return call({reinterpret_cast<PyObject*>(&PyLong_Type), code, 8});
 }
 
 }  // namespace
 
 Ref _patch_path(const Module& module, Borrowed text) {
-    if (Ref path = parsing::plain_path_natively(module, text)) {
-        return path;
-    }
-    Ref name = module.call_method(text, "removesuffix"_name, git_utils::text("\t"));
-    if (compare(name, git_utils::text("/dev/null"), Py_EQ)) {
+    Ref name = module.call_method(text, "removesuffix"_name, "\t");
+    if (is_equal({name, "/dev/null"})) {
         return none();
     }
-    const Ref quote = git_utils::text("\"");
-    if (length(name) >= 2 && is_true(module.call_method(name, "startswith"_name, quote)) &&
-        is_true(module.call_method(name, "endswith"_name, quote))) {
-        const Ref unquote = module["_unquote"_name];
-        return call(unquote, slice(name, integer(1), integer(-1)));
+    if (length(name) >= 2 && is_true(module.call_method(name, "startswith"_name, "\"")) &&
+        is_true(module.call_method(name, "endswith"_name, "\""))) {
+        return call({module["_unquote"_name], slice(name, {1, -1})});
     }
     return name;
 }
 
 Ref _unquote(const Module& module, Borrowed text) {
-    if (Ref name = parsing::unquoted_natively(module, text)) {
-        return name;
-    }
     Ref raw = Ref::steal(PyByteArray_FromStringAndSize(nullptr, 0));
     Ref position = integer(0);
     const Ref escapes =
         iterate(module.call_method(module["_C_ESCAPE"_name], "finditer"_name, text));
     while (const Ref escape = next(escapes)) {
         const Ref start = module.call_method(escape, "start"_name);
-        append_encoded(module, raw, slice(text, position, start));
-        const Ref code = module.call_method(escape, "group"_name, integer(1));
+        append_encoded(module, raw, slice(text, {position, start}));
+        const Ref code = module.call_method(escape, "group"_name, 1);
         if (length(code) == 3) {
-            module.call_method(raw, "append"_name, octal_value(code));
+            call({module.attribute(raw, "append"_name), octal_value(code)});
         } else {
             const Ref meaning =
                 module.call_method(module["_C_ESCAPES"_name], "get"_name, code, code);
@@ -56,7 +48,7 @@ Ref _unquote(const Module& module, Borrowed text) {
         }
         position = module.call_method(escape, "end"_name);
     }
-    append_encoded(module, raw, slice(text, position, nullptr));
+    append_encoded(module, raw, slice(text, {position, Py_None}));
     return module.call_method(raw, "decode"_name, module.name("utf-8"_name),
                               module.name("replace"_name));
 }

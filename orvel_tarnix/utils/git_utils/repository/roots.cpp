@@ -12,13 +12,12 @@ Ref working_directory(const Module& module) {
 Ref find_git_root(const Module& module, Borrowed start) {
     const Ref origin = is(start, Py_None) ? working_directory(module) : Ref::borrow(start.get());
     const Ref current = module.call_method(origin, "absolute"_name);
-    const Ref candidates = empty_list();
-    append(candidates, current);
+    const Ref candidates = list_of({current});
     extend(candidates, module.attribute(current, "parents"_name));
     const Ref iterator = iterate(candidates);
     while (Ref candidate = next(iterator)) {
-        const Ref entry = divide(candidate, module.name(".git"_name));
-        if (is_true(module.call_method(entry, "exists"_name))) {
+        if (is_true(
+                module.call_method(divide({candidate, module.name(".git"_name)}), "exists"_name))) {
             return candidate;
         }
     }
@@ -26,7 +25,7 @@ Ref find_git_root(const Module& module, Borrowed start) {
 }
 
 Ref find_repo_root(const Module& module) {
-    const Ref root = call(module["find_git_root"_name]);
+    const Ref root = call({module["find_git_root"_name]});
     return is_true(root) ? root : working_directory(module);
 }
 

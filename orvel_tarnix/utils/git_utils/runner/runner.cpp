@@ -11,31 +11,31 @@ Ref items_source(Borrowed extra) {
     return is_read_directly ? Ref::steal(PyDict_Copy(extra.get())) : Ref::borrow(extra.get());
 }
 
-// keywords.update(extra), but a key that is there already is an error.
+// keywords.update(extra), except that a repeated key is an error
 void merge_new_keys(Borrowed keywords, Borrowed extra) {
     const Ref source = items_source(extra);
     const Ref keys = iterate(Ref::steal(PyMapping_Keys(source.get())));
     while (const Ref key = next(keys)) {
         if (check(PyDict_Contains(keywords.get(), key.get())) != 0) {
-            raise(call(PyExc_KeyError, key));
+            raise(call({PyExc_KeyError, key}));
         }
-        set_item(keywords, key, item(source, key));
+        set_item(keywords, key, item({source, key}));
     }
 }
 
-// `**extra` of a call. Like the interpreter it tells from the type of an exception alone what went
-// wrong: an AttributeError stands for an object that is no mapping, a KeyError for a repeated
-// keyword, even where a method of the mapping has raised it for another reason.
+// `**extra` of a call. Like the interpreter, this judges by the type of the exception alone: an
+// AttributeError means that the object is not a mapping, a KeyError that a keyword is repeated,
+// even if a method of the mapping raised it for another reason.
 void unpack_keywords(Borrowed callable, Borrowed keywords, Borrowed extra) {
     try {
         merge_new_keys(keywords, extra);
     } catch (const PythonError&) {
         const Ref raised = Ref::maybe(PyErr_GetRaisedException());
-        const bool no_mapping =
+        const bool is_not_mapping =
             PyErr_GivenExceptionMatches(raised.get(), PyExc_AttributeError) != 0;
-        if (no_mapping || PyErr_GivenExceptionMatches(raised.get(), PyExc_KeyError) != 0) {
+        if (is_not_mapping || PyErr_GivenExceptionMatches(raised.get(), PyExc_KeyError) != 0) {
             const Ref function = Ref::steal(_PyObject_FunctionStr(callable.get()));
-            if (no_mapping) {
+            if (is_not_mapping) {
                 raise(PyExc_TypeError, "%U argument after ** must be a mapping, not %.200s",
                       function.get(), Py_TYPE(extra.get())->tp_name);
             }
@@ -50,10 +50,10 @@ void unpack_keywords(Borrowed callable, Borrowed keywords, Borrowed extra) {
     }
 }
 
-// subprocess.run(["git"] + args, ...) in the repository root, with the host's extra keywords.
+// subprocess.run(["git"] + args, ...) in the repository root, with the host's extra keywords
 Ref launch(const Module& module, Borrowed repo_root, Borrowed args, Borrowed timeout) {
     const Ref run = module.attribute(module["subprocess"_name], "run"_name);
-    const Ref command = add(list_of({"git"}), args);
+    const Ref command = add({list_of({"git"}), args});
     const Ref keywords = empty_dict();
     const auto set = [&](Name keyword, Borrowed value) {
         set_item(keywords, module.name(keyword), value);
@@ -63,36 +63,25 @@ Ref launch(const Module& module, Borrowed repo_root, Borrowed args, Borrowed tim
     set("encoding"_name, module.name("utf-8"_name));
     set("errors"_name, module.name("replace"_name));
     set("timeout"_name, timeout);
-    const Ref hidden = call(module["get_subprocess_hidden_kwargs"_name]);
-    unpack_keywords(run, keywords, hidden);
-    return call_with(run, tuple_of(command), keywords);
-}
-
-// The result of a run that git did not end itself.
-Ref failed_launch(const char* message) { return tuple_of(text(""), text(message), integer(1)); }
-
-void log_failure(const Module& module, Borrowed args, Borrowed result) {
-    const Ref debug = module.attribute(module["logger"_name], "debug"_name);
-    const Ref code = module.attribute(result, "returncode"_name);
-    const Ref errors = module.attribute(result, "stderr"_name);
-    call(debug, text("git command failed: args=%s rc=%s stderr=%s"), args, code,
-         module.call_method(errors, "strip"_name));
-}
-
-template <Object... Values>
-void warn(const Module& module, const char* message, const Values&... values) {
-    const Ref warning = module.attribute(module["logger"_name], "warning"_name);
-    call(warning, text(message), values...);
+    unpack_keywords(run, keywords, call({module["get_subprocess_hidden_kwargs"_name]}));
+    return call_unpacked(run, tuple_of({command}), keywords);
 }
 
 Ref run(const Module& module, Borrowed repo_root, Borrowed args, Borrowed timeout) {
     const Ref result = launch(module, repo_root, args, timeout);
-    if (differs(module.attribute(result, "returncode"_name), 0)) {
-        log_failure(module, args, result);
+    if (is_unequal({module.attribute(result, "returncode"_name), 0})) {
+        call({module.attribute(module["logger"_name], "debug"_name),
+              "git command failed: args=%s rc=%s stderr=%s", args,
+              module.attribute(result, "returncode"_name),
+              module.call_method(module.attribute(result, "stderr"_name), "strip"_name)});
     }
-    const Ref output = module.attribute(result, "stdout"_name);
-    const Ref errors = module.attribute(result, "stderr"_name);
-    return tuple_of(output, errors, module.attribute(result, "returncode"_name));
+    return tuple_of({module.attribute(result, "stdout"_name),
+                     module.attribute(result, "stderr"_name),
+                     module.attribute(result, "returncode"_name)});
+}
+
+Ref logger_warning(const Module& module) {
+    return module.attribute(module["logger"_name], "warning"_name);
 }
 
 }  // namespace
@@ -102,31 +91,31 @@ Ref run_git_command(const Module& module, Borrowed repo_root, Borrowed args, Bor
         return run(module, repo_root, args, timeout);
     } catch (const PythonError&) {
         HandledException error;
-        const Ref subprocess = module["subprocess"_name];
-        if (error.matches(module.attribute(subprocess, "TimeoutExpired"_name))) {
-            warn(module, "git command timed out after %ss: args=%s", timeout, args);
-            return failed_launch("Command timed out");
+        if (error.matches(module.attribute(module["subprocess"_name], "TimeoutExpired"_name))) {
+            call({logger_warning(module), "git command timed out after %ss: args=%s", timeout,
+                  args});
+            return tuple_of({"", "Command timed out", 1});
         }
         if (error.matches(PyExc_FileNotFoundError)) {
-            warn(module, "git executable not found while running args=%s", args);
-            return failed_launch("git not found");
+            call({logger_warning(module), "git executable not found while running args=%s", args});
+            return tuple_of({"", "git not found", 1});
         }
         error.reraise();
     }
 }
 
 Ref _git_output(const Module& module, Borrowed repo_root, Borrowed args) {
-    const Ref result = call(module["run_git_command"_name], repo_root, args);
-    const auto [output, errors, code] = unpack<3>(result);
-    if (!differs(code, 0)) {
+    const auto [output, errors, code] =
+        unpack<3>(call({module["run_git_command"_name], repo_root, args}));
+    if (!is_unequal({code, 0})) {
         return output;
     }
     const Ref error_type = module["GitError"_name];
     Ref message = module.call_method(errors, "strip"_name);
     if (!is_true(message)) {
-        message = composed("git exited with code %S", code);
+        message = composed("git exited with code %S", {code});
     }
-    raise(call(error_type, message));
+    raise(call({error_type, message}));
 }
 
 }  // namespace git_utils

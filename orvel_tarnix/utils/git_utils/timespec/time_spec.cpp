@@ -3,22 +3,21 @@
 namespace git_utils {
 namespace {
 
-// datetime.now() - timedelta(**{unit: amount}); nothing for an amount that is not positive.
+// datetime.now() - timedelta(**{unit: amount}); nothing for an amount that is not positive
 Ref relative_moment(const Module& module, Borrowed match) {
-    const Ref amount = as_integer(module.call_method(match, "group"_name, integer(1)));
-    if (!compare(amount, integer(0), Py_GT)) {
+    const Ref amount = as_integer(module.call_method(match, "group"_name, 1));
+    if (!is_greater({amount, 0})) {
         return {};
     }
-    const Ref units = module["_SPEC_UNITS"_name];
-    const Ref unit = item(units, module.call_method(match, "group"_name, integer(2)));
+    const Ref unit = item({module["_SPEC_UNITS"_name], module.call_method(match, "group"_name, 2)});
     const Ref now = module.call_method(module["datetime"_name], "now"_name);
     const Ref timedelta = module["timedelta"_name];
     const Ref keywords = empty_dict();
     set_item(keywords, unit, amount);
-    return subtract(now, call_with(timedelta, tuple_of(), keywords));
+    return subtract({now, call_unpacked(timedelta, empty_tuple(), keywords)});
 }
 
-// An ISO date or date-time as local wall-clock time.
+// An ISO date or date-time as local wall-clock time
 Ref iso_moment(const Module& module, Borrowed spec) {
     Ref moment = module.call_method(module["datetime"_name], "fromisoformat"_name, spec);
     if (is(module.attribute(moment, "tzinfo"_name), Py_None)) {
@@ -28,10 +27,10 @@ Ref iso_moment(const Module& module, Borrowed spec) {
     const Ref replace = module.attribute(local, "replace"_name);
     const Ref keywords = empty_dict();
     set_item(keywords, module.name("tzinfo"_name), Py_None);
-    return call_with(replace, tuple_of(), keywords);
+    return call_unpacked(replace, empty_tuple(), keywords);
 }
 
-// The moment that the spec names, or nothing when it is in none of the forms.
+// The moment that the spec names; nothing when it has none of the forms
 Ref moment_of(const Module& module, Borrowed since, Borrowed spec, Borrowed match) {
     try {
         if (is_true(match)) {
@@ -47,7 +46,7 @@ Ref moment_of(const Module& module, Borrowed since, Borrowed spec, Borrowed matc
         }
         if (error.matches(PyExc_OverflowError)) {
             error.raise_from(PyExc_ValueError,
-                             composed("since %R reaches outside the calendar", since));
+                             composed("since %R reaches outside the calendar", {since}));
         }
         error.reraise();
     }

@@ -1,15 +1,9 @@
 // Reading a zero-context patch line by line.
 #pragma once
 
-#include "parsing/native/scan.hpp"
+#include "scan/text.hpp"
 
-namespace git_utils::parsing {
-
-// What stands around the two ranges of a hunk's header, `@@ -1,2 +3,4 @@`.
-inline constexpr std::string_view before_old_range = "@@ -";
-inline constexpr std::string_view before_new_range = " +";
-inline constexpr std::string_view behind_ranges = " @@";
-inline constexpr std::string_view before_count = ",";
+namespace git_utils::scan {
 
 inline constexpr std::string_view before_newer_name = "+++ ";
 
@@ -19,11 +13,11 @@ struct HunkHeader {
     std::int64_t new_count = 1;
 };
 
-// Reads what the pattern _HUNK_HEADER matches at the start of a line.
+// Reads what _HUNK_HEADER matches at the start of a line: `@@ -1,2 +3,4 @@`.
 template <class Unit>
 Verdict read_hunk_header(Units<Unit> line, HunkHeader& header) {
     const auto skip = [&](std::string_view literal) {
-        if (!starts_with(line, literal)) {
+        if (!begins_with(line, literal)) {
             return false;
         }
         line = line.subspan(literal.size());
@@ -32,65 +26,65 @@ Verdict read_hunk_header(Units<Unit> line, HunkHeader& header) {
     // \d+(?:,(\d+))?
     const auto read_range = [&](std::int64_t& start, std::int64_t& count) {
         Verdict verdict = read_number(line, start);
-        if (verdict == Verdict::yes && skip(before_count)) {
-            // The pattern does not match a comma without a number either.
+        if (verdict == Verdict::yes && skip(",")) {
+            // A comma without a number does not match.
             verdict = read_number(line, count);
         }
         return verdict;
     };
-    if (!skip(before_old_range)) {
+    if (!skip("@@ -")) {
         return Verdict::no;
     }
     std::int64_t old_start = 0;
     if (const Verdict verdict = read_range(old_start, header.old_count); verdict != Verdict::yes) {
         return verdict;
     }
-    if (!skip(before_new_range)) {
+    if (!skip(" +")) {
         return Verdict::no;
     }
     if (const Verdict verdict = read_range(header.start, header.new_count);
         verdict != Verdict::yes) {
         return verdict;
     }
-    return skip(behind_ranges) ? Verdict::yes : Verdict::no;
+    return skip(" @@") ? Verdict::yes : Verdict::no;
 }
 
-// The lines of the newer side that a hunk touches, both ends included.
-struct ScannedSpan {
+// The lines of the newer side that a hunk touches, both ends included
+struct Span {
     std::int64_t start;
     std::int64_t end;
     bool added;
 };
 
-inline ScannedSpan span_of(const HunkHeader& hunk) {
+inline Span span_of(const HunkHeader& hunk) {
     if (hunk.new_count == 0) {
-        // Lines were removed below this one, or ahead of the first.
+        // The line above the removed ones, which is 0 at the top.
         const std::int64_t line = std::max<std::int64_t>(hunk.start, 1);
         return {line, line, false};
     }
     return {hunk.start, hunk.start + hunk.new_count - 1, hunk.old_count == 0};
 }
 
-// Takes the lines of a patch apart into those that name a file or begin a hunk, and the rest.
+// Separates the content of hunks from the lines that name a file or begin a hunk.
 template <class Unit>
 class PatchScanner {
 public:
     explicit PatchScanner(Units<Unit> patch)
         : at_(patch.data()), end_(patch.data() + patch.size()) {}
 
-    // The next line that is outside of a hunk's content. Unlike str.split() this gives no empty
-    // line behind a line feed at the end: it would say nothing.
+    // Reads the next line outside of the content of hunks. Unlike str.split() this gives no empty
+    // line after a final line feed, which would mean nothing.
     bool next_line(Units<Unit>& line) {
         if (at_ == end_) {
             return false;
         }
         const Unit* line_end = find(at_, end_, '\n');
         line = {at_, line_end};
-        go_behind(line_end);
+        go_past(line_end);
         return true;
     }
 
-    // Counts the lines of a hunk off its header, until neither side has any left.
+    // Skips as many lines as the hunk's header announced.
     void skip_hunk(std::int64_t old_left, std::int64_t new_left) {
         while (at_ != end_ && (old_left > 0 || new_left > 0)) {
             const Unit kind = *at_;
@@ -99,18 +93,18 @@ public:
             if (old_left > block || new_left > block) {
                 skip_blocks(old_left, new_left);
             }
-            go_behind(find(at_, end_, '\n'));
+            go_past(find(at_, end_, '\n'));
         }
     }
 
 private:
-    // Small enough for the counts of a block to fit in a byte.
+    // Small enough for the counts of a block to fit in a byte
     static constexpr std::ptrdiff_t block = 128;
 
-    // Passes over whole blocks of a long hunk. The line that begins here has been counted. Counting
-    // how many lines of each kind begin in a block is several times as fast as a search for the end
-    // of each line. Both counters only ever fall: when one is still above zero behind a block, the
-    // hunk has not ended inside it.
+    // Skips whole blocks of a long hunk by counting how many lines of each kind begin in a block,
+    // which is several times as fast as searching for the end of each line. The counters only ever
+    // fall, so a hunk with lines left after a block has not ended inside it. The line that begins
+    // here is already counted.
     void skip_blocks(std::int64_t& old_left, std::int64_t& new_left) {
         while (end_ - at_ > block) {
             Unit removed = 0;
@@ -122,21 +116,21 @@ private:
                 added = static_cast<Unit>(added + (ends & (at_[i + 1] == '+')));
                 kept = static_cast<Unit>(kept + (ends & (at_[i + 1] == ' ')));
             }
-            const std::int64_t old_behind = old_left - removed - kept;
-            const std::int64_t new_behind = new_left - added - kept;
-            if (old_behind <= 0 && new_behind <= 0) {
+            const std::int64_t old_after = old_left - removed - kept;
+            const std::int64_t new_after = new_left - added - kept;
+            if (old_after <= 0 && new_after <= 0) {
                 return;
             }
-            old_left = old_behind;
-            new_left = new_behind;
+            old_left = old_after;
+            new_left = new_after;
             at_ += block;
         }
     }
 
-    void go_behind(const Unit* line_end) { at_ = line_end == end_ ? end_ : line_end + 1; }
+    void go_past(const Unit* line_end) { at_ = line_end == end_ ? end_ : line_end + 1; }
 
     const Unit* at_;
     const Unit* end_;
 };
 
-}  // namespace git_utils::parsing
+}  // namespace git_utils::scan

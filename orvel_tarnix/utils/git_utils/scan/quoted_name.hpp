@@ -3,36 +3,29 @@
 
 #include <string>
 
-#include "parsing/native/scan.hpp"
+#include "scan/text.hpp"
 
-namespace git_utils::parsing {
-
-inline constexpr std::string_view no_file = "/dev/null";
-inline constexpr char quote = '"';
-inline constexpr char escape = '\\';
-// An octal escape stands for a byte.
-inline constexpr std::size_t octal_digits = 3;
-inline constexpr char last_octal_digit = '7';
+namespace git_utils::scan {
 
 enum class NameForm { none, quoted, plain };
 
-// Cuts the text of a header line to the name itself, without the tab or the quotes around it.
+// Cuts a final tab and the quotes off the name that a header line of a patch gives.
 template <class Unit>
 NameForm cut_to_name(Units<Unit>& text) {
     if (!text.empty() && text.back() == '\t') {
         text = text.first(text.size() - 1);
     }
-    if (equals(text, no_file)) {
+    if (reads(text, "/dev/null")) {
         return NameForm::none;
     }
-    if (text.size() >= 2 && text.front() == quote && text.back() == quote) {
+    if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
         text = text.subspan(1, text.size() - 2);
         return NameForm::quoted;
     }
     return NameForm::plain;
 }
 
-// Appends a character as UTF-8; false for a surrogate, which has no such form.
+// Appends a character as UTF-8; false for a surrogate, which UTF-8 cannot encode.
 inline bool append_utf8(std::string& bytes, char32_t character) {
     const auto append = [&](char32_t byte) { bytes.push_back(static_cast<char>(byte)); };
     const auto append_tail = [&](unsigned shift) { append(0x80 | ((character >> shift) & 0x3F)); };
@@ -54,7 +47,9 @@ inline bool append_utf8(std::string& bytes, char32_t character) {
     return character < 0xD800 || character > 0xDFFF;
 }
 
-// The value of the octal escape whose digits the text begins with, or -1.
+inline constexpr std::size_t octal_digits = 3;
+
+// The value of the three octal digits at the start of the text, or -1.
 template <class Unit>
 int octal_at(Units<Unit> text) {
     if (text.size() < octal_digits) {
@@ -62,7 +57,7 @@ int octal_at(Units<Unit> text) {
     }
     int value = 0;
     for (const Unit unit : text.first(octal_digits)) {
-        if (unit < '0' || unit > static_cast<Unit>(last_octal_digit)) {
+        if (unit < '0' || unit > '7') {
             return -1;
         }
         value = value * 8 + static_cast<int>(unit - '0');
@@ -70,12 +65,12 @@ int octal_at(Units<Unit> text) {
     return value;
 }
 
-// Appends the bytes that a name between quotes stands for. append_meaning(bytes, letter) appends
-// those of an escape that is not octal. False where the interpreter would raise.
+// Appends the bytes of a name without its quotes; append_meaning(bytes, letter) appends those of an
+// escape that is not octal. False where _unquote() raises.
 template <class Unit, class AppendMeaning>
 bool unquote(Units<Unit> text, std::string& bytes, AppendMeaning append_meaning) {
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != escape || i + 1 == text.size()) {
+        if (text[i] != '\\' || i + 1 == text.size()) {
             if (!append_utf8(bytes, text[i])) {
                 return false;
             }
@@ -95,4 +90,4 @@ bool unquote(Units<Unit> text, std::string& bytes, AppendMeaning append_meaning)
     return true;
 }
 
-}  // namespace git_utils::parsing
+}  // namespace git_utils::scan

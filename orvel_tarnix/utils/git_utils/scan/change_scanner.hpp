@@ -1,31 +1,32 @@
 // Reading git's NUL-separated streams of raw records, numstat records and commit headers.
 #pragma once
 
-#include "parsing/native/scan.hpp"
+#include "scan/text.hpp"
 
-namespace git_utils::parsing {
+namespace git_utils::scan {
 
-// What a commit's header begins with, and the status letters whose raw record names two paths.
+inline constexpr std::string_view separator{"\0", 1};
+// _COMMIT_START and _TWO_PATH_LETTERS
 inline constexpr char commit_start = '\x1e';
 inline constexpr std::string_view two_path_letters = "RC";
 
-// The pieces of a text between NUL characters.
+// The tokens between the NUL characters of a text.
 template <class Unit>
 class TokenStream {
 public:
     explicit TokenStream(Units<Unit> text) : at_(text.data()), end_(text.data() + text.size()) {}
 
-    // The same from here on, but ending ahead of the next commit header.
+    // The rest of this stream up to the next commit header.
     [[nodiscard]] TokenStream of_this_commit() const {
         TokenStream stream = *this;
         stream.ends_at_commit_ = true;
         return stream;
     }
-    // Goes on where `other` has ended.
-    void continue_behind(const TokenStream& other) { at_ = other.at_; }
+    // Continues where `other` has stopped.
+    void continue_after(const TokenStream& other) { at_ = other.at_; }
 
-    // The next token; at the end false and an empty one. Unlike str.split() this gives no empty
-    // token behind a NUL at the end: the readers of this stream would ignore it.
+    // Reads the next token; false and an empty token at the end. Unlike str.split() this gives no
+    // empty token after a final NUL, which every reader of this stream would skip.
     bool next(Units<Unit>& token) {
         if (at_ == end_ || (ends_at_commit_ && opens_commit())) {
             token = {};
@@ -48,7 +49,7 @@ private:
     bool ends_at_commit_ = false;
 };
 
-// Reads a commit's header into `stamp`, in seconds since the epoch.
+// Reads the stamp of a commit's header, in seconds since the epoch.
 template <class Unit>
 Verdict read_commit_header(Units<Unit> token, std::int64_t& stamp) {
     token = without_leading_feeds(token);
@@ -56,12 +57,12 @@ Verdict read_commit_header(Units<Unit> token, std::int64_t& stamp) {
         return Verdict::no;
     }
     token = token.subspan(1);
-    // Blanks around the number and whatever else int() may take are for the interpreter.
+    // int() also accepts white space, a sign and underscores.
     const bool is_plain = read_number(token, stamp) == Verdict::yes && token.empty();
     return is_plain ? Verdict::yes : Verdict::undecided;
 }
 
-// One file, as pieces of the text that names it. NUL stands for no letter at all.
+// One file; its paths are parts of the scanned text. The letter is NUL if the record has none.
 template <class Unit>
 struct ScannedFile {
     Units<Unit> path;
@@ -75,8 +76,8 @@ inline bool names_two_paths(char letter) {
     return two_path_letters.find(letter) != std::string_view::npos;
 }
 
-// Reads a numstat count: a number, or anything else, such as the "-" of a binary file, for 0; false
-// where only the interpreter can tell.
+// Reads a numstat count; anything but a number, such as the "-" of a binary file, counts 0. False
+// if that is undecided.
 template <class Unit>
 bool read_count(Units<Unit> field, std::int64_t& count) {
     if (read_number(field, count) == Verdict::undecided) {
@@ -88,36 +89,36 @@ bool read_count(Units<Unit> field, std::int64_t& count) {
     return true;
 }
 
-// Reads the records of one diff as git writes them: first a raw record for each file, in the order
-// of their paths, then in the same order the numstat records, of which some may be missing. Two
-// cursors, one in each section, then pair the records without a map of them. As the paths ascend,
-// none of them comes twice. Any other stream is declined.
+// Reads the records of one diff as git writes them: a raw record for each file, in the order of the
+// paths, then the numstat records in the same order, some of which may be missing. Two cursors, one
+// in each section, pair them without a map. Since the paths ascend, none comes twice; a stream in
+// any other order is undecided.
 template <class Unit>
 class ChangeScanner {
 public:
     explicit ChangeScanner(TokenStream<Unit> tokens) : raw_(tokens), numstat_(tokens) {
         // The numstat section begins where the raw one ends.
-        for (TokenStream<Unit> ahead = tokens; next_raw_record(ahead) == Verdict::yes;) {
+        for (TokenStream<Unit> lookahead = tokens; next_raw_record(lookahead) == Verdict::yes;) {
             count_ += file_.path.empty() ? 0 : 1;
-            numstat_ = ahead;
+            numstat_ = lookahead;
         }
         file_ = {};
         read_numstat();
     }
 
-    // How many files there are.
+    // The number of files
     [[nodiscard]] std::size_t count() const { return count_; }
 
-    // Reads the next file, as long as there is one.
+    // Reads the next file; no at the end.
     Verdict next(ScannedFile<Unit>& file) {
         const Units<Unit> previous = file_.path;
         const Verdict verdict = next_raw_record(raw_);
         if (verdict != Verdict::yes || file_.path.empty()) {
-            // Line counts that are left now belong to no file, or are in another order.
+            // A numstat record that is left names no file of the raw section, or is out of order.
             const bool is_over = verdict != Verdict::undecided && numstat_verdict_ == Verdict::no;
             return is_over ? Verdict::no : Verdict::undecided;
         }
-        // Git sorts by the bytes of UTF-8, which is by characters. An empty path sorts first.
+        // Git sorts by UTF-8 bytes, which is the order of the characters.
         if (!std::ranges::lexicographical_compare(previous, file_.path)) {
             return Verdict::undecided;
         }
@@ -130,15 +131,15 @@ public:
         return Verdict::yes;
     }
 
-    // The tokens behind the last record.
-    [[nodiscard]] const TokenStream<Unit>& behind() const { return numstat_; }
+    // The tokens after the last record
+    [[nodiscard]] const TokenStream<Unit>& rest() const { return numstat_; }
 
 private:
-    // Reads a raw record into file_, unless what follows is something else.
+    // Reads a raw record into file_; no, without moving on, if the next token is something else.
     Verdict next_raw_record(TokenStream<Unit>& tokens) {
-        TokenStream<Unit> ahead = tokens;
+        TokenStream<Unit> lookahead = tokens;
         Units<Unit> token;
-        ahead.next(token);
+        lookahead.next(token);
         const auto record = without_leading_feeds(token);
         if (record.empty() || record.front() != ':') {
             return Verdict::no;
@@ -153,14 +154,14 @@ private:
         }
         file_.letter = static_cast<char>(letter);
         if (names_two_paths(file_.letter)) {
-            ahead.next(file_.old_path);
+            lookahead.next(file_.old_path);
         }
-        ahead.next(file_.path);
-        tokens = ahead;
+        lookahead.next(file_.path);
+        tokens = lookahead;
         return Verdict::yes;
     }
 
-    // Reads the next numstat record into counted_; a token that is no record is passed over.
+    // Reads the next numstat record into counted_, skipping tokens that are not records.
     void read_numstat() {
         Units<Unit> token;
         numstat_verdict_ = Verdict::no;
@@ -183,7 +184,7 @@ private:
         }
     }
 
-    // Cuts `text` behind its first tab and gives the field ahead of it.
+    // Cuts the field before the first tab, and the tab, off `text`.
     static bool cut_at_tab(Units<Unit>& text, Units<Unit>& field) {
         const auto tab = std::ranges::find(text, Unit{'\t'});
         if (tab == text.end()) {
@@ -202,4 +203,4 @@ private:
     Verdict numstat_verdict_ = Verdict::no;
 };
 
-}  // namespace git_utils::parsing
+}  // namespace git_utils::scan

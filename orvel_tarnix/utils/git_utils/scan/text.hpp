@@ -1,6 +1,6 @@
-// Finding things in spans of characters. Scanners know no Python objects and never fail.
-//
-// Nothing in this folder includes the interpreter's header: fuzzers drive it without one.
+// The lowest layer: scanners of characters. They know nothing of Python and never raise, since
+// malformed git output is data, and nothing in this folder includes Python.h, so that fuzz targets
+// drive it without an interpreter. This file has what the scanners share.
 #pragma once
 
 #include <algorithm>
@@ -10,13 +10,13 @@
 #include <span>
 #include <string_view>
 
-namespace git_utils {
+namespace git_utils::scan {
 
 // Characters in units of one, two or four bytes.
 template <class Unit>
 using Units = std::span<const Unit>;
 
-// Where `wanted` is first found, or `end`.
+// The first `wanted`, or `end`.
 template <class Unit>
 const Unit* find(const Unit* begin, const Unit* end, char wanted) {
     const auto size = static_cast<std::size_t>(end - begin);
@@ -40,16 +40,16 @@ const Unit* find(const Unit* begin, const Unit* end, char wanted) {
 }
 
 template <class Unit>
-bool starts_with(Units<Unit> text, std::string_view prefix) {
+bool begins_with(Units<Unit> text, std::string_view prefix) {
     return text.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), text.begin());
 }
 
 template <class Unit>
-bool equals(Units<Unit> text, std::string_view other) {
-    return text.size() == other.size() && starts_with(text, other);
+bool reads(Units<Unit> text, std::string_view other) {
+    return text.size() == other.size() && begins_with(text, other);
 }
 
-// The text without the line feeds that it begins with.
+// text.lstrip("\n")
 template <class Unit>
 Units<Unit> without_leading_feeds(Units<Unit> text) {
     while (!text.empty() && text.front() == '\n') {
@@ -58,11 +58,12 @@ Units<Unit> without_leading_feeds(Units<Unit> text) {
     return text;
 }
 
-// An answer; undecided where only the interpreter can tell, as it knows the digits beyond ASCII.
+// What a scanner found; undecided where it takes the interpreter to tell: it knows the digits
+// beyond ASCII and numbers of any length.
 enum class Verdict { undecided, no, yes };
 
-// Reads a number of at most 18 ASCII digits from the front of `text` and cuts it off there. More
-// digits, or a character beyond ASCII that might be a digit too, are for the interpreter.
+// Cuts a number of at most 18 ASCII digits, which fit in 64 bits, off the front of `text`.
+// Undecided for more digits and for a character beyond ASCII, which may be a digit too.
 template <class Unit>
 Verdict read_number(Units<Unit>& text, std::int64_t& number) {
     constexpr std::size_t max_digits = 18;
@@ -85,4 +86,4 @@ Verdict read_number(Units<Unit>& text, std::int64_t& number) {
     return digits == 0 ? Verdict::no : Verdict::yes;
 }
 
-}  // namespace git_utils
+}  // namespace git_utils::scan

@@ -1,0 +1,53 @@
+// The fast paths of the parsers.
+//
+// A fast path handles what git really prints, straight from the characters of a plain str, and runs
+// no foreign code. It declines any other input by returning nothing, and leaves no trace; the
+// fallback then executes the Python statements from the start. Callers cannot tell which one ran.
+#pragma once
+
+#include "capi/module.hpp"
+#include "capi/text.hpp"
+
+namespace git_utils {
+
+// The guards of each fast path: the module-level names whose work it does without looking them up.
+// It may run only while all of them are unmodified. The import remembers the guards of all.
+namespace guards {
+
+template <std::size_t left, std::size_t right>
+consteval auto joined(const std::array<Name, left>& first, const std::array<Name, right>& second) {
+    std::array<Name, left + right> both{};
+    std::ranges::copy(second, std::ranges::copy(first, both.begin()).out);
+    return both;
+}
+
+inline constexpr std::array file_changes{"_file_changes"_name, "_line_count"_name,
+                                         "_TWO_PATH_LETTERS"_name, "_STATUS_BY_LETTER"_name,
+                                         "FileChange"_name};
+inline constexpr auto commit_changes =
+    joined(file_changes, std::array{"_COMMIT_START"_name, "CommitChanges"_name});
+inline constexpr std::array line_spans{"_HUNK_HEADER"_name, "_span"_name,    "LineSpan"_name,
+                                       "_patch_path"_name,  "_unquote"_name, "_C_ESCAPE"_name,
+                                       "_C_ESCAPES"_name};
+
+inline constexpr auto all = joined(commit_changes, line_spans);
+
+consteval bool remembers(std::span<const Name> wanted) {
+    return std::ranges::all_of(
+        wanted, [](Name name) { return std::ranges::count(all, name.index, &Name::index) != 0; });
+}
+
+}  // namespace guards
+
+// read(characters of the text), unless the text is not exactly a str or one of `names` is modified.
+template <const auto& names, class Read>
+auto fast_path(const Module& module, Borrowed text, Read read) {
+    // clang-tidy takes the substituted argument for parentheses.
+    // NOLINTNEXTLINE(readability-redundant-parentheses)
+    constexpr std::span<const Name> wanted = names;
+    static_assert(guards::remembers(wanted), "guards::all lacks the guards of a fast path");
+    using Result = decltype(read(std::span<const Py_UCS1>()));
+    return module.are_unmodified(wanted) ? read_exact_str(text, read) : Result{};
+}
+
+}  // namespace git_utils
