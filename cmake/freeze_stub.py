@@ -5,7 +5,7 @@ docstrings and record fields. Two headers are generated from it:
 
 declarations.hpp    for each Python function the C++ function that is its body, for each constant the
                     function that makes its value, for each record class a struct with a member for
-                    each field
+                    each field, and the table of the record classes
 frozen_stub.inc     the table of all definitions in the order of the import, and the marshalled code
                     that the import runs: the import and class statements as they are, and for each
                     function the code of
@@ -47,6 +47,7 @@ class Definition(NamedTuple):
     entry: str
     code: CodeType | None
     declaration: str = ""
+    record: str = ""
 
 
 def definitions(tree: ast.Module) -> Iterator[Definition]:
@@ -62,7 +63,8 @@ def definitions(tree: ast.Module) -> Iterator[Definition]:
             case ast.ClassDef():
                 fields = record_fields(statement)
                 declaration = record_struct(statement.name, fields) if fields else ""
-                yield Definition("statement()", class_code(statement), declaration)
+                record = statement.name if fields else ""
+                yield Definition("statement()", class_code(statement), declaration, record)
             case ast.FunctionDef(name=name):
                 code, declaration = function_code(statement), function_declaration(statement)
                 yield Definition(f'function<{name}>("{name}")', code, declaration)
@@ -172,6 +174,7 @@ def record_struct(name: str, fields: list[str]) -> str:
 
 def declarations_header(made: list[Definition]) -> str:
     """The header that declares what the C++ code defines for the stub's names."""
+    records = [each.record for each in made if each.record]
     lines = [
         "// Generated from the stub by freeze_stub.py.",
         "#pragma once",
@@ -179,6 +182,9 @@ def declarations_header(made: list[Definition]) -> str:
         # Hidden, so that a missing definition is a linker error.
         'namespace [[gnu::visibility("hidden")]] git_utils {',
         *(each.declaration for each in made if each.declaration),
+        "inline constexpr std::array record_classes{",
+        *(f"    RecordClass{{{name}::type, {name}::fields}}," for name in records),
+        "};",
         "}  // namespace git_utils",
     ]
     return "\n".join([*lines, ""])

@@ -40,6 +40,12 @@ constexpr Name operator""_name() {
     return Name{static_cast<std::size_t>(found - name_spellings.begin())};
 }
 
+// A record class as the stub declares it.
+struct RecordClass {
+    Name type;
+    std::span<const Name> fields;
+};
+
 // An argument that runs no Python code while it is evaluated: a variable or a literal, but not the
 // result of another call.
 template <class Argument>

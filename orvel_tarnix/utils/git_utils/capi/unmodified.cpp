@@ -8,6 +8,7 @@
 // A dict is different: it is read at each use, so any plain dict will do, as long as its keys are
 // plain str and a look-up runs no Python code.
 #include "capi/module.hpp"
+#include "declarations.hpp"
 
 namespace git_utils {
 namespace {
@@ -70,20 +71,53 @@ bool visit_parts(const Module& module, Borrowed object, Borrowed attributes, Vis
                                       : visit_function(module, object, visit);
 }
 
-// The names of a record class's fields; nothing for a class that dataclass() did not make.
-Ref fields_of(const Module& module, Borrowed type) {
-    const Ref constructor = module.attribute(type, "__init__"_name);
-    if (!PyFunction_Check(constructor.get())) {
-        return {};
+// Whether dataclass() generated the function: it compiles its methods inside `__create_fn__`.
+bool is_generated(const Module& module, Borrowed function, const char* qualified_name) {
+    if (function.get() == nullptr || !PyFunction_Check(function.get())) {
+        return false;
     }
-    const Ref code = module.attribute(constructor, "__code__"_name);
-    const Ref file = module.attribute(code, "co_filename"_name);
-    if (PyUnicode_CompareWithASCIIString(file.get(), "<string>") != 0) {
-        return {};
+    const Ref code = module.attribute(function, "__code__"_name);
+    const Ref name = module.attribute(code, "co_qualname"_name);
+    return PyUnicode_EqualToUTF8(name.get(), qualified_name) != 0;
+}
+
+bool are_names(const Module& module, Borrowed tuple, std::span<const Name> names) {
+    if (tuple.get() == nullptr || !PyTuple_CheckExact(tuple.get()) ||
+        std::cmp_not_equal(PyTuple_GET_SIZE(tuple.get()), names.size())) {
+        return false;
     }
-    PyObject* fields = nullptr;
-    check(PyObject_GetOptionalAttr(type.get(), module.name("__match_args__"_name), &fields));
-    return Ref::maybe(fields);
+    return std::ranges::equal(std::span(&PyTuple_GET_ITEM(tuple.get(), 0), names.size()), names,
+                              [&](PyObject* item, Name name) {
+                                  return PyUnicode_CheckExact(item) &&
+                                         PyUnicode_Compare(item, module.name(name)) == 0;
+                              });
+}
+
+// Whether the object is the class that dataclass(frozen=True) itself makes of our declaration.
+// Another callable at its place in the import may have returned anything: an object that is not a
+// class, or a class with a metaclass, a __post_init__, other fields or descriptors.
+bool is_as_declared(const Module& module, Borrowed object, std::span<const Name> fields) {
+    if (!Py_IS_TYPE(object.get(), &PyType_Type)) {
+        return false;
+    }
+    auto* type = reinterpret_cast<PyTypeObject*>(object.get());
+    const Ref own = Ref::steal(PyType_GetDict(type));
+    const auto attribute = [&](Name name) { return find_item(own, module.name(name)); };
+    const auto is_data_descriptor = [&](Name field) {
+        const Ref found = attribute(field);
+        return found && Py_TYPE(found.get())->tp_descr_set != nullptr;
+    };
+    const Ref declared = attribute("__dataclass_fields__"_name);
+    return type->tp_base == &PyBaseObject_Type && PyTuple_GET_SIZE(type->tp_bases) == 1 &&
+           makes_plain_instances(type) && !attribute("__post_init__"_name) &&
+           is_generated(module, attribute("__init__"_name), "__create_fn__.<locals>.__init__") &&
+           // Only a frozen class has this one; its __init__ passes over any other __setattr__.
+           is_generated(module, attribute("__setattr__"_name),
+                        "__create_fn__.<locals>.__setattr__") &&
+           declared && PyDict_CheckExact(declared.get()) &&
+           are_names(module, Ref::steal(PySequence_Tuple(declared.get())), fields) &&
+           are_names(module, attribute("__match_args__"_name), fields) &&
+           std::ranges::none_of(fields, is_data_descriptor);
 }
 
 bool has_plain_keys(Borrowed object) {
@@ -99,16 +133,20 @@ bool has_plain_keys(Borrowed object) {
     return true;
 }
 
-// The description of an object; nothing for a record class that is modified from the start.
-Ref describe(const Module& module, Borrowed object) {
+// The description of the object that the name is bound to; nothing for a record class that is
+// modified from the start.
+Ref describe(const Module& module, Name name, Borrowed object) {
     const Ref attributes = empty_list();
-    if (PyType_Check(object.get())) {
-        const Ref fields = fields_of(module, object);
-        if (!fields) {
+    const auto record = std::ranges::find(record_classes, name.index,
+                                          [](const RecordClass& each) { return each.type.index; });
+    if (record != record_classes.end()) {
+        if (!is_as_declared(module, object, record->fields)) {
             return {};
         }
         append(attributes, module.name("__init__"_name));
-        extend(attributes, fields);
+        for (const Name field : record->fields) {
+            append(attributes, module.name(field));
+        }
     }
     const Ref names = Ref::steal(PyList_AsTuple(attributes.get()));
     const Ref parts = empty_list();
@@ -125,7 +163,7 @@ void Module::remember(const Ref& self, std::span<const Name> guards) {
     auto& module = *reinterpret_cast<Module*>(self.get());
     for (const Name each : guards) {
         if (module.remembered_[each.index] == nullptr) {
-            module.remembered_[each.index] = describe(module, module[each]).release();
+            module.remembered_[each.index] = describe(module, each, module[each]).release();
         }
     }
 }
