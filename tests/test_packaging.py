@@ -1,5 +1,7 @@
 """How a host package takes the module in."""
 
+import platform
+import re
 import subprocess
 import sys
 import sysconfig
@@ -17,8 +19,16 @@ print(git_utils.parse_line_spans("+++ a\\n@@ -0,0 +1,2 @@\\n+x\\n+y\\n"))
 PIP = ["-m", "pip", "--disable-pip-version-check"]
 
 
+# The instruction that marks a valid target of an indirect call.
+LANDING_PAD = {"x86_64": "endbr64", "aarch64": "bti"}[platform.machine()]
+
+
+def output(*command: str | Path, cwd: Path = TREE) -> str:
+    return subprocess.check_output(command, text=True, cwd=cwd)
+
+
 def python(*args: str | Path, cwd: Path = TREE) -> str:
-    return subprocess.check_output([sys.executable, *args], text=True, cwd=cwd)
+    return output(sys.executable, *args, cwd=cwd)
 
 
 def wheel(folder: Path, *options: str) -> tuple[Path, set[str]]:
@@ -28,6 +38,15 @@ def wheel(folder: Path, *options: str) -> tuple[Path, set[str]]:
     (made,) = folder.glob("*.whl")
     names = zipfile.ZipFile(made).namelist()
     return made, {name for name in names if ".dist-info/" not in name}
+
+
+def protections(module: Path) -> set[str]:
+    """The protections against exploits of memory errors that show in the file."""
+    listing = output("readelf", "--wide", "--segments", "--dynamic", "--dyn-syms", module)
+    (address,) = re.findall(r" ([0-9a-f]+) .* PyInit_git_utils$", listing, re.MULTILINE)
+    first = f"--start-address=0x{address}", f"--stop-address={int(address, 16) + 4}"
+    code = output("objdump", "--disassemble", *first, module)
+    return set(re.findall("GNU_RELRO|BIND_NOW|__stack_chk_fail|endbr64|bti", listing + code))
 
 
 def test_the_module_is_installed_or_built_into_its_host(tmp_path: Path) -> None:
@@ -48,3 +67,7 @@ def test_the_module_is_installed_or_built_into_its_host(tmp_path: Path) -> None:
         (utils / "process.py").write_text("get_subprocess_hidden_kwargs = dict\n")
         python(*command)
         assert python("-c", USE, cwd=host) == "{'a': [LineSpan(start=1, end=2, added=True)]}\n"
+        hardened = {"GNU_RELRO", "BIND_NOW", "__stack_chk_fail", LANDING_PAD}
+        assert protections(utils / BINARY) == hardened
+    # No call of the module's has a checked variant, so this one leaves no trace in the file.
+    assert "-D_FORTIFY_SOURCE=3" in (tmp_path / "cmake" / "build.ninja").read_text()
