@@ -69,7 +69,9 @@ def definitions(tree: ast.Module) -> Iterator[Definition]:
                 code, declaration = function_code(statement), function_declaration(statement)
                 yield Definition(f'function<{name}>("{name}")', code, declaration)
             case _:
-                sys.exit(f"line {statement.lineno} of the stub is not a definition that can be frozen")
+                sys.exit(
+                    f"line {statement.lineno} of the stub is not a definition that can be frozen"
+                )
 
 
 def module_code(statements: list[ast.stmt]) -> CodeType:

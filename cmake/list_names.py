@@ -17,7 +17,11 @@ def main(header: str, *sources: str) -> None:
     """Write the header."""
     texts = (Path(source).read_text(encoding="utf-8") for source in sources)
     names = sorted({name for text in texts for name in LITERAL.findall(text)})
-    lines = ["// Generated from the sources by list_names.py.", *(f'"{name}",' for name in names), ""]
+    lines = [
+        "// Generated from the sources by list_names.py.",
+        *(f'"{name}",' for name in names),
+        "",
+    ]
     Path(header).write_text("\n".join(lines), encoding="utf-8")
 
 

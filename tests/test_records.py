@@ -3,8 +3,10 @@
 import dataclasses
 from collections.abc import Callable
 from dataclasses import dataclass, fields, make_dataclass
+from functools import partial
 from types import FunctionType, SimpleNamespace
 from typing import Any
+from unittest.mock import MagicMock
 
 import pytest
 from changed_copies import assert_followed, unchanged_answers
@@ -23,11 +25,73 @@ def with_reversed_constructor(record: Any) -> type:
     return made
 
 
+def with_post_init(record: Any) -> type:
+    """The record class with a method that changes the first field of a new instance."""
+    first_field = next(iter(record.__annotations__))
+
+    def change_first_field(self: object) -> None:
+        object.__setattr__(self, first_field, ["changed", getattr(self, first_field)])
+
+    record.__post_init__ = change_first_field
+    return frozen(record)
+
+
+class ListingMeta(type):
+    """A metaclass whose classes, when called, list the arguments instead of making an instance."""
+
+    def __call__(cls, *values: object) -> object:
+        return [cls.__name__, *values]
+
+
+def with_metaclass(record: Any) -> type:
+    """The record class with a metaclass that decides what a call returns."""
+    return frozen(ListingMeta(record.__name__, (), dict(vars(record))))
+
+
+def with_default_factory(record: Any) -> type:
+    """The record class with one more field, whose value its constructor makes."""
+    record.__annotations__["tags"] = list
+    record.tags = dataclasses.field(default_factory=list)
+    return frozen(record)
+
+
+def with_default(record: Any) -> type:
+    """The record class with one more field, whose default is known to the constructor only."""
+    record.__annotations__["tag"] = str
+    record.tag = "none"
+    made = frozen(record)
+    del made.tag
+    return made
+
+
+def with_fewer_fields(record: Any) -> type:
+    """The record class without its last field."""
+    record.__annotations__.popitem()
+    return frozen(record)
+
+
+def function_of(record: Any) -> Callable[..., object]:
+    """A function that returns what it is called with."""
+    return lambda *values: (record.__name__, *values)
+
+
 # What a replacement for dataclass(frozen=True) at the import makes of a record class, and so binds
 # to its name.
 DECORATORS: dict[str, Decorator] = {
     "a class with a reversed constructor": with_reversed_constructor,
+    "a class with __post_init__": with_post_init,
+    "a class with a metaclass": with_metaclass,
+    "a class with a default_factory": with_default_factory,
+    "a class with one more default": with_default,
+    "a class with fewer fields": with_fewer_fields,
     "the undecorated class": lambda record: record,
+    "a partial with an argument": lambda record: partial(frozen(record), 5),
+    "a function": function_of,
+    "a MagicMock": lambda record: MagicMock(side_effect=function_of(record)),
+    "None": lambda _: None,
+    "a tuple": lambda _: (),
+    "a number": lambda _: 5,
+    "a str": lambda _: "class",
 }
 
 
@@ -44,6 +108,35 @@ def test_a_record_is_made_by_what_dataclass_returned(
 ) -> None:
     replace_dataclass(decorator)
     assert_followed(lambda _: None)
+
+
+SAME_RECORDS: dict[str, Decorator] = {
+    "a partial": lambda record: partial(frozen(record)),
+    "a class with __slots__": dataclass(frozen=True, slots=True),
+}
+
+
+@pytest.mark.parametrize("decorator", SAME_RECORDS.values(), ids=SAME_RECORDS)
+def test_something_else_may_make_the_same_records(
+    replace_dataclass: Callable[[Decorator], None], decorator: Decorator
+) -> None:
+    replace_dataclass(decorator)
+    assert_followed(lambda _: None, visible=False)
+
+
+@pytest.mark.parametrize(
+    "match_args", [5, None, "start", ("start", 5), ["start"], ("start", "end")], ids=repr
+)
+def test_match_args_matter_to_match_statements_only(
+    replace_dataclass: Callable[[Decorator], None], match_args: object
+) -> None:
+    def decorate(record: Any) -> type:
+        made = frozen(record)
+        made.__match_args__ = match_args
+        return made
+
+    replace_dataclass(decorate)
+    assert_followed(lambda _: None, visible=False)
 
 
 def swapped_constructor(record: Any) -> FunctionType:
