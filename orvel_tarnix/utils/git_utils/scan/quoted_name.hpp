@@ -15,7 +15,7 @@ NameForm cut_to_name(Units<Unit>& text) {
     if (!text.empty() && text.back() == '\t') {
         text = text.first(text.size() - 1);
     }
-    if (reads(text, "/dev/null")) {
+    if (spells(text, "/dev/null")) {
         return NameForm::none;
     }
     if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {

@@ -45,7 +45,7 @@ bool begins_with(Units<Unit> text, std::string_view prefix) {
 }
 
 template <class Unit>
-bool reads(Units<Unit> text, std::string_view other) {
+bool spells(Units<Unit> text, std::string_view other) {
     return text.size() == other.size() && begins_with(text, other);
 }
 
