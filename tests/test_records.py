@@ -70,6 +70,40 @@ def with_fewer_fields(record: Any) -> type:
     return frozen(record)
 
 
+def with_inherited_post_init(record: Any) -> type:
+    """The record class with a base class that has such a method."""
+
+    def overwrite_fields(self: object) -> None:
+        vars(self).update(dict.fromkeys(vars(self), "of the base"))
+
+    base = type("Base", (), {"__post_init__": overwrite_fields})
+    return frozen(type(record.__name__, (base,), dict(vars(record))))
+
+
+def with_property(record: Any) -> type:
+    """The record class with a property of its own for the first field."""
+    made = frozen(record)
+    first_field = fields(made)[0].name
+    setattr(made, first_field, property(lambda _: "of a property", lambda _self, _value: None))
+    return made
+
+
+def with_allocator(record: Any) -> type:
+    """The record class with a `__new__` that returns something else."""
+    record.__new__ = lambda cls, *values: (cls.__name__, *values)
+    return frozen(record)
+
+
+def with_setattr(record: Any) -> type:
+    """The record class, not frozen, with a `__setattr__` that its constructor calls."""
+
+    def store_list(self: object, name: str, value: object) -> None:
+        object.__setattr__(self, name, [value])
+
+    record.__setattr__ = store_list
+    return dataclass(record)
+
+
 def function_of(record: Any) -> Callable[..., object]:
     """A function that returns what it is called with."""
     return lambda *values: (record.__name__, *values)
@@ -84,6 +118,10 @@ DECORATORS: dict[str, Decorator] = {
     "a class with a default_factory": with_default_factory,
     "a class with one more default": with_default,
     "a class with fewer fields": with_fewer_fields,
+    "a class that inherits __post_init__": with_inherited_post_init,
+    "a class with a property": with_property,
+    "a class with __new__": with_allocator,
+    "a class with __setattr__": with_setattr,
     "the undecorated class": lambda record: record,
     "a partial with an argument": lambda record: partial(frozen(record), 5),
     "a function": function_of,
