@@ -52,7 +52,10 @@ def measure(*, duration: float = 2.0, least_rounds: int = 5, **sides: Call) -> M
 
 def _calibrate(call: Call) -> int:
     loops = 1
-    while (seconds := _time(call, loops, collector=True) * loops) < SHORTEST_SAMPLE:
+    # The least of three: any one can be interrupted, and would then seem long enough.
+    while (
+        seconds := loops * min(_time(call, loops, collector=True) for _ in range(3))
+    ) < SHORTEST_SAMPLE:
         loops = max(loops + 1, min(loops * 10, int(loops * SHORTEST_SAMPLE / seconds)))
     return loops
 
