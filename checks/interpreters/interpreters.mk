@@ -1,10 +1,10 @@
-# `make interpreters`: the tests and a search for races with interpreters that watch themselves: one
-# that counts every reference, one of these that has no global lock, and one without that lock that
-# the thread sanitizer watches. They come from Debian's source package, and stay in build/interpreters.
+# `make interpreters`: the tests, and a search for races, with three builds of CPython that check
+# themselves: one that counts all references, the same without the global lock, and one without that
+# lock and with the thread sanitizer. They are built from Debian's source package in build/interpreters.
 
 interpreters := $(CURDIR)/build/interpreters
 interpreter_kinds := debug free-threaded thread-sanitizer
-# Whatever runs on the machine beside this goes first.
+# The builds take an hour of one core: let other work on the machine go first.
 patiently := nice -n 15
 
 configured_debug := --with-pydebug
@@ -25,8 +25,8 @@ RACE_SECONDS ?= 15
 
 .PRECIOUS: $(interpreters)/%/built $(interpreters)/%/needs
 .PHONY: interpreters
-interpreters: tools .venv/made $(interpreter_kinds:%=$(interpreters)/%/module) ## test and look for races with CPythons that watch themselves (root of a Debian)
-	@$(venv_python) checks/interpreters/run.py $(interpreters) $(THREADS) $(RACE_SECONDS) \
+interpreters: tools .venv/made $(interpreter_kinds:%=$(interpreters)/%/module) ## test, and search for races, with CPythons that check themselves (Debian)
+	@$(venv_python) checks/interpreters/run.py $(interpreters) $(cpython_source) $(THREADS) $(RACE_SECONDS) \
 	    "$(interpreter_kinds)" $(addprefix --ignore=,$(tests_for_check))
 
 $(interpreters)/%/built: $(cpython_source)/unpacked

@@ -1,9 +1,10 @@
-"""Runs the tests and the races with the interpreters that watch themselves, and prints a table.
+"""Runs the tests and the races with interpreters that check themselves, and prints a table.
 
-    run.py INTERPRETERS THREADS SECONDS "KIND ..." [PYTEST-ARGUMENT ...]
+    run.py INTERPRETERS SOURCE THREADS SECONDS "KIND ..." [PYTEST-ARGUMENT ...]
 
-INTERPRETERS is the directory in which interpreters.mk has built one of each kind. Only the thread
-sanitizer reports races. One that the reference in plain Python shows as well is the interpreter's.
+INTERPRETERS is the directory in which interpreters.mk has built one of each kind from SOURCE. Only
+the thread sanitizer reports races. A race is ours if one of the two accesses is in our code; one
+that the reference in plain Python has as well is the interpreter's.
 """
 
 import os
@@ -13,12 +14,13 @@ import sys
 import time
 from dataclasses import dataclass
 from pathlib import Path
+from typing import Self
 
 MODES = ("calls", "names", "tables", "lists", "classes", "garbage")
 NATIVE, REFERENCE = "orvel_tarnix.utils.git_utils", "plain_python"
-# CPython 3.13 itself ends when it has no memory: with assertions where it loses an exception,
-# without the lock where it makes a list. And once it has had a second thread, as the test run has,
-# the one without the lock keeps modules, functions and classes for ever.
+# CPython 3.13 itself aborts when it runs out of memory: with assertions where it loses an exception,
+# without the lock where it creates a list. And once a second thread has run, as in the test run, the
+# build without the lock never frees modules, functions and classes.
 CRASHES = "tests/test_leaks.py::test_any_allocation_of_a_call_may_fail_and_nothing_keeps_references"
 KEEPS = "tests/test_namespace.py::test_an_unused_copy_is_collected"
 LEFT_OUT = {"debug": [CRASHES], "free-threaded": [CRASHES, KEEPS]}
@@ -26,30 +28,51 @@ LEFT_OUT["thread-sanitizer"] = LEFT_OUT["free-threaded"]
 ROW = "{:17}{:11}{:>8}{:>9}{:>6}{:>8}{:>11}  {}"
 
 
+# A frame of a report: the function, its source and the file that it was loaded from. In the
+# interpreter's file the functions of the sanitizer's runtime, such as memcpy, have no source.
+FRAME = re.compile(r"#\d+ (.+) (\S+) \((\S+)\+0x[0-9a-f]+\)")
+MODULE_FILE = "git_utils.cpython"
+
+
 @dataclass(frozen=True)
 class Report:
-    """What the thread sanitizer says: the two places that met, and whether our code led there."""
+    """A race that the thread sanitizer found: where it is, and whether one access is our code's."""
 
     places: frozenset[str]
-    in_module: bool
+    is_ours: bool
+
+    @classmethod
+    def parse(cls, text: str) -> Self:
+        """The innermost frames of both accesses outside the runtime."""
+        # The two accesses come first, then the stacks that created the memory and the threads.
+        stacks = [FRAME.findall(stack) for stack in text.strip().split("\n\n")[:2]]
+        outside = [
+            [frame for frame in stack if frame[1] != "<null>" or MODULE_FILE in frame[2]]
+            for stack in stacks
+        ]
+        # The sanitizer has no stack for an access that was too long ago.
+        frames = [stack[0] for stack in outside if stack]
+        places = frozenset(function for function, _, _ in frames)
+        return cls(places, any(MODULE_FILE in file for _, _, file in frames))
 
 
 class Interpreter:
-    """One of the interpreters, and what was seen with it."""
+    """One of the interpreters, and what its runs showed."""
 
-    def __init__(self, interpreters: Path, kind: str) -> None:
+    def __init__(self, interpreters: Path, source: Path, kind: str) -> None:
         self.kind = kind
         self.python = interpreters / kind / "venv" / "bin" / "python"
         self.logs = interpreters / kind / "logs"
         self.logs.mkdir(exist_ok=True)
-        known = interpreters / "source" / "Tools" / "tsan" / "suppressions_free_threading.txt"
-        self.options = f"exitcode=0 suppressions={known}"
+        known = source / "Tools" / "tsan" / "suppressions_free_threading.txt"
+        # Like malloc, the runtime returns null where memory is exhausted.
+        self.options = f"exitcode=0 allocator_may_return_null=1 suppressions={known}"
         self.options += " external_symbolizer_path=/usr/lib/llvm-19/bin/llvm-symbolizer"
         self.interpreters_own: set[frozenset[str]] = set()
         self.is_good = True
 
     def run(self, name: str, *args: str, **environment: str) -> tuple[int, str]:
-        """How a run ended and what it printed; that and its reports stay in logs of its name."""
+        """The exit code and output of a run; logs of its name keep the output and the reports."""
         for old in self.logs.glob(f"{name}.*"):
             old.unlink()
         options = {"TSAN_OPTIONS": f"{self.options} log_path={self.logs}/{name}.report"}
@@ -67,27 +90,24 @@ class Interpreter:
 
     def reports(self, name: str) -> list[Report]:
         """The reports of a run and of the processes that it started."""
-        found = []
-        for log in self.logs.glob(f"{name}.report.*"):
-            for text in log.read_text().split("=" * 18):
-                # The two accesses come first, then where the memory and the threads are from.
-                accesses = "\n".join(text.strip().split("\n\n")[:2])
-                if "WARNING: ThreadSanitizer" in text:
-                    places = frozenset(re.findall(r"#0 (\S+)", accesses))
-                    found.append(Report(places, "git_utils.cpython" in accesses))
-        return found
+        texts = [
+            text
+            for log in self.logs.glob(f"{name}.report.*")
+            for text in log.read_text().split("=" * 18)
+        ]
+        return [Report.parse(text) for text in texts if "WARNING: ThreadSanitizer" in text]
 
     def show(self, name: str, threads: object, seconds: object, said: str, *, good: bool) -> None:
         """Print a row of the table."""
         reports = self.reports(name)
         with_reference = [each for each in reports if each.places in self.interpreters_own]
-        ours = [each for each in reports if each.in_module and each not in with_reference]
+        ours = [each for each in reports if each.is_ours and each not in with_reference]
         counts = len(ours), len(reports) - len(ours), len(with_reference)
         print(ROW.format(self.kind, name, threads, seconds, *counts, said), flush=True)
         self.is_good = self.is_good and good and not ours
 
     def race(self, name: str, module: str, *args: str) -> None:
-        """Call every function of the module in the modes that are named."""
+        """Call every function of the module in the given mode."""
         script, path = "checks/interpreters/races.py", "reference:tests:."
         code, output = self.run(name, script, module, *args, PYTHONPATH=path)
         if module == REFERENCE:
@@ -104,10 +124,12 @@ class Interpreter:
         self.show("tests", 2, round(time.monotonic() - started), summary, good=code == 0)
 
 
-def main(interpreters: str, threads: str, seconds: str, kinds: str, *selection: str) -> int:
+def main(
+    interpreters: str, source: str, threads: str, seconds: str, kinds: str, *selection: str
+) -> int:
     """Print a row for each run; 1 when something failed or a report is about our code."""
     print(ROW.format("build", "run", "threads", "seconds", "ours", "others", "(known)", ""))
-    seen = [Interpreter(Path(interpreters), kind) for kind in kinds.split()]
+    seen = [Interpreter(Path(interpreters), Path(source), kind) for kind in kinds.split()]
     for each in seen:
         for mode in MODES:
             if each.kind == "thread-sanitizer":
