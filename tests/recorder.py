@@ -53,12 +53,9 @@ def recording_method(kind: type, name: str) -> Callable[..., object]:
     method = getattr(kind, name)
 
     def call(self: object, *args: object, **keywords: object) -> object:
-        # Which arguments a special method gets follows from the statement.
-        shown = "" if name.startswith("__") else args
-        events.record(f"{kind.__name__}.{name}{shown}")
+        events.record(f"{kind.__name__}.{name}{args}")
         result = method(self, *args, **keywords)
         if kind is str and isinstance(result, list | tuple):
-            # All parts get one name: which of them is used next is shown by the text of its uses.
             return [recorded(each, f"{name}()[]") for each in result]
         return recorded(result, f"{kind.__name__}.{name}()")
 
@@ -76,7 +73,7 @@ def recording_type(kind: type) -> type:
 
 
 class Recorder:
-    """Stands for an object of any other type, and hands on what is done to it."""
+    """Stands for an object of any other type: records what is done to it and does it there."""
 
     def __init__(self, value: object, name: str) -> None:
         self.value = value
@@ -88,7 +85,7 @@ class Recorder:
     def hand_on(
         self, use: str, function: Callable[..., object], *args: object, **keywords: object
     ) -> Any:
-        """Record the use, call the function with what the arguments stand for, record the rest."""
+        """Record the use, and return a recorded result of what the arguments stand for."""
         events.record(f"{self.name}{use}")
         result = function(*map(unrecorded, args), **keywords)
         return recorded(result, f"{self.name}{use}")
@@ -125,14 +122,16 @@ def unrecorded(value: object) -> object:
 
 
 def recorded(value: object, name: str) -> object:
-    """The same object, but recording."""
-    is_error_class = isinstance(value, type) and issubclass(value, BaseException)
-    if isinstance(value, LEFT_ALONE) or (is_error_class and name != "GitError"):
+    """An object that stands for the value and records its uses."""
+    if isinstance(value, LEFT_ALONE) or value is NotImplemented:
         return value
+    is_exception_class = isinstance(value, type) and issubclass(value, BaseException)
+    if is_exception_class and name != "GitError":
+        return value  # an except clause takes nothing else; GitError is only called
     if type(value) in {list, tuple}:
         value = type(value)(recorded(each, f"{name}[]") for each in value)
     if type(value) in SUBCLASSED:
         return recording_type(type(value))(value)
-    return (
-        value if isinstance(value, SUBCLASSED) or value is NotImplemented else Recorder(value, name)
-    )
+    if isinstance(value, SUBCLASSED):
+        return value  # of a subclass, so it records already or is odd itself
+    return Recorder(value, name)

@@ -32,6 +32,7 @@ from odd_objects import (
     OtherItems,
     ShiftedText,
     StoredKeywords,
+    Triple,
     UnmakeableError,
 )
 
@@ -201,6 +202,7 @@ OTHER_VALUES: dict[str, dict[str, object]] = {
         "a list": returning(["", " \n\xa0", True]),
         "a str for a code": returning(("", "", "0")),
         "success with empty text": returning(("", "", 0)),
+        "an object with [] only": returning(Triple()),
         "a dict of three keys": returning({"a": 1, "b": 2, "c": 0}),
         "an empty tuple": returning(()),
         "a tuple of four": returning(("a", "", 0, 0)),

@@ -89,103 +89,104 @@ class Branch(str, Enum):  # noqa: UP042 - a StrEnum would be written as its char
 
 
 class Query(NamedTuple):
-    """The arguments of a query, and the git commands it runs, as one would type them in a shell."""
+    """A query, the git commands it runs, as typed in a shell, and whether git fails each time."""
 
     name: str
     arguments: dict[str, Any]
-    commands: list[str]
-    exit_code: int = 0
+    commands: tuple[str, ...]
+    git_fails: bool
+
+
+def query(name: str, /, *commands: str, git_fails: bool = False, **arguments: Any) -> Query:
+    return Query(name, arguments, commands, git_fails)
 
 
 RAW_DIFF = "diff --raw --numstat -M -z --no-textconv"
-RAW_LOG = "--no-show-signature --format=%x1e%ct --raw --numstat -M -z"
-PATCH = (
-    "-c core.quotepath=off --literal-pathspecs diff --no-color --no-ext-diff --no-textconv "
-    "--no-prefix -M -U0"
-)
+LOG = "log '--since=2026-09-01 07:05:09'"
+LOG_OPTIONS = "--no-show-signature --format=%x1e%ct --raw --numstat -M -z"
+PATCH = "-c core.quotepath=off --literal-pathspecs diff --no-color --no-ext-diff --no-textconv"
+PATCH += " --no-prefix -M -U0"
 MOMENT = datetime(2026, 9, 1, 7, 5, 9, 999999, timezone(timedelta(hours=5)))
 QUERIES = {
-    "the branch": Query("resolve_display_branch", {}, ["branch --show-current"]),
-    "the short head": Query("get_head_commit", {"short": "no"}, ["rev-parse --short HEAD"]),
-    "the long head": Query("get_head_commit", {"short": 0}, ["rev-parse HEAD"]),
-    "the default branch": Query(
+    "the branch": query("resolve_display_branch", "branch --show-current"),
+    "the short head": query("get_head_commit", "rev-parse --short HEAD", short="no"),
+    "the long head": query("get_head_commit", "rev-parse HEAD", short=0),
+    "the default branch": query(
         "get_default_branch",
-        {},
-        [
-            "symbolic-ref refs/remotes/origin/HEAD",
-            "rev-parse --verify main",
-            "rev-parse --verify master",
-        ],
-        exit_code=1,
+        "symbolic-ref refs/remotes/origin/HEAD",
+        "rev-parse --verify main",
+        "rev-parse --verify master",
+        git_fails=True,
     ),
-    "a branch of odd characters": Query(
+    "a branch of odd characters": query(
         "branch_exists",
-        {"branch": " -a"},
-        ["rev-parse --verify ' -a'", "rev-parse --verify 'origin/ -a'"],
-        exit_code=1,
+        "rev-parse --verify ' -a'",
+        "rev-parse --verify 'origin/ -a'",
+        branch=" -a",
+        git_fails=True,
     ),
-    "an empty branch": Query(
+    "an empty branch": query(
         "branch_exists",
-        {"branch": ""},
-        ["rev-parse --verify ''", "rev-parse --verify origin/"],
-        exit_code=1,
+        "rev-parse --verify ''",
+        "rev-parse --verify origin/",
+        branch="",
+        git_fails=True,
     ),
-    "a branch of origin": Query(
-        "branch_exists", {"branch": "origin/a"}, ["rev-parse --verify origin/a"], exit_code=1
+    "a branch of origin": query(
+        "branch_exists", "rev-parse --verify origin/a", branch="origin/a", git_fails=True
     ),
-    "a branch of an enumeration": Query(
+    "a branch of an enumeration": query(
         "branch_exists",
-        {"branch": Branch.MAIN},
-        ["rev-parse --verify main", "rev-parse --verify origin/main"],
-        exit_code=1,
+        "rev-parse --verify main",
+        "rev-parse --verify origin/main",
+        branch=Branch.MAIN,
+        git_fails=True,
     ),
-    "a commit of odd characters": Query(
-        "resolve_commit", {"name": " main"}, ["rev-parse --verify --quiet ' main^{commit}'"]
+    "a commit of odd characters": query(
+        "resolve_commit", "rev-parse --verify --quiet ' main^{commit}'", name=" main"
     ),
-    "a commit of an enumeration": Query(
-        "resolve_commit", {"name": Branch.MAIN}, ["rev-parse --verify --quiet main^{commit}"]
+    "a commit of an enumeration": query(
+        "resolve_commit", "rev-parse --verify --quiet main^{commit}", name=Branch.MAIN
     ),
-    "a commit that looks like an option": Query("resolve_commit", {"name": "--all"}, []),
-    "a commit without a name": Query("resolve_commit", {"name": ""}, []),
-    "None for a commit": Query("resolve_commit", {"name": None}, []),
-    "a count of commits": Query(
-        "count_commits", {"base": "-a", "head": "b "}, ["rev-list --count '-a..b '"]
+    "a commit that looks like an option": query("resolve_commit", name="--all"),
+    "a commit without a name": query("resolve_commit", name=""),
+    "None for a commit": query("resolve_commit", name=None),
+    "a count": query("count_commits", "rev-list --count '-a..b '", base="-a", head="b "),
+    "a count between an enumeration and a number": query(
+        "count_commits", "rev-list --count main..5", base=Branch.MAIN, head=5
     ),
-    "a count between an enumeration and a number": Query(
-        "count_commits", {"base": Branch.MAIN, "head": 5}, ["rev-list --count main..5"]
+    "a commit before a moment": query(
+        "commit_before", "rev-list -1 '--before=2026-09-01 07:05:09' -x", ref="-x", moment=MOMENT
     ),
-    "a commit before a moment": Query(
-        "commit_before",
-        {"ref": "-x", "moment": MOMENT},
-        ["rev-list -1 '--before=2026-09-01 07:05:09' -x"],
+    "changed files": query("diff_file_changes", f"{RAW_DIFF} '-a...b c'", base="-a", head="b c"),
+    "changed files between enumerations": query(
+        "diff_file_changes", f"{RAW_DIFF} main...origin/x", base=Branch.MAIN, head=Branch.OTHER
     ),
-    "changed files": Query(
-        "diff_file_changes", {"base": "-a", "head": "b c"}, [f"{RAW_DIFF} '-a...b c'"]
-    ),
-    "changed files between enumerations": Query(
-        "diff_file_changes",
-        {"base": Branch.MAIN, "head": Branch.OTHER},
-        [f"{RAW_DIFF} main...origin/x"],
-    ),
-    "no commits of HEAD": Query(
+    "no commits of HEAD": query(
         "log_commit_changes",
-        {"since": MOMENT, "ref": None, "max_commits": 0},
-        [f"log '--since=2026-09-01 07:05:09' --max-count=0 {RAW_LOG}"],
+        f"{LOG} --max-count=0 {LOG_OPTIONS}",
+        since=MOMENT,
+        ref=None,
+        max_commits=0,
     ),
-    "commits of an empty name": Query(
+    "commits of an empty name": query(
         "log_commit_changes",
-        {"since": MOMENT, "ref": "", "max_commits": "-5"},
-        [f"log '--since=2026-09-01 07:05:09' --max-count=-5 {RAW_LOG} ''"],
+        f"{LOG} --max-count=-5 {LOG_OPTIONS} ''",
+        since=MOMENT,
+        ref="",
+        max_commits="-5",
     ),
-    "lines since the merge base": Query(
-        "diff_line_spans",
-        {"base": "a", "head": "b", "merge_base": 1},
-        [f"{PATCH} --diff-filter=MR a...b"],
+    "lines since the merge base": query(
+        "diff_line_spans", f"{PATCH} --diff-filter=MR a...b", base="a", head="b", merge_base=1
     ),
-    "lines of some paths": Query(
+    "lines of some paths": query(
         "diff_line_spans",
-        {"base": "a", "head": "b", "merge_base": [], "paths": "xy", "diff_filter": Branch.MAIN},
-        [f"{PATCH} --diff-filter=main a b -- x y"],
+        f"{PATCH} --diff-filter=main a b -- x y",
+        base="a",
+        head="b",
+        merge_base=[],
+        paths="xy",
+        diff_filter=Branch.MAIN,
     ),
 }
 
@@ -194,6 +195,6 @@ QUERIES = {
 def test_each_query_runs_exactly_these_commands(
     either: ModuleType, answer_runs: AnswerRuns, query: Query
 ) -> None:
-    calls = answer_runs(*[("", "", query.exit_code) for _ in query.commands])
+    calls = answer_runs(*[("", "", int(query.git_fails)) for _ in query.commands])
     getattr(either, query.name)(Path("r"), **query.arguments)
     assert [call.args[1] for call in calls] == list(map(shlex.split, query.commands))
