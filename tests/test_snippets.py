@@ -42,7 +42,7 @@ PUBLIC_FUNCTIONS = re.findall(r"(?m)^def ([a-z]\w*)", STUB.read_text("utf-8"))
 
 def test_each_public_function_has_a_snippet_in_functions_md() -> None:
     code = "".join(code for _, code, _ in SNIPPETS["functions.md"])
-    missing = [name for name in PUBLIC_FUNCTIONS if f"git_utils.{name}(" not in code]
+    missing = ", ".join(name for name in PUBLIC_FUNCTIONS if f"git_utils.{name}(" not in code)
     assert not missing, (
         f"docs/functions.md has no snippet that calls {missing}: add a section there"
     )
