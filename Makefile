@@ -93,7 +93,7 @@ build/demo/module: $(sources) build/made-by
 
 # Tests of the examples whose libraries are large: `make check` runs them, and `make test` where TESTS
 # names one of them.
-tests_for_check := $(wildcard tests/test_many_repositories.py tests/test_changed_findings.py)
+tests_for_check := tests/test_cluster.py
 groups_for_check := .venv/group-examples .venv/group-check
 
 .PHONY: test

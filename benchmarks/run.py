@@ -11,7 +11,7 @@ from itertools import chain
 from pathlib import Path
 
 import memory
-from example_rows import example_rows, peak_figures
+from example_rows import example_figures, example_rows
 from function_rows import function_rows
 from growth_rows import growth_rows
 from import_row import import_row
@@ -50,7 +50,7 @@ def main() -> None:
     rows = _print_rows(selected or groups.values())
     summary = misses(rows)
     if not selected:
-        summary += f"\n{memory.figures()}\n{peak_figures(BUILD / 'clones')}"
+        summary += f"\n{memory.figures()}\n{example_figures(BUILD / 'clones')}"
         _publish(f"{markdown(rows)}\n{summary}")
     print(summary)
 

@@ -16,11 +16,15 @@ from dataclasses import asdict
 from datetime import datetime
 from pathlib import Path
 
-from branch_facts import Report, ReportError, gather
-from command_line import columns, forbid_fetching, run
-from report_text import cut, report_lines
+from report.facts import Report, by_size
+from report.gather import gather, line_counts
+from report.text import report_lines
+from shared.program import ProgramError, forbid_fetching, run, write_whole
+from shared.terminal import columns, cut
 
-from orvel_tarnix.utils.git_utils import TIME_SPEC_FORMS
+from orvel_tarnix.utils.git_utils import TIME_SPEC_FORMS, GitError
+
+MOST_FILES = 100  # that the page shows
 
 
 def main() -> int:
@@ -32,7 +36,7 @@ def main() -> int:
     if options.since and report.compares_branch:
         print("branch_report: a branch is compared, so --since is not used", file=sys.stderr)
     if options.html:
-        options.html.write_text(_page(report), "utf-8", "replace")
+        write_whole(options.html, _page(report))
     for line in _output(report, options):
         print(line)
     return 0
@@ -59,10 +63,11 @@ def _output(report: Report, options: argparse.Namespace) -> Iterator[str]:
 
 def _page(report: Report) -> str:
     try:
-        from report_page import report_page  # noqa: PLC0415 - the other reports need no Jinja2
+        from report.page import report_page  # noqa: PLC0415 - the other reports need no Jinja2
     except ModuleNotFoundError as error:
-        raise ReportError("--html needs Jinja2: python -m pip install jinja2") from error
-    return report_page(report)
+        raise ProgramError("--html needs Jinja2: python -m pip install jinja2") from error
+    largest = by_size(report.files)[:MOST_FILES]
+    return report_page(report, largest, line_counts(report, largest))
 
 
 def _options() -> argparse.Namespace:
@@ -87,4 +92,4 @@ def _options() -> argparse.Namespace:
 
 
 if __name__ == "__main__":
-    run("branch_report", main)
+    run("branch_report", main, GitError)

@@ -1,18 +1,26 @@
 """Findings in SARIF, of which those on the lines that a branch touched are left."""
 
 import json
+import os
+import resource
+import signal
 from functools import partial
 from typing import Any
 
 import pytest
-from conftest import Repository, Run
+from conftest import EXAMPLES, Repository, Run, Start
 
 MOVED = [f"new/{number:0120}.py" for number in range(150)]  # more names than a run of git gets
 FILES = ["src/a.py", "src/lib/ä%.py", *MOVED]
-FOLDERS = {"SRC": {"uri": "file://{root}/src"}, "LIB": {"uri": "lib", "uriBaseId": "SRC"}}
 RUN = {
-    "tool": {"driver": {"rules": [{"id": "R0"}, {"id": "R1"}]}},
-    "originalUriBaseIds": FOLDERS | {"LOOP": {"uriBaseId": "LOOP"}},
+    "tool": {
+        "driver": {"rules": [{"id": "R0"}, {"id": "R1", "defaultConfiguration": {"level": "note"}}]}
+    },
+    "originalUriBaseIds": {
+        "SRC": {"uri": "file://{root}/src"},
+        "LIB": {"uri": "lib", "uriBaseId": "SRC"},
+        "LOOP": {"uriBaseId": "LOOP"},
+    },
     "artifacts": [{}, {"location": {"uri": "a.py", "uriBaseId": "SRC"}}],
 }
 
@@ -20,49 +28,91 @@ RUN = {
 def ten_lines(name: str, *, changed: bool) -> str:
     """The lines of a file of that name, or with lines 3 and 4 others and without line 8."""
     lines = [f"{number} of {name}\n" for number in range(1, 11)]
-    return "".join([*lines[:2], "new\n" * 2, *lines[4:7], *lines[8:]] if changed else lines)
+    if changed:
+        lines[2:4] = ["new\n", "new\n"]
+        del lines[7]
+    return "".join(lines)
 
 
 @pytest.fixture
-def run(run: Run, repository: Repository) -> Run:
-    """Filter findings in a branch that touched most files, and moved 150 of them."""
+def project(repository: Repository) -> Repository:
+    """A branch that touched most files and moved 150 of them."""
     old = {name.replace("new/", "old/"): ten_lines(name, changed=False) for name in FILES}
     repository.commit(old)
     repository.git("checkout", "--quiet", "-b", "topic")
-    new = {name: ten_lines(name, changed=True) for name in FILES} | {"fresh.py": "1\n"}
-    repository.commit(dict.fromkeys(old) | new)
-    return partial(run, "changed_findings.py", repository.root, "-")
+    new = {name: ten_lines(name, changed=True) for name in FILES}
+    repository.commit(dict.fromkeys(old) | new | {"fresh.py": "1\n"})
+    return repository
 
 
-def document(results: list[Any]) -> str:
-    return json.dumps({"version": "2.1.0", "runs": [RUN | {"results": results}]})
+@pytest.fixture
+def run(run: Run, project: Repository) -> Run:
+    """Filter findings that are given on standard input."""
+    return partial(run, "changed_findings.py", project.root, "-")
 
 
-def result(uri: str | None, line: int = 0, base: str = "", end: int | None = None) -> Any:
+def document(results: list[Any], root: object = "") -> str:
+    """A document of one run with these results, for a repository at that root."""
+    text = json.dumps({"version": "2.1.0", "runs": [RUN | {"results": results}]})
+    return text.replace("{root}", str(root))
+
+
+def result(
+    uri: str | None, line: int | None = None, *, base: str = "", end: int | None = None
+) -> Any:
+    """A result at a line of a file, at lines up to an end, or at the whole file.
+
+    Without a name the file is that of an artifact.
+    """
     file = ({"uri": uri} if uri else {"index": 1}) | ({"uriBaseId": base} if base else {})
     region = {"region": {"startLine": line, "endLine": end or line}} if line else {}
     place = {"physicalLocation": {"artifactLocation": file} | region}
     return {"ruleId": "E1", "message": {"text": f"about\n{uri}"}, "locations": [place]}
 
 
-NAMES = [("./src/../src/a.py", 3), ("file://{root}/src/lib/%C3%A4%25.py", 3), (None, 3)]
-BASES = [("a.py", 3, "SRC"), ("ä%25.py", 3, "LIB"), ("src/a.py", 3, "LOOP"), ("src/a.py", 3, "?")]
-LINES = [("src/a.py", 1, "", 3), ("src/a.py", 4), ("src/a.py", 7), ("src/a.py",), ("fresh.py", 1)]
-OTHER_LINES = [("src/a.py", 1, "", 2), ("src/a.py", 5), ("src/a.py", 8)]
-OTHER_PLACES = ["../", "old/", "file:///", "file://host{root}/", "https://localhost{root}/"]
+TOUCHED = {
+    "a name with dots": result("./src/../src/a.py", 3),
+    "an absolute URI with escapes": result("file://{root}/src/lib/%C3%A4%25.py", 3),
+    "an artifact": result(None, 3),
+    "a base": result("a.py", 3, base="SRC"),
+    "a base relative to another": result("ä%25.py", 3, base="LIB"),
+    "a base relative to itself": result("src/a.py", 3, base="LOOP"),
+    "an unknown base": result("src/a.py", 3, base="?"),
+    "a region that ends on a touched line": result("src/a.py", 1, end=3),
+    "the last of the touched lines": result("src/a.py", 4),
+    "the line above a deletion": result("src/a.py", 7),
+    "the whole file": result("src/a.py"),
+    "a new file": result("fresh.py", 1),
+}
+UNTOUCHED = {
+    "a region before": result("src/a.py", 1, end=2),
+    "a line between": result("src/a.py", 5),
+    "a line after": result("src/a.py", 8),
+    "a file outside": result("../src/a.py", 3),
+    "a name from before the move": result("old/src/a.py", 3),
+    "a path of another root": result("file:///src/a.py", 3),
+    "a file of another host": result("file://host{root}/src/a.py", 3),
+    "another scheme": result("https://localhost{root}/src/a.py", 3),
+}
 
 
-def test_touched_lines_are_told_by_every_kind_of_name(run: Run, repository: Repository) -> None:
-    touched = [result(*case) for case in NAMES + BASES + LINES]
-    untouched = [result(*case) for case in OTHER_LINES]
-    untouched += [result(f"{place}src/a.py", 3) for place in OTHER_PLACES]
-    root, out = str(repository.root), repository.root / "out"
-    given = document(untouched + touched).replace("{root}", root)
-    code, told, complaint = run(f"--sarif={out}", given=given)
-    assert (code, told.count("\n"), complaint) == (1, len(touched), "")
-    left = out.read_text().replace(root, "{root}")
-    assert json.loads(left)["runs"][0]["results"] == touched
-    assert run(given=document(untouched).replace("{root}", root)) == (0, "", "")
+@pytest.mark.parametrize("case", TOUCHED)
+def test_a_finding_on_touched_lines_is_kept(run: Run, project: Repository, case: str) -> None:
+    code, lines, complaint = run(given=document([TOUCHED[case]], project.root))
+    assert (code, lines.count("\n"), complaint) == (1, 1, "")
+
+
+@pytest.mark.parametrize("case", UNTOUCHED)
+def test_a_finding_elsewhere_is_dropped(run: Run, project: Repository, case: str) -> None:
+    assert run(given=document([UNTOUCHED[case]], project.root)) == (0, "", "")
+
+
+def test_the_document_keeps_what_is_left_as_it_was(run: Run, project: Repository) -> None:
+    out = project.root / "out"
+    both = [*UNTOUCHED.values(), *TOUCHED.values()]
+    run(f"--sarif={out}", given=document(both, project.root))
+    left = json.loads(out.read_text().replace(str(project.root), "{root}"))
+    assert left["runs"][0] == RUN | {"results": [*TOUCHED.values()]}
 
 
 def test_moved_files_keep_their_old_lines_in_every_run_of_git(run: Run) -> None:
@@ -71,24 +121,104 @@ def test_moved_files_keep_their_old_lines_in_every_run_of_git(run: Run) -> None:
     assert lines == [f"{name}:3:  E1:  about {name}" for name in MOVED]
 
 
+RULES = {
+    "LONG1:": {"ruleId": "LONG1"},
+    "E2:   ": {"ruleId": None, "rule": {"id": "E2"}},
+    "R1:   ": {"ruleId": None, "ruleIndex": 1},
+    "R0:   ": {"ruleId": None, "rule": {"index": 0}},
+    "-:    ": {"ruleId": None},
+}
+
+
 def test_rules_are_named_in_any_way_and_columns_are_aligned(run: Run) -> None:
-    named = [{"ruleId": "LONG1"}, {"rule": {"id": "E2"}}, {"ruleIndex": 1}, {"rule": {"index": 0}}]
-    results = [result("src/a.py", 3) | {"ruleId": None} | name for name in [*named, {}]]
-    rules = ["LONG1:", "E2:   ", "R1:   ", "R0:   ", "-:    "]
-    told = "".join(f"src/a.py:3:  {rule}  about src/a.py\n" for rule in rules)
-    assert run(given=document(results)) == (1, told, "")
+    results = [result("src/a.py", 3) | rule for rule in RULES.values()]
+    lines = "".join(f"src/a.py:3:  {name}  about src/a.py\n" for name in RULES)
+    assert run(given=document(results)) == (1, lines, "")
+
+
+ANNOTATIONS = {
+    "::error file=src/a.py,line=3,title=E1::100%25,%0D%0Anext: \\x1b[2J": {
+        "level": "error",
+        "message": {"text": "100%,\r\nnext: \x1b[2J"},
+    },
+    "::warning file=src/a.py,line=3,title=a%3Ab%2Cc%25::m": {"ruleId": "a:b,c%"},
+    "::notice file=src/a.py,line=3,title=E1::m": {"level": "none"},
+    "::notice file=src/a.py,line=3,title=R1::m": {"ruleId": None, "ruleIndex": 1},
+}
+
+
+@pytest.mark.parametrize("command", ANNOTATIONS)
+def test_annotations_are_escaped_workflow_commands(run: Run, command: str) -> None:
+    finding = result("src/a.py", 3) | {"message": {"text": "m"}} | ANNOTATIONS[command]
+    assert run("--format=github", given=document([finding])) == (1, f"{command}\n", "")
+
+
+def test_a_tag_does_not_hide_the_default_branch(run: Run, project: Repository) -> None:
+    project.git("tag", "main", "topic")
+    assert run(given=document([result("src/a.py", 3)]))[0] == 1
+
+
+def test_findings_are_left_where_no_commit_is_in_common(run: Run, project: Repository) -> None:
+    alone = project.git("commit-tree", "-m", "alone", "topic^{tree}").strip()
+    both = document([result("src/a.py", 3), result("src/a.py", 5)])
+    expected = (1, "src/a.py:3:  E1:  about src/a.py\n", "")
+    assert run(f"--head={alone}", given=both) == expected
 
 
 UNREADABLE = {
     "[" * 100_000: "no JSON: ",
     "[]": "no SARIF: it has no list of runs",
     '{"runs": [], "version": "2.0.0"}': "SARIF 2.1.0 is read, not '2.0.0'",
-    '{"runs": [{"tool": {"driver": {}}, "results": [{"locations": 1}]}], "version": "2.1.0"}': "no",
+    '{"runs": [{"tool": {"driver": {}}, "results": [{"locations": 1}]}], "version": "2.1.0"}': (
+        "no SARIF: TypeError in a run: "
+    ),
+    document([result("src/a.py", 3) | {"message": {"text": 1}}]): (
+        "no SARIF: TypeError in a run: 1 is not a string"
+    ),
 }
 
 
-def test_what_is_no_sarif_gets_one_line(run: Run) -> None:
-    for text, reason in UNREADABLE.items():
-        code, told, complaint = run(given=text)
-        assert (code, told, complaint.count("\n")) == (2, "", 1)
-        assert complaint.startswith(f"changed_findings: -: {reason}")
+@pytest.mark.parametrize("text", UNREADABLE, ids=[*UNREADABLE.values()])
+def test_anything_but_sarif_gets_one_line(run: Run, text: str) -> None:
+    code, lines, complaint = run(given=text)
+    assert (code, lines) == (2, "")
+    assert complaint.startswith(f"changed_findings: -: {UNREADABLE[text]}")
+    assert complaint.count("\n") == 1
+
+
+@pytest.mark.parametrize(("stream", "name"), [(0, "input"), (1, "output")])
+def test_a_closed_stream_gets_one_line(
+    start: Start, project: Repository, stream: int, name: str
+) -> None:
+    program = start(
+        EXAMPLES / "changed_findings.py",
+        project.root,
+        "-",
+        preexec_fn=partial(os.close, stream),
+    )
+    _, complaint = program.communicate()
+    assert program.returncode == 2
+    assert complaint == f"changed_findings: standard {name} is closed\n"
+
+
+def test_a_full_disk_keeps_the_document_that_was_there(run: Run, project: Repository) -> None:
+    out = project.root / "out"
+    out.write_text("before")
+    many = document([result("src/a.py", 3)] * 100)
+    code, _, complaint = run(f"--sarif={out}", given=many, preexec_fn=allow_small_files_only)
+    assert (code, complaint) == (2, "changed_findings: [Errno 27] File too large\n")
+    assert out.read_text() == "before"
+    assert [*project.root.glob(".out*")] == []
+
+
+def test_a_device_is_written_to_and_not_replaced(run: Run) -> None:
+    finding = document([result("src/a.py", 3)])
+    code, lines, _ = run("--sarif=/dev/stdout", given=finding)
+    assert code == 1
+    assert json.loads(lines.splitlines()[0])["version"] == "2.1.0"
+
+
+def allow_small_files_only() -> None:
+    """Let a write fail as on a full disk."""
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))

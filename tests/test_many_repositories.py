@@ -1,139 +1,331 @@
-"""Many repositories, asked through real schedulers and workers in processes of their own."""
+"""Many repositories, asked by threads of one process."""
 
 import json
 import os
 import re
 import shutil
 import signal
-from functools import partial
+import termios
+import time
 from pathlib import Path
+from typing import Any
 
 import pytest
-from conftest import EXAMPLES, FakeGit, Repository, Start
+from conftest import EXAMPLES, FakeGit, Repository, Run, Start
+from python_process import PROCESS_LIMIT
 
 SCRIPT = EXAMPLES / "many_repositories.py"
-RUN = "import runpy, sys; del sys.argv[0]; runpy.run_module(sys.argv[0], run_name='__main__')"
-WITHOUT_MODULE = f"import sys; sys.modules['orvel_tarnix'] = None; {RUN}"
-LOSING = f"""import distributed, signal
-distributed.Future.__del__ = lambda _, due=[signal.SIGINT]: due and signal.raise_signal(due.pop())
-{RUN}"""
-ROW = ["2", "0", "2", "+2", "-2", "2", "2", "topic", "main"]
-STOPPED = r"many_repositories: stopped after \d+ rows; the same with --resume goes on\n"
 SINCE = "--since=2026-01-02"
+NUMBERS_AND_NAMES = ["2", "0", "2", "+2", "-2", "2", "2", "topic", "main"]
+GIT = shutil.which("git")
 
 
 @pytest.fixture
-def project(repository: Repository) -> str:
-    """A branch of two commits, which main knows nothing of."""
+def project(repository: Repository) -> Repository:
+    """A branch with two commits that main lacks."""
     repository.commit({"a": "1\n2\n", "b": "1\n"}, "2026-01-01T00:00Z")
     repository.git("checkout", "--quiet", "-b", "topic")
     repository.commit({"a": "1\ntwo\nthree\n"}, "2026-01-02T00:00Z")
     repository.commit({"b": None}, "2026-01-03T00:00Z", by="Bo <bo@example.org>")
-    return str(repository.root)
+    return repository
 
 
-def errors(file: Path) -> dict[str, str | None]:
-    """The errors of the rows by their roots, none of which may be there twice."""
-    rows = [json.loads(line) for line in file.read_text().splitlines()]
-    answered = {row["root"]: row.get("error") for row in rows}
-    assert len(answered) == len(rows)
-    return answered
+@pytest.fixture
+def ask(run: Run) -> Run:
+    """Run the program to its end."""
+
+    def ask(*args: Any, **options: Any) -> tuple[int, str, str]:
+        return run(SCRIPT.name, SINCE, *args, **options)
+
+    return ask
 
 
-def test_scheduler_and_client_do_without_the_module(start: Start, project: str) -> None:
-    bare = partial(start, "-c", WITHOUT_MODULE, path=str(EXAMPLES))
-    scheduler = bare("distributed.cli.dask_scheduler", "--host=127.0.0.1", "--port=0")
-    address = next(line.split()[-1] for line in scheduler.stderr if "Scheduler at:" in line)
-    client = bare("many_repositories", "--from=-", "--scheduler", address, SINCE)
-    assert client.stderr.readline().endswith("the scheduler has no workers yet; waiting for some\n")
-    start("-m", "distributed.cli.dask_worker", address, "--nthreads=1", "--no-nanny")
-    client.stdin.write(f"{project}\n")
-    client.stdin.flush()
-    client.stdout.readline()  # the heading
-    assert client.stdout.readline().split() == [*ROW, project]  # standard input is still open
-    scheduler.kill()
-    assert client.communicate("none\n") == ("", "many_repositories: the scheduler is gone\n")
-    assert client.returncode == 2
+def rows_of(file: Path) -> list[dict[str, Any]]:
+    """The rows of a file; each is a whole line."""
+    return [json.loads(line) for line in file.read_text().splitlines()]
+
+
+def test_the_repository_comes_first_in_a_row(ask: Run, project: Repository) -> None:
+    code, table, complaint = ask(project.root)
+    heading, row = table.splitlines()
+    assert (code, complaint) == (0, "")
+    assert heading.split()[:4] == ["repository", "ahead", "behind", "files"]
+    assert row.split() == [str(project.root), *NUMBERS_AND_NAMES]
+
+
+def test_a_row_has_the_same_facts_in_the_file(
+    ask: Run, project: Repository, tmp_path: Path
+) -> None:
+    ask(project.root, "--jsonl=rows")
+    root = str(project.root)
+    assert rows_of(tmp_path / "rows") == [
+        {
+            "since": "2026-01-02",
+            "root": root,
+            "repository": root,
+            "branch": "topic",
+            "compared_with": "main",
+            "ahead": 2,
+            "behind": 0,
+            "files": 2,
+            "added": 2,
+            "deleted": 2,
+            "commits": 2,
+            "authors": 2,
+        }
+    ]
+
+
+def test_a_row_is_printed_while_others_are_still_to_be_named(
+    start: Start, project: Repository
+) -> None:
+    program = start(SCRIPT, "--from=-", SINCE)
+    program.stdin.write(f"{project.root}\n")
+    program.stdin.flush()
+    program.stdout.readline()  # the heading
+    assert program.stdout.readline().split() == [str(project.root), *NUMBERS_AND_NAMES]
+    rest, complaint = program.communicate(f"{project.root}\nmissing")
+    assert len(rest.splitlines()) == 2
+    assert (program.returncode, complaint) == (1, "")
+
+
+def test_a_row_fits_the_terminal(start: Start, project: Repository) -> None:
+    missing = "\u65e5" * 40
+    ours, theirs = os.openpty()
+    termios.tcsetwinsize(theirs, (24, 80))
+    with os.fdopen(ours, "rb", buffering=0) as screen, os.fdopen(theirs):
+        program = start(SCRIPT, SINCE, "--workers=1", project.root, missing, stdout=theirs)
+        program.communicate()
+        heading, row, error = screen.read(9999).decode().splitlines()
+    end = str(project.root)[-21:]
+    assert len(heading) <= 80
+    assert row.startswith(f"\u2026{end}      2       0")
+    assert row.endswith("        2 \u2026")
+    assert len(row) == 80
+    assert error == "\u2026" + 10 * "\u65e5" + "   not a directory"
 
 
 TROUBLE = {
-    "killed_once": None,
-    "killer": "4 workers died of it, one after the other",
     "slow": "took longer than 9 seconds",
     "foreign": "fatal: detected dubious ownership in repository at '.'",
-    "repository/damaged": "fatal: not a git repository (or any of the parent directories): .git",
+    "warned": "fatal: bad config",
+    "repository/damaged": "its .git is not a git repository",
+    "bare": "a bare repository: name a work tree or a clone of it",
     "none": "in no git repository",
+    "missing": "not a directory",
 }
 
 
 def test_each_kind_of_trouble_has_its_row(
-    start: Start, project: str, fake_git: FakeGit, tmp_path: Path
+    ask: Run, project: Repository, fake_git: FakeGit, tmp_path: Path
 ) -> None:
-    for name in ("killed_once", "killer", "slow", "foreign"):
-        shutil.copytree(project, tmp_path / name)
+    for name in ("slow", "foreign", "warned"):
+        shutil.copytree(project.root, tmp_path / name)
+    project.git("clone", "--quiet", "--bare", ".", "../bare")
     (tmp_path / "none").mkdir()
     (tmp_path / "repository/damaged/.git").mkdir(parents=True)
     folder = fake_git(f"""
         echo "$GIT_ALLOW_PROTOCOL $GIT_NO_LAZY_FETCH" >> seen
         case "$OLDPWD" in
-        */killer) kill -KILL $PPID; exit;;
-        */killed_once) [ -e killed ] || {{ touch killed; kill -KILL $PPID; exit; }};;
         */slow) exec sleep 1000;;
-        */foreign) sleep 1; export GIT_TEST_ASSUME_DIFFERENT_OWNER=1;;  # so its batch is cut short
+        */foreign) export GIT_TEST_ASSUME_DIFFERENT_OWNER=1;;
+        */warned) printf 'warning: unused\\nhint: none\\nfatal: bad config\\n' >&2; exit 128;;
         esac
-        cd "$OLDPWD" && exec '{shutil.which("git")}' "$@" """)
+        cd "$OLDPWD" && exec '{GIT}' "$@" """)
     trouble = {str(tmp_path / name): error for name, error in TROUBLE.items()}
-    options = [SINCE, "--timeout=9", "--workers=2", "--jsonl=rows"]
-    client = start(SCRIPT, "repository", *trouble, *options)
-    output, said = client.communicate()
-    assert (client.returncode, said) == (1, "")
-    assert [*ROW, project] in map(str.split, output.splitlines())
-    assert f"  {tmp_path}/none: in no git repository\n" in output
-    assert errors(tmp_path / "rows") == {project: None} | trouble
+    code, table, complaint = ask(project.root, *trouble, "--timeout=9", "--jsonl=rows")
+    assert (code, complaint) == (1, "")
+    assert [str(project.root), *NUMBERS_AND_NAMES] in map(str.split, table.splitlines())
+    assert f"{tmp_path}/none  in no git repository\n" in table
+    errors = {row["root"]: row.get("error") for row in rows_of(tmp_path / "rows")}
+    assert errors == {str(project.root): None} | trouble
     assert set((folder / "seen").read_text().splitlines()) == {"none 1"}
 
 
-def test_ten_thousand_roots_are_resumed(start: Start, project: str, tmp_path: Path) -> None:
-    trouble = {f"{tmp_path}/none/{number}": "no directory" for number in range(9_999)}
-    (tmp_path / "roots").write_text("\n".join([*trouble, project]))
+def test_a_partial_clone_says_what_helps(ask: Run, project: Repository, tmp_path: Path) -> None:
+    project.git("config", "uploadpack.allowFilter", "true")
+    project.git("symbolic-ref", "HEAD", "refs/heads/main")
+    partly = ["--quiet", "--filter=blob:none", "--no-checkout", "--branch=topic"]
+    project.git("clone", *partly, f"file://{project.root}", "../partial")
+    partial = tmp_path / "partial"
+    assert "which --fetch-missing lets git fetch" in ask(partial)[1]
+    code, table, _ = ask(partial, "--fetch-missing")
+    assert (code, table.split()[-9:]) == (0, [*NUMBERS_AND_NAMES[:-1], "origin/main"])
+
+
+def test_a_tag_does_not_hide_the_default_branch(ask: Run, project: Repository) -> None:
+    expected = ask(project.root)
+    project.git("tag", "main", "topic")
+    assert ask(project.root) == expected
+
+
+def test_an_orphan_branch_is_compared_with_the_default_branch(
+    ask: Run, project: Repository
+) -> None:
+    project.git("checkout", "--quiet", "--orphan", "alone")
+    project.commit({"a": "1\n"}, "2026-01-04T00:00Z")
+    row = ask(project.root)[1].splitlines()[1]
+    assert row.split()[1:] == ["1", "1", "2", "+0", "-2", "1", "1", "alone", "main"]
+
+
+def test_ten_thousand_roots_are_resumed(start: Start, project: Repository, tmp_path: Path) -> None:
+    trouble = {f"{tmp_path}/none/{number}": "not a directory" for number in range(9_999)}
+    (tmp_path / "roots").write_text("\n".join([*trouble, str(project.root)]))
     command = [SCRIPT, "--from=roots", "--jsonl=rows", "--resume"]
+    stopped = r"many_repositories: stopped after \d+ rows; the same with --resume goes on\n"
     printed = 0
-    for stop, code in {signal.SIGINT: 130, signal.SIGKILL: -9}.items():
-        client = start(*command)
-        lines = [client.stdout.readline() for _ in range(500)]
-        os.killpg(client.pid, stop)  # as a terminal does it: the workers get it too
-        printed += len([*lines, *client.stdout]) - 1  # the heading
+    for stop, code, line in ((signal.SIGINT, 130, stopped), (signal.SIGKILL, -9, "")):
+        program = start(*command)
+        lines = [program.stdout.readline() for _ in range(500)]
+        program.send_signal(stop)
+        printed += len([*lines, *program.stdout]) - 1  # the heading
+        assert re.fullmatch(line, program.stderr.read())
+        assert program.wait() == code
+        # Each row is in the file before it is printed.
         assert (tmp_path / "rows").read_text().count("\n") >= printed
-        assert re.fullmatch(STOPPED if code == 130 else "", client.stderr.read())
-        assert client.wait() == code
-    with (tmp_path / "rows").open("a") as cut:
-        cut.write('{"root": "/", "since": "3')
-    for _ in range(2):  # the second time all of them are answered
-        client = start(*command)
-        assert (client.communicate()[1], client.returncode) == ("", 1)
-    assert errors(tmp_path / "rows") == trouble | {project: None}
+    with (tmp_path / "rows").open("a") as cut_short:
+        cut_short.write('{"since": "30d", "root": "/so')
+    start(*command).communicate()
+    when_all_are_answered = start(*command)
+    assert when_all_are_answered.communicate() == ("", "")
+    assert when_all_are_answered.returncode == 1
+    rows = rows_of(tmp_path / "rows")
+    assert len(rows) == 10_000
+    errors = {row["root"]: row.get("error") for row in rows}
+    assert errors == trouble | {str(project.root): None}
 
 
-def test_an_interrupt_that_a_destructor_loses_ends_the_run(start: Start, tmp_path: Path) -> None:
-    (tmp_path / "roots").write_text("none\n" * 9_999)
-    client = start("-c", LOSING, "many_repositories", "--from=roots")
-    assert re.fullmatch(r".*stopped after \d+ rows; --jsonl FILE.*\n", client.communicate()[1])
-    assert client.returncode == 130
+@pytest.mark.parametrize("only_the_program", [True, False])
+def test_an_interrupt_ends_the_program_and_every_git(
+    start: Start, project: Repository, fake_git: FakeGit, *, only_the_program: bool
+) -> None:
+    folder = fake_git("echo $$ >> pids; exec sleep 1000")
+    program = start(SCRIPT, *[project.root] * 3, "--from=-", "--workers=3")
+    wait_for(lambda: count_lines(folder / "pids") == 3)
+    interrupted = time.monotonic()
+    (os.kill if only_the_program else os.killpg)(program.pid, signal.SIGINT)
+    assert program.wait(PROCESS_LIMIT) == 130
+    assert time.monotonic() - interrupted < 5  # and not after a thousand seconds
+    expected = "many_repositories: stopped after 0 rows; --jsonl FILE keeps them\n"
+    assert program.stderr.read() == expected
+    wait_for(lambda: not any(map(is_running, (folder / "pids").read_text().split())))
 
 
-COMPLAINTS = {
+def test_a_closed_pipe_ends_every_git(
+    start: Start, project: Repository, fake_git: FakeGit, tmp_path: Path
+) -> None:
+    shutil.copytree(project.root, tmp_path / "slow")
+    folder = fake_git(f"""
+        case "$OLDPWD" in */slow) echo $$ >> pids; exec sleep 1000;; esac
+        cd "$OLDPWD" && exec '{GIT}' "$@" """)
+    program = start(SCRIPT, "slow", "--from=-")
+    wait_for(lambda: count_lines(folder / "pids") == 1)
+    program.stdout.close()
+    program.stdin.write(f"{project.root}\n" * 2)
+    program.stdin.flush()
+    assert program.wait(PROCESS_LIMIT) == 0
+    assert program.stderr.read() == ""
+    wait_for(lambda: not is_running((folder / "pids").read_text().strip()))
+
+
+BAD_OPTIONS = {
     ("--since=soon",): "since must be a positive whole number",
     ("--from=none",): "[Errno 2] No such file or directory: 'none'",
-    ("--jsonl=rows",): "rows has rows already: add --resume or name another file",
-    ("--jsonl=rows", "--resume"): "rows has the rows since 1d, not 30d",
-    ("--scheduler=tcp://127.0.0.1:1",): "no scheduler at tcp://127.0.0.1:1: Timed out",
+    ("--workers=0",): "--workers must be at least 1, not 0",
+    ("--timeout=0",): "--timeout must be more than 0 seconds, not 0",
+    ("--timeout=nan",): "--timeout must be more than 0 seconds, not nan",
+    ("--resume",): "--resume goes on with the rows of --jsonl FILE",
 }
 
 
-def test_bad_input_gets_one_line(start: Start, project: str, tmp_path: Path) -> None:
-    (tmp_path / "rows").write_text('{"root": "/", "since": "1d"}\n')
-    clients = [start(SCRIPT, project, "--workers=1", *options) for options in COMPLAINTS]
-    for client, complaint in zip(clients, COMPLAINTS.values(), strict=True):
-        output, said = client.communicate()
-        assert (client.returncode, output, said.count("\n")) == (2, "", 1)
-        assert said.startswith(f"many_repositories: {complaint}")
+@pytest.mark.parametrize("options", BAD_OPTIONS, ids=" ".join)
+def test_bad_options_get_one_line(ask: Run, project: Repository, options: tuple[str, ...]) -> None:
+    code, table, complaint = ask(project.root, *options)
+    assert (code, table) == (2, "")
+    assert complaint.startswith(f"many_repositories: {BAD_OPTIONS[options]}")
+    assert complaint.count("\n") == 1
+
+
+ROW = '{"since": "2026-01-02", "root": "/r", "error": "not a directory"}\n'
+FOREIGN_FILES = {
+    "something else": '{"the": "only copy"}',
+    "a list": "[]\n",
+    "a row of another program": '{"since": "2026-01-02", "root": "/r", "x": 1}\n',
+    "a root that is not a string": ROW.replace('"/r"', "[]"),
+    "a number that is not one": ROW.replace('"not a directory"', "1"),
+    "deep nesting": "[" * 100_000 + "\n",
+    "a row cut short at the beginning": ROW[:30],
+    "rows and then something else": ROW + "my notes",
+    "rows and then a line without end": ROW + ROW[:40] + "x" * (1 << 21),
+}
+
+
+@pytest.mark.parametrize("case", FOREIGN_FILES)
+def test_a_foreign_file_is_refused_and_kept(
+    ask: Run, project: Repository, tmp_path: Path, case: str
+) -> None:
+    (tmp_path / "rows").write_text(FOREIGN_FILES[case])
+    code, table, complaint = ask(project.root, "--jsonl=rows", "--resume")
+    assert (code, table) == (2, "")
+    assert re.fullmatch(r"many_repositories: rows, line \d: not a row of a repo.*\n", complaint)
+    assert (tmp_path / "rows").read_text() == FOREIGN_FILES[case]
+
+
+def test_a_file_of_another_question_is_refused_and_kept(
+    ask: Run, project: Repository, tmp_path: Path
+) -> None:
+    other = ROW.replace("2026-01-02", r"\u001b]0;title")
+    (tmp_path / "rows").write_text(other)
+    expected = "rows has the rows since \\x1b]0;title, not 2026-01-02\n"
+    complaint = ask(project.root, "--jsonl=rows", "--resume")[2]
+    assert complaint == f"many_repositories: {expected}"
+    assert (tmp_path / "rows").read_text() == other
+
+
+def test_rows_are_added_to_only_with_resume(ask: Run, project: Repository, tmp_path: Path) -> None:
+    (tmp_path / "rows").write_text(ROW)
+    code, _, complaint = ask(project.root, "--jsonl=rows")
+    assert code == 2
+    assert complaint.endswith("rows is not empty: add --resume or name another file\n")
+    assert (tmp_path / "rows").read_text() == ROW
+
+
+@pytest.mark.parametrize("kind", ["/dev/full", "pipe"])
+def test_a_device_is_refused_without_reading_it(
+    ask: Run, project: Repository, tmp_path: Path, kind: str
+) -> None:
+    os.mkfifo(tmp_path / "pipe")
+    code, _, complaint = ask(project.root, f"--jsonl={kind}", "--resume")
+    assert (code, complaint) == (2, f"many_repositories: {kind}: not a regular file\n")
+
+
+def test_a_second_run_on_the_same_file_is_refused(
+    start: Start, ask: Run, project: Repository, tmp_path: Path
+) -> None:
+    first = start(SCRIPT, project.root, "--from=-", "--jsonl=rows", SINCE)
+    first.stdout.readline()
+    first.stdout.readline()
+    code, _, complaint = ask(project.root, "--jsonl=rows", "--resume")
+    assert (code, complaint) == (2, "many_repositories: rows: another run is writing to it\n")
+    first.communicate()
+    assert first.returncode == 0
+    assert len(rows_of(tmp_path / "rows")) == 1
+
+
+def wait_for(condition: Any) -> None:
+    """Wait until something has happened in another process."""
+    end = time.monotonic() + PROCESS_LIMIT
+    while not condition():
+        assert time.monotonic() < end
+        time.sleep(0.01)
+
+
+def count_lines(file: Path) -> int:
+    """How many lines a file has, which is perhaps not there yet."""
+    return file.read_text().count("\n") if file.exists() else 0
+
+
+def is_running(pid: str) -> bool:
+    """Whether there is such a process that has not ended."""
+    status = Path("/proc", pid, "stat")
+    return status.exists() and status.read_text().rpartition(")")[2].split()[0] != "Z"

@@ -1,30 +1,27 @@
 """The report as one self-contained HTML page: no script, no network, light and dark."""
 
+from collections.abc import Mapping, Sequence
 from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
 
 import jinja2
-from branch_facts import Report, empty_tree
-from report_charts import Mark, commit_chart, span_marks
-from report_text import (
+from report.charts import Mark, commit_chart, span_marks
+from report.facts import Report, size, total
+from report.wording import (
     SHORT_ID,
-    by_size,
     commit_count,
     counted,
     facts,
     moment,
-    printable,
-    size,
+    scope,
     span_text,
     title,
-    total,
 )
+from shared.terminal import printable
 
-from orvel_tarnix.utils import git_utils
-from orvel_tarnix.utils.git_utils import FileChange
+from orvel_tarnix.utils.git_utils import FileChange, LineSpan
 
-MOST_FILES = 100
 # The newest commits are shown, and as many as here can be unfolded.
 MOST_COMMITS = 12
 MOST_FOLDED = 500
@@ -44,8 +41,10 @@ class File:
     strip: list[tuple[bool, Mark]]
 
 
-def report_page(report: Report) -> str:
-    """The whole page; the files are the ones that changed most."""
+def report_page(
+    report: Report, largest: Sequence[FileChange], line_counts: Mapping[str, int]
+) -> str:
+    """The whole page, with the largest changes and how many lines each of their files has."""
     environment = jinja2.Environment(
         loader=jinja2.FileSystemLoader(Path(__file__).parent),
         autoescape=True,
@@ -55,13 +54,19 @@ def report_page(report: Report) -> str:
         finalize=_shown,
     )
     environment.filters |= {"counted": counted, "moment": moment, "total": total}
-    return environment.get_template("report_page.html.jinja").render(
+    most = max(1, size(largest[0])) if largest else 1
+    files = [
+        _file(change, report.spans.get(change.path, []), line_counts.get(change.path, 0), most)
+        for change in largest
+    ]
+    return environment.get_template("page.html.jinja").render(
         report=report,
         title=title(report),
         facts=facts(report),
         commit_count=commit_count(report),
+        scope=scope(report),
         chart=commit_chart(report.commits, report.period),
-        files=_files(report),
+        files=files,
         short_id=SHORT_ID,
         shown=report.commits[:MOST_COMMITS],
         folded=report.commits[MOST_COMMITS:MOST_FOLDED],
@@ -77,18 +82,11 @@ def _shown(value: Any) -> Any:
     return printable(value) if type(value) is str else value
 
 
-def _files(report: Report) -> list[File]:
-    changes = by_size(report.files)[:MOST_FILES]
-    lengths = _lengths(report, changes)
-    return [_file(report, change, max(1, size(changes[0])), lengths) for change in changes]
-
-
-def _file(report: Report, change: FileChange, largest: int, lengths: dict[str, int]) -> File:
-    spans = report.spans.get(change.path, [])
+def _file(change: FileChange, spans: Sequence[LineSpan], line_count: int, largest: int) -> File:
     if change.status == "added":  # all of its lines are new
         spans = []
-    # What git counts no lines of, the spans still tell a little about.
-    length = max([lengths.get(change.path, 0), *(span.end for span in spans)])
+    # Where git counts no lines, the spans still show how long the file is at least.
+    length = max([line_count, *(span.end for span in spans)])
     folder, slash, name = change.path.rpartition("/")
     return File(
         change=change,
@@ -99,22 +97,3 @@ def _file(report: Report, change: FileChange, largest: int, lengths: dict[str, i
         lines=f"of {counted(length, 'line')}: {span_text(spans)}" if spans else "",
         strip=span_marks(spans, length),
     )
-
-
-def _lengths(report: Report, files: list[FileChange]) -> dict[str, int]:
-    """How many lines each file has at head: all of them are new to the empty tree."""
-    output, _, _ = git_utils.run_git_command(
-        report.root,
-        [
-            "--literal-pathspecs",
-            "diff",
-            "--raw",
-            "--numstat",
-            "-z",
-            empty_tree(report.root),
-            report.head.commit,
-            "--",
-            *(file.path for file in files),
-        ],
-    )
-    return {file.path: file.additions for file in git_utils.parse_file_changes(output)}

@@ -6,20 +6,23 @@ from collections.abc import Sequence
 from dataclasses import dataclass
 from datetime import datetime, timedelta
 
-from branch_facts import Commit, Period, local_time
+from report.facts import Commit, Period, local_time
 
 from orvel_tarnix.utils.git_utils import LineSpan
 
 # The least of a mark that can be seen, and the most of the width that one bar takes.
 LEAST = 0.3
-WIDEST = 4
+LEAST_HEIGHT = 2
+WIDEST = 8
 
 MOST_BARS = 60
 STEPS = {
     "hour": timedelta(hours=1),
+    "six hours": timedelta(hours=6),
     "day": timedelta(days=1),
     "week": timedelta(weeks=1),
     "four weeks": timedelta(weeks=4),
+    "13 weeks": timedelta(weeks=13),
     "year": timedelta(days=365),
     "ten years": timedelta(days=3650),
     "century": timedelta(days=36500),
@@ -70,8 +73,9 @@ def commit_chart(commits: Sequence[Commit], period: Period | None) -> Chart | No
     start = start.replace(minute=0, second=0, microsecond=0)
     if step >= STEPS["day"]:
         start = start.replace(hour=0)
-    length = min(max(end - start, step), datetime.max - start)
-    last = math.ceil(length / step) - 1
+    # Whole steps only: the last one may reach beyond the end, but not beyond the calendar's.
+    last = max(math.ceil((end - start) / step), 1) - 1
+    length = min((last + 1) * step, datetime.max - start)
     counts = Counter(min((time - start) // step, last) for time in times)
     label = "%d %b %Y %H:%M" if step < STEPS["day"] else "%d %b %Y"
     most = max(counts.values())
@@ -104,4 +108,5 @@ def span_marks(spans: Sequence[LineSpan], length: int) -> list[tuple[bool, Mark]
 def _bar(left: float, right: float, tall: float) -> Mark:
     room = 100 * (right - left)
     wide = max(min(0.8 * room, WIDEST), LEAST)
-    return Mark(min(100 * left + max(room - wide, 0) / 2, 100 - wide), wide, 100 * tall)
+    height = max(100 * tall, LEAST_HEIGHT)
+    return Mark(min(100 * left + max(room - wide, 0) / 2, 100 - wide), wide, height)

@@ -21,6 +21,9 @@ class Lines(Protocol):
         """Whether any of them is one of these."""
 
 
+LEVELS = {level: level for level in ("none", "note", "warning", "error")}
+
+
 class SarifError(Exception):
     """Why a text is not read as SARIF."""
 
@@ -31,6 +34,7 @@ class Finding(NamedTuple):
     path: str  # relative to the repository
     line: int
     rule: str
+    level: str
     message: str
     result: Json  # as it was read
 
@@ -42,7 +46,9 @@ def read(text: bytes) -> Json:
         SarifError: It is none of this version.
     """
     try:
-        document = json.loads(text)
+        decoded = text.decode(json.detect_encoding(text), "surrogatepass")
+        del text  # a document can be large, and what is read from it takes several times as much
+        document = json.loads(decoded)
     except (ValueError, RecursionError) as error:
         raise SarifError(f"no JSON: {error}") from error
     if not isinstance(document, dict) or not isinstance(document.get("runs"), list):
@@ -89,14 +95,18 @@ class Run:
                 for location in result.get("locations", ()):
                     path = self._paths[_key(location)]
                     if path in lines and (line := _first_line(location, lines[path])):
-                        yield Finding(path, line, self._rule(result), _message(result), result)
+                        rule, level = self._rule_and_level(result)
+                        yield Finding(path, line, rule, level, _message(result), result)
                         break
 
-    def _rule(self, result: Json) -> str:
+    def _rule_and_level(self, result: Json) -> tuple[str, str]:
+        """The rule's id and how serious the finding is, which the rule may say for all of its."""
         reference = result.get("rule", {})
         number = result.get("ruleIndex", reference.get("index", -1))
-        named = result.get("ruleId") or reference.get("id")
-        return named or (self._rules[number]["id"] if number >= 0 else "-")
+        rule = self._rules[number] if number >= 0 else {}
+        name = result.get("ruleId") or reference.get("id") or rule.get("id", "-")
+        usual = rule.get("defaultConfiguration", {}).get("level", "warning")
+        return _text(name), LEVELS[result.get("level") or usual]
 
     def _path(self, uri: str | None, base: str | None, number: int | None) -> str | None:
         """The file below the directory that a location names, if it names one."""
@@ -149,4 +159,10 @@ def _first_line(location: Json, lines: Lines) -> int | None:
 
 def _message(result: Json) -> str:
     message = result["message"]
-    return message.get("text") or message.get("markdown") or message.get("id", "")
+    return _text(message.get("text") or message.get("markdown") or message.get("id", ""))
+
+
+def _text(value: Any) -> str:
+    if not isinstance(value, str):
+        raise TypeError(f"{value!r} is not a string")
+    return value

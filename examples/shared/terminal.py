@@ -1,0 +1,60 @@
+"""Text for a terminal: escaped, measured, cut and aligned."""
+
+import os
+import sys
+import unicodedata
+from collections.abc import Iterator, Sequence
+
+
+def printable(text: str) -> str:
+    """Text in which no character breaks the line or drives the terminal."""
+    if text.isprintable():
+        return text
+    return "".join(
+        char if char.isprintable() else char.encode("unicode_escape").decode() for char in text
+    )
+
+
+def columns() -> int:
+    """How wide the terminal is that the output goes to; 0 for a pipe or a file."""
+    return os.get_terminal_size(sys.stdout.fileno()).columns if sys.stdout.isatty() else 0
+
+
+def width(text: str) -> int:
+    """How many columns of a terminal a text takes."""
+    if text.isascii():
+        return len(text)
+    return sum(
+        0 if unicodedata.combining(char) else 1 + (unicodedata.east_asian_width(char) in "FW")
+        for char in text
+    )
+
+
+def cut(line: str, most: int) -> str:
+    """A line that fits so many columns, with an ellipsis where its end is missing."""
+    if width(line) <= most:
+        return line
+    while width(line) >= most:
+        line = line[:-1]
+    return f"{line}\N{HORIZONTAL ELLIPSIS}"
+
+
+def cut_start(text: str, most: int) -> str:
+    """The end of a text that fits so many columns, with an ellipsis where its start is missing."""
+    if width(text) <= most:
+        return text
+    while width(text) >= most:
+        text = text[1:]
+    return f"\N{HORIZONTAL ELLIPSIS}{text}"
+
+
+def aligned(rows: Sequence[Sequence[str]], sides: str) -> Iterator[str]:
+    """The rows with their columns in line, each to the side given; the last column hangs free."""
+    columns = list(zip(*rows, strict=True))[: len(sides)]
+    widths = [max(map(width, column)) for column in columns]
+    for row in rows:
+        cells = []
+        for cell, side, wide in zip(row, sides, widths, strict=False):
+            space = " " * (wide - width(cell))
+            cells.append(cell + space if side == "<" else space + cell)
+        yield "  ".join([*cells, *row[len(sides) :]]).rstrip()

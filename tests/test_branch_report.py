@@ -1,0 +1,279 @@
+"""The report on a branch, run as a person runs it on a repository whose contents are known."""
+
+import json
+import os
+import subprocess
+import termios
+from dataclasses import dataclass, replace
+from datetime import datetime
+from functools import partial
+
+import pytest
+from conftest import Repository, Run
+from report import text, wording
+from report.gather import gather
+from shared import terminal
+
+from orvel_tarnix.utils.git_utils import LineSpan
+
+BRANCH = "fix/<b>&co"
+ODD_NAME = "docs/<script>\n.html"
+DATES = [f"2020-01-0{day}T12:00Z" for day in range(7)]
+OLD_LINES = ["1", "2", "3", "4", "5", "6", "7", "8", "9", "10"]
+
+
+@pytest.fixture
+def project(repository: Repository) -> Repository:
+    """A branch of two commits and a merge, and a main that has one commit since."""
+    repository.commit(
+        {
+            ".mailmap": "Zoë & Co <zoe@example.com> Z <z@old>\n",
+            "src/app.py": "\n".join(OLD_LINES),
+            "src/old name.py": "x\n" * 30,
+            "gone.txt": "1\n2\n",
+            "logo.bin": b"\0 1",
+        },
+        DATES[1],
+        "Z <z@old>",
+    )
+    repository.commit({"src/app.py": "only on main"}, DATES[5])
+    repository.git("checkout", "--quiet", "-b", BRANCH, "HEAD~")
+    repository.git("mv", "src/old name.py", "src/new name.py")
+    new_lines = ["1", "2", "three", "4", "5", "6", "x", "y", "7", "8", "9"]
+    repository.commit(
+        {
+            "src/app.py": "\n".join(new_lines),
+            ODD_NAME: "<p>\n",
+            "logo.bin": b"\0 2",
+            "gone.txt": None,
+        },
+        DATES[2],
+        "Z <z@old>",
+    )
+    side = repository.commit({"a": "a\n"}, DATES[3], "Cal\x1b[2J <zoe@example.com>")
+    repository.git("reset", "--quiet", "--hard", "HEAD~")
+    author = {"GIT_AUTHOR_NAME": "Z", "GIT_AUTHOR_EMAIL": "z@old"}
+    merge = ["merge", "--quiet", "--no-ff", "--message=Take\nside", side]
+    repository.git(*merge, GIT_COMMITTER_DATE=DATES[4], **author)
+    return repository
+
+
+@pytest.fixture
+def run(run: Run, project: Repository) -> Run:
+    """Report on the branch, from a folder of its repository."""
+    return partial(run, "branch_report.py", cwd=project.root / "src")
+
+
+def test_text_and_json_show_what_the_branch_changed(run: Run, project: Repository) -> None:
+    facts = json.loads(run("--json")[1])
+    merge, side, first = (commit["id"][:9] for commit in facts["commits"])
+    report = f"""\
+What {BRANCH} changed since it left main
+  repository  {project.root}
+  branch      {BRANCH} (the default branch is main)
+  head        {BRANCH} ({project.git("rev-parse", "--short=12", "HEAD").strip()})
+  base        main ({project.git("rev-parse", "--short=12", "main").strip()}), 3 ahead, 1 behind
+
+3 commits that main lacks
+  2020-01-04  {merge}  Zoë & Co    merge: Take side
+  2020-01-03  {side}  Cal\\x1b[2J  work (1 file, +1 -0)
+  2020-01-02  {first}  Zoë & Co    work (5 files, +5 -5)
+
+2 authors
+  2  Zoë & Co <zoe@example.com>
+  1  Cal\\x1b[2J <zoe@example.com>
+
+6 files, +6 -5 lines
+  modified  +4  -3  src/app.py
+      lines 3, 7-8, 11
+  deleted   +0  -2  gone.txt
+  added     +1  -0  a
+  added     +1  -0  docs/<script>\\n.html
+  modified  +0  -0  logo.bin
+  renamed   +0  -0  src/old name.py -> src/new name.py
+"""
+    assert run() == (0, report, "")
+    assert [*facts["spans"]] == ["a", ODD_NAME, "src/app.py"]
+
+
+@dataclass
+class PeriodCase:
+    """Options, and the period that the report is on."""
+
+    option: str
+    title: str
+    reason: str
+    commits: int
+    grow_main: bool = False
+
+
+PERIODS = {
+    "a date": PeriodCase(
+        "--since=2020-01-05T12:00",
+        "What main changed since 2020-01-05 12:00",
+        "as --since=",
+        commits=1,
+    ),
+    "a date to come": PeriodCase(
+        "--since=2099-01-01", "What main changed since 2099", "to 2099-01-01 00:00\n", commits=0
+    ),
+    "the usual one, up to the newest commit": PeriodCase(
+        "--head=main",
+        "All that main holds, from its first",
+        "05 12:00\n  begins      30 days",
+        commits=2,
+    ),
+    "the newest ten commits": PeriodCase(
+        "--base=main",
+        "What main changed since 2020-01-05 12:00",
+        "with the newest 10 comm",
+        commits=10,
+        grow_main=True,
+    ),
+}
+
+
+@pytest.mark.parametrize("case", PERIODS.values(), ids=PERIODS)
+def test_without_a_branch_the_report_is_on_a_period(
+    run: Run, project: Repository, case: PeriodCase
+) -> None:
+    if case.grow_main:
+        project.git("checkout", "--quiet", "main")
+        for number in range(9):
+            project.commit({"a": str(number)}, DATES[6])
+    code, report, complaint = run("--head=main", case.option)
+    assert (code, complaint) == (0, "")
+    assert report.startswith(case.title)
+    assert case.reason in report
+    assert f"\n{wording.counted(case.commits, 'commit')} in the period\n" in report
+    assert ("\n0 files" in report) == (case.commits == 0)
+    facts = json.loads(run("--head=main", case.option, "--json")[1])
+    datetime.fromisoformat(facts["period"]["start"])
+
+
+def test_a_shallow_clone_says_so(run: Run, project: Repository) -> None:
+    project.git("clone", "--quiet", "--depth=1", f"file://{project.root}", "../shallow")
+    code, report, complaint = run("../../shallow")
+    assert (code, complaint) == (0, "")
+    assert "history     a shallow clone" in report
+
+
+ODD_FILE = """
+git init -q ../odd_file; cd ../odd_file; touch $(printf '\\036abc'); git add .; git commit -qm x
+"""
+NO_COMMITTER = """
+git init -q ../no_committer; cd ../no_committer; tree=$(git mktree </dev/null)
+commit=$(printf "tree $tree\\nauthor A <a@b> 1 +0000\\n\\nx\\n" |
+    git hash-object --literally -t commit -w --stdin)
+git update-ref HEAD $commit
+"""
+# How a place is made, and the one line that says why it has no report.
+UNREADABLE = {
+    "bare": ("git clone -q --bare . ../bare", "bare: a bare repository: name a work tree"),
+    "empty": ("git init -q --initial-branch=main ../empty", "empty: no commit on main yet"),
+    "damaged": ("git init -q ../damaged; git rev-parse @ > ../damaged/.git/HEAD", "it lacks"),
+    "repository/inner": ("mkdir -p inner/.git", "inner: its .git is not a git repository"),
+    "no_repository": ("mkdir ../no_repository", "no_repository: in no git repository"),
+    "missing": ("true", "missing: not a directory"),
+    "odd_file": (ODD_FILE, "git's log cannot be read: a file name starts with U+001E"),
+    "no_committer": (NO_COMMITTER, "git's log cannot be read: "),
+}
+
+
+@pytest.mark.parametrize("place", UNREADABLE)
+def test_a_place_without_a_report_gets_one_line(run: Run, project: Repository, place: str) -> None:
+    made_by, reason = UNREADABLE[place]
+    subprocess.run(made_by, shell=True, cwd=project.root, check=True)
+    code, report, complaint = run(f"../../{place}")
+    assert (code, report) == (2, "")
+    assert complaint.startswith("branch_report: ")
+    assert reason in complaint
+    assert complaint.count("\n") == 1
+
+
+BAD_OPTIONS = {
+    "--base=--output=x": "'--output=x' names no commit",
+    "--since=soon": "since must be a positive whole number",
+    "--since=1969-12-31": "since must be from 1970-01-01 to 2099-12-31",
+}
+
+
+@pytest.mark.parametrize("option", BAD_OPTIONS)
+def test_a_bad_option_gets_one_line(run: Run, option: str) -> None:
+    code, report, complaint = run(option)
+    assert (code, report) == (2, "")
+    assert BAD_OPTIONS[option] in complaint
+    assert complaint.count("\n") == 1
+
+
+def test_histories_without_a_commit_in_common_are_compared(run: Run, project: Repository) -> None:
+    alone = project.git("commit-tree", "-m", "alone", f"{BRANCH}^{{tree}}")[:12]
+    _, report, _ = run(f"--head={alone}")
+    assert report.startswith(f"How {alone} differs from main, with which it shares no commit\n")
+    assert f"\n  head        {alone}\n" in report
+    assert "\n1 commit that main lacks\n" in report
+
+
+@pytest.mark.parametrize("options", [[], ["--base=main", f"--head={BRANCH}"]])
+def test_a_tag_does_not_hide_the_branch_of_its_name(
+    run: Run, project: Repository, options: list[str]
+) -> None:
+    expected = run(*options)
+    project.git("tag", "main", BRANCH)
+    project.git("tag", BRANCH, "refs/heads/main")
+    assert run(*options) == expected
+
+
+def test_nothing_is_fetched_unless_it_is_allowed(run: Run, project: Repository) -> None:
+    project.git("config", "uploadpack.allowFilter", "true")
+    project.git("symbolic-ref", "HEAD", "refs/heads/main")
+    partly = ["--quiet", "--filter=blob:none", "--no-checkout", f"--branch={BRANCH}"]
+    project.git("clone", *partly, f"file://{project.root}", "../partial")
+    code, _, complaint = run("../../partial")
+    assert (code, complaint.count("\n")) == (2, 1)
+    assert "(this partial clone lacks objects, which --fetch-missing lets git fetch)" in complaint
+    # The clone has no main of its own.
+    assert "base        origin/main (" in run("../../partial", "--fetch-missing")[1]
+
+
+def test_lines_are_cut_for_a_terminal_only(run: Run) -> None:
+    ours, theirs = os.openpty()
+    termios.tcsetwinsize(theirs, (24, 30))
+    with os.fdopen(ours, "rb", buffering=0) as screen, os.fdopen(theirs):
+        assert run(stdout=theirs) == (0, "", "")
+        lines = screen.read(9999).decode().splitlines()
+    whole = run()[1].splitlines()
+    assert lines == [line if len(line) <= 30 else f"{line[:29]}\u2026" for line in whole]
+
+
+TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW = "\u65e5\uff21e\u0301xy"
+
+
+def test_a_cut_counts_the_columns_that_characters_take() -> None:
+    assert terminal.cut(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 6) == "\u65e5\uff21e\u0301\u2026"
+    assert terminal.cut_start(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 6) == "\u2026\uff21e\u0301xy"
+    assert terminal.cut_start(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 5) == "\u2026e\u0301xy"
+
+
+def test_a_closed_pipe_ends_the_report_in_silence(run: Run) -> None:
+    reader, writer = os.pipe()
+    os.close(reader)
+    with os.fdopen(writer):
+        assert run(stdout=writer) == (0, "", "")
+
+
+@pytest.mark.parametrize(("more", "end"), [(0, ""), (1, ""), (1000, "s")])
+def test_a_list_says_how_many_it_leaves_out(project: Repository, more: int, end: str) -> None:
+    report = gather(project.root)
+    long = replace(
+        report,
+        ahead=text.MOST_COMMITS + more,
+        files=report.files[:1] * (text.MOST_FILES + more),
+        authors=report.authors[:1] * (text.MOST_AUTHORS + more),
+    )
+    last_lines = [line for line in text.report_lines(long) if line.startswith("  and ")]
+    nouns = ("commit", "author", "file") if more else ()
+    assert last_lines == [f"  and {more:,} more {noun}{end}" for noun in nouns]
+    spans = [LineSpan(1, 1, added=False)] * (wording.MOST_SPANS + more)
+    left_out = f" and {more:,} more span{end}" if more else ""
+    assert wording.span_text(spans).endswith(f"1, 1{left_out}")

@@ -1,0 +1,193 @@
+"""Many repositories, asked through real schedulers and workers in processes of their own."""
+
+import json
+import shutil
+import signal
+import socket
+import subprocess
+from collections.abc import Iterator
+from functools import partial
+from http.server import BaseHTTPRequestHandler, HTTPServer
+from pathlib import Path
+from threading import Thread
+
+import pytest
+import trustme
+from conftest import EXAMPLES, FakeGit, Repository, Start
+
+SCRIPT = EXAMPLES / "many_repositories.py"
+SINCE = "--since=2026-01-02"
+NUMBERS_AND_NAMES = ["1", "0", "1", "+1", "-0", "2", "1", "topic", "main"]
+RUN_MODULE = (
+    "import runpy, sys; del sys.argv[0]; runpy.run_module(sys.argv[0], run_name='__main__')"
+)
+WITHOUT_MODULE = f"import sys; sys.modules['orvel_tarnix'] = None; {RUN_MODULE}"
+IMPATIENT = f"from repositories import workers; workers.PATIENCE = 2; {RUN_MODULE}"
+
+
+@pytest.fixture
+def project(repository: Repository) -> str:
+    """A branch with a commit that main lacks."""
+    repository.commit({"a": "1\n"}, "2026-01-02T00:00Z")
+    repository.git("checkout", "--quiet", "-b", "topic")
+    repository.commit({"a": "1\n2\n"}, "2026-01-03T00:00Z")
+    return str(repository.root)
+
+
+def address_of(scheduler: subprocess.Popen[str]) -> str:
+    """Where a scheduler listens, which it says as it starts."""
+    return next(line.split()[-1] for line in scheduler.stderr if "Scheduler at:" in line)
+
+
+@pytest.fixture
+def address(start: Start) -> str:
+    """Start a scheduler without workers."""
+    return address_of(start("-m", "distributed.cli.dask_scheduler", "--host=127.0.0.1", "--port=0"))
+
+
+def start_worker(start: Start, address: str, *options: str) -> subprocess.Popen[str]:
+    """Start a worker; nobody reads what it logs, so that is dropped."""
+    quiet = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+    return start("-m", "distributed.cli.dask_worker", address, *options, **quiet)
+
+
+def test_scheduler_and_client_do_without_the_module(start: Start, project: str) -> None:
+    bare = partial(start, "-c", WITHOUT_MODULE, path=str(EXAMPLES))
+    scheduler = bare("distributed.cli.dask_scheduler", "--host=127.0.0.1", "--port=0")
+    address = address_of(scheduler)
+    client = bare("many_repositories", "--from=-", "--scheduler", address, SINCE)
+    assert client.stderr.readline().endswith("the scheduler has no workers yet; waiting for some\n")
+    start_worker(start, address, "--nthreads=1", "--no-nanny")
+    client.stdin.write(f"{project}\n")
+    client.stdin.flush()
+    client.stdout.readline()  # the heading
+    row = client.stdout.readline()  # and standard input is still open
+    assert row.split() == [project, *NUMBERS_AND_NAMES]
+    scheduler.kill()
+    assert client.communicate("none\n") == ("", "many_repositories: the scheduler is gone\n")
+    assert client.returncode == 2
+
+
+def test_what_a_lost_worker_was_asked_is_asked_again(
+    start: Start, address: str, project: str, fake_git: FakeGit, tmp_path: Path
+) -> None:
+    for name in ("killed_once", "killer"):
+        shutil.copytree(project, tmp_path / name)
+    fake_git(f"""
+        case "$OLDPWD" in
+        */killer) kill -KILL $PPID; exit;;
+        */killed_once) [ -e killed ] || {{ touch killed; kill -KILL $PPID; exit; }};;
+        esac
+        cd "$OLDPWD" && exec '{shutil.which("git")}' "$@" """)
+    start_worker(start, address, "--nthreads=1", "--nworkers=2")
+    client = start(
+        SCRIPT, project, "killed_once", "killer", "--jsonl=rows", f"--scheduler={address}"
+    )
+    _, complaint = client.communicate()
+    assert (client.returncode, complaint) == (1, "")
+    rows = [json.loads(line) for line in (tmp_path / "rows").read_text().splitlines()]
+    errors = {row["root"]: row.get("error") for row in rows}
+    assert len(rows) == 3
+    assert errors == {
+        project: None,
+        f"{tmp_path}/killed_once": None,
+        f"{tmp_path}/killer": "4 workers died of it, one after the other",
+    }
+
+
+def test_an_interrupt_ends_the_client(start: Start, address: str, project: str) -> None:
+    start_worker(start, address, "--nthreads=1", "--no-nanny")
+    client = start(SCRIPT, project, "--from=-", f"--scheduler={address}")
+    client.stdout.readline()
+    client.stdout.readline()
+    client.send_signal(signal.SIGINT)
+    assert client.wait() == 130
+    expected = "many_repositories: stopped after 1 rows; --jsonl FILE keeps them\n"
+    assert client.stderr.read() == expected
+
+
+class WebPage(BaseHTTPRequestHandler):
+    """Answers as a web server does."""
+
+    def log_message(self, *_: object) -> None:
+        """Log nothing."""
+
+
+@pytest.fixture
+def web_server() -> Iterator[int]:
+    """The port of an HTTP server."""
+    with HTTPServer(("127.0.0.1", 0), WebPage) as server:
+        Thread(target=server.serve_forever, daemon=True).start()
+        yield server.server_port
+        server.shutdown()
+
+
+@pytest.fixture
+def silent_server() -> Iterator[int]:
+    """The port of a server that accepts and never answers."""
+    with socket.create_server(("127.0.0.1", 0)) as server:
+        yield server.getsockname()[1]
+
+
+@pytest.mark.parametrize("server", ["web_server", "silent_server"])
+def test_a_server_that_is_not_a_scheduler_gets_one_line(
+    start: Start, project: str, request: pytest.FixtureRequest, server: str
+) -> None:
+    address = f"tcp://127.0.0.1:{request.getfixturevalue(server)}"
+    client = start("-c", IMPATIENT, "many_repositories", project, f"--scheduler={address}")
+    output, complaint = client.communicate()
+    assert (client.returncode, output) == (2, "")
+    expected = f"many_repositories: no scheduler at {address}: no answer in 2 seconds\n"
+    assert complaint == expected
+
+
+def test_a_scheduler_that_stops_answering_gets_one_line(start: Start, project: str) -> None:
+    scheduler = start("-m", "distributed.cli.dask_scheduler", "--host=127.0.0.1", "--port=0")
+    address = address_of(scheduler)
+    start_worker(start, address, "--nthreads=1", "--no-nanny")
+    command = ["many_repositories", project, "--from=-", f"--scheduler={address}"]
+    client = start("-c", IMPATIENT, *command)
+    client.stdout.readline()
+    client.stdout.readline()
+    scheduler.send_signal(signal.SIGSTOP)
+    assert client.wait() == 2  # while standard input is still open
+    assert client.stderr.read() == "many_repositories: the scheduler is gone\n"
+
+
+@pytest.fixture
+def tls(tmp_path: Path) -> dict[str, str]:
+    """The settings of dask for TLS, with a certificate for each role."""
+    authority = trustme.CA()
+    certificate = authority.issue_cert("127.0.0.1")
+    authority.cert_pem.write_to_path(tmp_path / "authority.pem")
+    certificate.private_key_and_cert_chain_pem.write_to_path(tmp_path / "certificate.pem")
+    prefix = "DASK_DISTRIBUTED__COMM__TLS__"
+    settings = {f"{prefix}CA_FILE": str(tmp_path / "authority.pem")}
+    for role in ("SCHEDULER", "WORKER", "CLIENT"):
+        settings |= dict.fromkeys(
+            (f"{prefix}{role}__CERT", f"{prefix}{role}__KEY"), str(tmp_path / "certificate.pem")
+        )
+    return settings | {"DASK_DISTRIBUTED__COMM__REQUIRE_ENCRYPTION": "True"}
+
+
+def test_tls_admits_only_clients_with_a_certificate(
+    start: Start, project: str, tls: dict[str, str], monkeypatch: pytest.MonkeyPatch
+) -> None:
+    for name, value in tls.items():
+        monkeypatch.setenv(name, value)
+    listen = ["--protocol=tls", "--host=tls://127.0.0.1", "--port=0"]
+    address = address_of(start("-m", "distributed.cli.dask_scheduler", *listen))
+    assert address.startswith("tls://")
+    start_worker(start, address, "--nthreads=1", "--no-nanny")
+    client = start(SCRIPT, project, SINCE, f"--scheduler={address}")
+    output, complaint = client.communicate()
+    assert (client.returncode, complaint) == (0, "")
+    assert output.split()[-10:] == [project, *NUMBERS_AND_NAMES]
+
+    for name in tls:
+        monkeypatch.delenv(name)
+    stranger = start("-c", IMPATIENT, "many_repositories", project, f"--scheduler={address}")
+    output, complaint = stranger.communicate()
+    assert (stranger.returncode, output) == (2, "")
+    assert complaint.startswith(f"many_repositories: no scheduler at {address}: ")
+    assert complaint.count("\n") == 1
