@@ -7,31 +7,63 @@ import subprocess
 import sys
 from collections.abc import Iterator
 from pathlib import Path
+from typing import Any
 
 import pytest
 from axe_selenium_python import Axe
 from selenium.webdriver import Chrome, ChromeOptions, ChromeService
 
 SUBJECT = "<img src=//x.invalid onerror=document.title=1><script>document.title=1</script>{{7*7}}"
-AUTHOR, BRANCH = "A\"' onload=x &lt;b&gt; B", 'fix"><svg/onload=document.title=1>' + "w" * 80
+AUTHOR = "A\"' onload=x &lt;b&gt; B"
+BRANCH = 'fix"><svg/onload=document.title=1>' + "w" * 80
 ODD_FILES = "<script>document.title=1<", "w\u202e\n\"'" * 20
+MARKS = "\u0301\u0316" * 150  # above and below the letter that they follow
+MARKED_FILE = f"f{MARKS[:100]}ile"
 TREE = str(Path(__file__).parents[2])
 INTRUDERS = "script, img, iframe, object, embed, link, base, svg[onload], [onerror], body svg svg"
-MAKE_PAGE = """
+FIGURES = ".tiles b, .counts b, .authors b, .chart > span, td"
+MAKE_PAGES = r"""
 git init -q -b main; git config user.name "$AUTHOR"; git config user.email "b@&lt;b&gt;"
 seq 40 >file; git add file; git commit -qm start; git checkout -qb "$BRANCH"
 seq 2 39 >file; seq 9 >"$1"; seq 9 >"$2"; git add .; git commit -qm "$SUBJECT"
-"$0" "$PYTHONPATH"/examples/branch_report.py --html page.html
+"$0" "$PYTHONPATH"/examples/branch_report.py --html names.html
+git checkout -q main; git checkout -qb large; seq 258848 >long; git add long; git commit -qm long
+{ echo "reset refs/heads/large"; echo "from refs/heads/large^0"; for number in $(seq 1100); do
+printf 'commit refs/heads/large\ncommitter A <a@b> 1700000000 +0000\ndata 4\nmore\n'; done
+} | git fast-import --quiet
+"$0" "$PYTHONPATH"/examples/branch_report.py --html large.html
+git checkout -q main; git checkout -qb marks; git config user.name "Zal$MARKS"
+git mv file "$3"; git commit -qm "Sub${MARKS}ject"
+"$0" "$PYTHONPATH"/examples/branch_report.py --html marks.html
+"""
+# What does not lie on one line, or not within the box that it is in.
+BROKEN_FIGURES = """
+    return [...document.querySelectorAll(arguments[0])].filter(figure => {
+        const text = document.createRange();
+        text.selectNodeContents(figure);
+        const lines = new Set([...text.getClientRects()].map(line => Math.round(line.top)));
+        const box = figure.parentElement.getBoundingClientRect();
+        const end = text.getBoundingClientRect().right;
+        return lines.size > 1 || end > box.right + 0.5;
+    }).map(figure => figure.textContent);
+"""
+REMOVE_MARKS = r"""
+    const texts = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
+    while (texts.nextNode())
+        texts.currentNode.data = texts.currentNode.data.replace(/[\u0300-\u036f]/g, '');
 """
 
 
 @pytest.fixture(scope="module")
-def page(tmp_path_factory: pytest.TempPathFactory) -> str:
+def folder(tmp_path_factory: pytest.TempPathFactory) -> Path:
+    """Make the pages: of odd names, of large figures, and of combining marks."""
     root = tmp_path_factory.mktemp("work")
-    env = {"AUTHOR": AUTHOR, "BRANCH": BRANCH, "SUBJECT": SUBJECT, "PYTHONPATH": TREE}
-    env |= {"PATH": os.environ["PATH"], "HOME": str(root), "GIT_CONFIG_NOSYSTEM": "1"}
-    subprocess.check_call(["sh", "-ec", MAKE_PAGE, sys.executable, *ODD_FILES], cwd=root, env=env)
-    return (root / "page.html").as_uri()
+    names = {"AUTHOR": AUTHOR, "BRANCH": BRANCH, "SUBJECT": SUBJECT, "MARKS": MARKS}
+    env = {"PYTHONPATH": TREE, "PATH": os.environ["PATH"], "HOME": str(root)}
+    env |= {"GIT_CONFIG_NOSYSTEM": "1", "LC_ALL": "C.UTF-8"}
+    command = ["sh", "-ec", MAKE_PAGES, sys.executable, *ODD_FILES, MARKED_FILE]
+    subprocess.check_call(command, cwd=root, env=env | names)
+    return root
 
 
 @pytest.fixture(scope="module")
@@ -45,17 +77,25 @@ def browser() -> Iterator[Chrome]:
         yield browser
 
 
-@pytest.mark.parametrize("scheme", ["light", "dark"])
-@pytest.mark.parametrize("width", [1200, 390])
-def test_any_name_stays_readable_words(browser: Chrome, page: str, width: int, scheme: str) -> None:
-    screen = {"width": width, "height": 900, "deviceScaleFactor": 1, "mobile": width < 500}
+def show(browser: Chrome, page: Path, width: int, scheme: str = "light") -> list[Any]:
+    """Open a page on a screen that needs no scrolling; give the addresses that it asked for."""
+    screen = {"width": width, "height": 2400, "deviceScaleFactor": 1, "mobile": width < 500}
     media = {"features": [{"name": "prefers-color-scheme", "value": scheme}]}
     browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", screen)
     browser.execute_cdp_cmd("Emulation.setEmulatedMedia", media)
-    browser.get(page)
+    browser.get(page.as_uri())
     events = [json.loads(entry["message"])["message"] for entry in browser.get_log("performance")]
-    asked = [e["params"]["request"]["url"] for e in events if e["method"].endswith("BeSent")]
-    assert (asked, browser.get_log("browser")) == ([page], [])
+    return [e["params"]["request"]["url"] for e in events if e["method"].endswith("BeSent")]
+
+
+@pytest.mark.parametrize("scheme", ["light", "dark"])
+@pytest.mark.parametrize("width", [1200, 390])
+def test_any_name_stays_readable_words(
+    browser: Chrome, folder: Path, width: int, scheme: str
+) -> None:
+    page = folder / "names.html"
+    assert show(browser, page, width, scheme) == [page.as_uri()]
+    assert browser.get_log("browser") == []
     assert browser.find_elements("css selector", INTRUDERS) == []
     browser.find_element("tag name", "summary").click()
     words = browser.find_element("tag name", "main").text
@@ -70,3 +110,22 @@ def test_any_name_stays_readable_words(browser: Chrome, page: str, width: int, s
     found = axe.run()
     undecided = [rule for rule in found["incomplete"] if rule["id"] == "color-contrast"]
     assert not (faults := found["violations"] + undecided), axe.report(faults)
+
+
+@pytest.mark.parametrize("width", [320, 390, 430, 481, 701, 760, 900, 901])
+def test_no_figure_is_broken(browser: Chrome, folder: Path, width: int) -> None:
+    show(browser, folder / "large.html", width)
+    browser.find_element("tag name", "summary").click()
+    shown = [figure.text for figure in browser.find_elements("css selector", FIGURES)]
+    assert {"+258,848", "1,101", "1,100 commits"} <= {*shown}
+    assert browser.execute_script(BROKEN_FIGURES, FIGURES) == []
+    assert browser.execute_script("return document.documentElement.scrollWidth") <= width
+
+
+def test_combining_marks_stay_in_the_box_of_their_name(browser: Chrome, folder: Path) -> None:
+    show(browser, folder / "marks.html", 1200)
+    around = "h2, .tiles, .commits code, .authors b, .badge, .counts"
+    places = browser.find_elements("css selector", around)
+    with_marks = [place.screenshot_as_base64 for place in places]
+    browser.execute_script(REMOVE_MARKS)
+    assert [place.screenshot_as_base64 for place in places] == with_marks
