@@ -2,6 +2,7 @@
 
 import json
 import os
+import signal
 import subprocess
 import termios
 from dataclasses import dataclass, replace
@@ -9,7 +10,9 @@ from datetime import datetime
 from functools import partial
 
 import pytest
-from conftest import Repository, Run
+from conftest import EXAMPLES, FakeGit, Repository, Run, Start
+from processes import count_lines, is_running, wait_for
+from python_process import PROCESS_LIMIT
 from report import text, wording
 from report.gather import gather
 from shared import terminal
@@ -260,6 +263,18 @@ def test_a_closed_pipe_ends_the_report_in_silence(run: Run) -> None:
     os.close(reader)
     with os.fdopen(writer):
         assert run(stdout=writer) == (0, "", "")
+
+
+def test_an_interrupt_of_the_program_alone_ends_git(
+    start: Start, project: Repository, fake_git: FakeGit
+) -> None:
+    folder = fake_git("echo $$ >> pids; exec sleep 1000")
+    program = start(EXAMPLES / "branch_report.py", project.root)
+    wait_for(lambda: count_lines(folder / "pids") == 1)
+    program.send_signal(signal.SIGINT)
+    assert program.wait(PROCESS_LIMIT) == 130
+    assert program.stderr.read() == "branch_report: interrupted\n"
+    wait_for(lambda: not is_running((folder / "pids").read_text().strip()))
 
 
 @pytest.mark.parametrize(("more", "end"), [(0, ""), (1, ""), (1000, "s")])

@@ -6,12 +6,12 @@ import re
 import shutil
 import signal
 import termios
-import time
 from pathlib import Path
 from typing import Any
 
 import pytest
 from conftest import EXAMPLES, FakeGit, Repository, Run, Start
+from processes import count_lines, is_running, wait_for
 from python_process import PROCESS_LIMIT
 
 SCRIPT = EXAMPLES / "many_repositories.py"
@@ -202,10 +202,8 @@ def test_an_interrupt_ends_the_program_and_every_git(
     folder = fake_git("echo $$ >> pids; exec sleep 1000")
     program = start(SCRIPT, *[project.root] * 3, "--from=-", "--workers=3")
     wait_for(lambda: count_lines(folder / "pids") == 3)
-    interrupted = time.monotonic()
     (os.kill if only_the_program else os.killpg)(program.pid, signal.SIGINT)
     assert program.wait(PROCESS_LIMIT) == 130
-    assert time.monotonic() - interrupted < 5  # and not after a thousand seconds
     expected = "many_repositories: stopped after 0 rows; --jsonl FILE keeps them\n"
     assert program.stderr.read() == expected
     wait_for(lambda: not any(map(is_running, (folder / "pids").read_text().split())))
@@ -310,22 +308,3 @@ def test_a_second_run_on_the_same_file_is_refused(
     first.communicate()
     assert first.returncode == 0
     assert len(rows_of(tmp_path / "rows")) == 1
-
-
-def wait_for(condition: Any) -> None:
-    """Wait until something has happened in another process."""
-    end = time.monotonic() + PROCESS_LIMIT
-    while not condition():
-        assert time.monotonic() < end
-        time.sleep(0.01)
-
-
-def count_lines(file: Path) -> int:
-    """How many lines a file has, which is perhaps not there yet."""
-    return file.read_text().count("\n") if file.exists() else 0
-
-
-def is_running(pid: str) -> bool:
-    """Whether there is such a process that has not ended."""
-    status = Path("/proc", pid, "stat")
-    return status.exists() and status.read_text().rpartition(")")[2].split()[0] != "Z"

@@ -1,0 +1,26 @@
+"""What tests ask about processes that they did not start themselves."""
+
+import time
+from collections.abc import Callable
+from pathlib import Path
+
+from python_process import PROCESS_LIMIT
+
+
+def wait_for(condition: Callable[[], bool]) -> None:
+    """Wait until something has happened in another process."""
+    end = time.monotonic() + PROCESS_LIMIT
+    while not condition():
+        assert time.monotonic() < end
+        time.sleep(0.01)
+
+
+def count_lines(file: Path) -> int:
+    """How many lines a file has, which is perhaps not there yet."""
+    return file.read_text().count("\n") if file.exists() else 0
+
+
+def is_running(pid: str) -> bool:
+    """Whether there is such a process that has not ended."""
+    status = Path("/proc", pid, "stat")
+    return status.exists() and status.read_text().rpartition(")")[2].split()[0] != "Z"
