@@ -1,4 +1,4 @@
-# The developer's front door. Everything that is made lies in build/, dist/, .venv/ and .cache/.
+# The targets for developers. They write only to build/, dist/, .venv/ and .cache/.
 
 MAKEFLAGS += --no-print-directory
 SHELL := /bin/sh
@@ -28,7 +28,7 @@ help: ## list the targets
 
 .PHONY: tools
 tools:
-	@test -w . || { echo "This folder is read-only, and build/ and .venv/ are made in it" >&2; exit 1; }
+	@test -w . || { echo "This folder is read-only; build/ and .venv/ are created in it" >&2; exit 1; }
 	@command -v git >/dev/null || { echo "git is needed: install git" >&2; exit 1; }
 	@command -v $(firstword $(CXX)) >/dev/null || \
 	    { echo "No compiler $(firstword $(CXX)): install g++ 12 or clang 14, or newer" >&2; exit 1; }
@@ -75,14 +75,14 @@ build/demo/module: $(sources) build/made-by
 .venv/made: build/made-with
 	@"$(python)" -c 'import ensurepip' 2>/dev/null || \
 	    { echo "Python's venv is needed: install python3.13-venv" >&2; exit 1; }
-	@echo "Making .venv, which is filled from the package index"
+	@echo "Creating .venv, to be filled from the package index"
 	@"$(python)" -m venv --clear .venv
 	@$(pip_install) "pip==26.3"
 	@touch $@
 
-# What a dependency group of pyproject.toml lists.
+# A dependency group of pyproject.toml.
 .venv/group-%: pyproject.toml .venv/made
-	@echo "Installing into .venv what the $* group of pyproject.toml lists"
+	@echo "Installing the $* group of pyproject.toml into .venv"
 	@$(pip_install) --group $*
 	@touch $@
 
@@ -91,8 +91,7 @@ build/demo/module: $(sources) build/made-by
 	@$(pip_install) --no-build-isolation --no-deps --force-reinstall .
 	@touch $@
 
-# Tests of the examples whose libraries are large: `make check` runs them, and `make test` where TESTS
-# names one of them.
+# Tests of examples that need large libraries: run by `make check`, and by `make test` if TESTS names one.
 tests_for_check := tests/test_cluster.py
 groups_for_check := .venv/group-examples .venv/group-check
 
@@ -112,6 +111,6 @@ bench: tools .venv/module .venv/group-bench .venv/group-examples ## print the ta
 	@PYTHONPATH=reference:examples:. $(venv_python) benchmarks/run.py $(BENCH)
 
 .PHONY: clean
-clean: ## remove all that was made
+clean: ## remove everything that the targets have created
 	@rm -rf build dist .venv .cache
 	@find . -name __pycache__ -prune -exec rm -rf {} +

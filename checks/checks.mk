@@ -1,27 +1,27 @@
-# What `make check` and `make fuzz` consist of; each part can be run by itself.
+# The parts of `make check`, each a target of its own, and the searches for faults.
 
 # How long `make fuzz` searches.
 SECONDS ?= 60
 # How many faults `make mutants` plants in each file.
 COUNT ?= 10
 
-# What the tests need to be installed.
+# The dependency groups that all tests need.
 test_needs := .venv/group-test $(groups_for_check)
 cpp_sources = $(shell find orvel_tarnix checks fuzz -name '*.[ch]pp')
 site_packages := lib/python3.13/site-packages
 
-# The sanitizer sees only what malloc gives out. At its end the interpreter keeps what it never
-# meant to free, so leaks are for the tests, which count what calls leave behind. A test may swallow
-# what a process that it has started says, so reports go to files.
+# The address sanitizer checks only memory from malloc. The interpreter never frees some of its
+# memory, so the tests look for leaks instead. Reports go to files, as a test may discard the output
+# of a process that it starts.
 sanitizer_options := PYTHONMALLOC=malloc \
     ASAN_OPTIONS=detect_leaks=0:log_path=$(CURDIR)/build/report \
     UBSAN_OPTIONS=print_stacktrace=1:log_path=$(CURDIR)/build/report
-# The interpreter is linked to none of these, and they have to be there first.
+# Preloaded, as the interpreter is not linked to them and they must be loaded first.
 runtime = $(shell g++ -print-file-name=$(1))
 runtimes = $(call runtime,libasan.so) $(CURDIR)/build/thread_exit.so $(call runtime,libubsan.so) \
     $(call runtime,libstdc++.so)
 sanitized = rm -f build/report.*; LD_PRELOAD="$(runtimes)" $(sanitizer_options)
-# Goes on as the command ahead of it has ended, but fails when there is a report.
+# Exits with the status of the previous command, or fails if there is a report.
 reported = status=$$?; if cat build/report.* 2>/dev/null; then exit 1; fi; exit $$status
 
 .PHONY: check
@@ -32,8 +32,8 @@ check: tools .venv/module $(test_needs) .venv/group-check ## run every check (15
 	@$(MAKE) coverage
 	@$(MAKE) sanitize
 
-# The module as a preset of CMakePresets.json builds it, and a Python that finds it ahead of the
-# installed one, whatever search path a process is started with.
+# The module as built by a preset of CMakePresets.json, and an environment whose Python finds it
+# before the installed one, whatever PYTHONPATH is.
 build/%/module: $(sources) CMakePresets.json .venv/group-build
 	@mkdir -p build/$*
 	@{ .venv/bin/cmake --preset $* -DPython_EXECUTABLE="$(CURDIR)/$(venv_python)" && \
@@ -64,7 +64,7 @@ lint: build/asan/module .venv/group-test .venv/group-check
 	    xargs -P "$$(nproc)" -n 1 .venv/bin/clang-tidy -p build/asan --quiet 2>build/tidy.log || \
 	 { grep error: build/tidy.log; exit 1; }
 
-# The program is checked in build/, so that it is the installed package that is read.
+# Run in build/, so that mypy reads the installed package and not the tree.
 .PHONY: stub
 stub: .venv/module .venv/group-check
 	@MYPY_CACHE_DIR=.cache/mypy $(venv_python) -m mypy.stubtest orvel_tarnix.utils.git_utils
@@ -84,8 +84,8 @@ coverage: build/coverage/module $(test_needs) .venv/group-check
 	    build/coverage/CMakeFiles/git_utils.dir
 
 .PHONY: sanitize
-# Left out: the sanitizer's own operator new ends the process where the real one would throw, and
-# the interpreter does not count the blocks that malloc gives out.
+# Deselected: the sanitizer's operator new aborts instead of throwing, and the interpreter does not
+# count the blocks of malloc.
 sanitize: build/asan/module build/thread_exit.so $(test_needs)
 	@$(sanitized) build/asan/venv/bin/python -m pytest --numprocesses=auto \
 	    --deselect=tests/test_leaks.py::test_a_name_may_be_longer_than_memory \
@@ -100,7 +100,7 @@ fuzz: tools clang build/fuzz/module .venv/group-fuzz ## search for inputs that b
 	 PYTHONPATH=reference:. build/fuzz/venv/bin/python fuzz/fuzz_parsers.py -max_len=1024 \
 	    -max_total_time=$(SECONDS) -artifact_prefix=build/fuzz/ build/fuzz/corpus fuzz/corpus
 
-# How many texts `make fuzz-scanners` tries.
+# How many inputs `make fuzz-scanners` tries.
 RUNS ?= 1000000
 
 fuzz_scanners_options := -std=c++20 -Wall -Wextra -Wconversion -Werror -Iorvel_tarnix/utils/git_utils
@@ -110,17 +110,17 @@ build/fuzz_scanners: fuzz/fuzz_scanners.cpp $(sources)
 	@clang++ $(fuzz_scanners_options) -O2 -g -fsanitize=fuzzer,address $< -o $@
 
 .PHONY: fuzz-scanners
-fuzz-scanners: clang build/fuzz_scanners ## search for texts that the scanners misread, RUNS=1000000
+fuzz-scanners: clang build/fuzz_scanners ## search for inputs that the scanners misread, RUNS=1000000
 	@mkdir -p build/fuzz/scanners
 	@build/fuzz_scanners -runs=$(RUNS) -max_len=200 -dict=fuzz/scanners.dict \
 	    -artifact_prefix=build/fuzz/ -print_final_stats=1 build/fuzz/scanners
 
 .PHONY: mutants
-mutants: tools .venv/module $(test_needs) .venv/group-mutants ## plant COUNT=10 faults in each of FILES= and list those that no test sees
+mutants: tools .venv/module $(test_needs) .venv/group-mutants ## plant COUNT=10 faults in each of FILES= and list those that no test detects
 	@$(venv_python) checks/mutants.py $(COUNT) $(FILES)
 
 .PHONY: clang
 clang:
-	@command -v clang++ >/dev/null || { echo "clang++ is needed: install clang and libclang-rt" >&2; exit 1; }
+	@$(call need,command -v clang++,clang libclang-rt-14-dev)
 
 include checks/interpreters/interpreters.mk

@@ -2,8 +2,8 @@
 
     races.py MODULE MODE THREADS SECONDS
 
-MODULE is git_utils, or plain_python: what goes wrong with that is the interpreter's. On an
-interpreter that counts all references the mode "references" looks for calls that keep some.
+MODULE is git_utils, or plain_python, whose failures are the interpreter's. With an interpreter that
+counts all references, the mode "references" looks for calls that leak some.
 """
 
 import gc
@@ -28,7 +28,7 @@ MOST_DRIFT = 0.1
 
 
 def prepare(module: ModuleType) -> None:
-    """Git is not run: it would take nearly all of the time. The clock stands still."""
+    """Replaces git, which would take nearly all of the time, and stops the clock."""
     vars(module).update(subprocess_with(run_canned_git), datetime=StoppedClock)
     functions = [each for each in vars(native).values() if isinstance(each, FunctionType)]
     own = {each.__name__ for each in functions if each.__module__ == native.__name__}
@@ -36,7 +36,7 @@ def prepare(module: ModuleType) -> None:
 
 
 def names(module: ModuleType) -> Callable[[], None]:
-    """Names are deleted, or bound to what does the same, and put back."""
+    """Deletes names, or rebinds them to equivalent values, and restores them."""
     own = [(name, value) for name, value in vars(module).items() if not name.startswith("__")]
 
     def change() -> None:
@@ -55,7 +55,7 @@ def names(module: ModuleType) -> Callable[[], None]:
 
 
 def tables(module: ModuleType) -> Callable[[], None]:
-    """Entries of the module's dictionaries come and go, one by one or all at once."""
+    """Adds and removes entries of the module's dictionaries, one by one or all at once."""
     found = (value for name, value in vars(module).items() if not name.startswith("__"))
     own = [(each, dict(each)) for each in found if isinstance(each, dict)]
 
@@ -70,7 +70,7 @@ def tables(module: ModuleType) -> Callable[[], None]:
 
 
 def lists(_module: ModuleType) -> Callable[[], None]:
-    """The lists that are passed in grow, shrink and are filled again."""
+    """Grows, empties and refills the lists that are passed in."""
     passed = [arg for call in CALLS for arg in (*call.args, *call.keywords.values())]
     own = [(each, list(each)) for each in passed if isinstance(each, list)]
 
@@ -86,7 +86,7 @@ def lists(_module: ModuleType) -> Callable[[], None]:
 
 
 def classes(module: ModuleType) -> Callable[[], None]:
-    """Record classes get a constructor with forty cells or a descriptor, and lose it.
+    """Gives record classes a constructor with forty cells or a descriptor, and removes it.
 
     The code and the cells of a function are left alone: the interpreter itself writes them in a
     way that no other thread can read them without a race.
@@ -108,7 +108,7 @@ def classes(module: ModuleType) -> Callable[[], None]:
 
 
 def garbage(_module: ModuleType) -> Callable[[], None]:
-    """Garbage is collected, and all there is looked through."""
+    """Collects garbage, and searches the newest objects for referrers."""
 
     def change() -> None:
         gc.collect(randrange(3))
@@ -122,7 +122,7 @@ CHANGES |= {"classes": classes, "garbage": garbage}
 
 
 def race(module: ModuleType, mode: str, threads: int, seconds: float) -> str:
-    """What came of calling from all threads, or from all but one that changes things."""
+    """Calls in all threads, or in all but one, which changes things; returns the counts."""
     expected = [answer(module, call) for call in CALLS]
     change = CHANGES[mode] and CHANGES[mode](module)
     ends = time.monotonic() + seconds
@@ -155,7 +155,7 @@ def race(module: ModuleType, mode: str, threads: int, seconds: float) -> str:
 
 
 def drift(module: ModuleType) -> str:
-    """How far one call moves the number of all references, at most."""
+    """The most that one call changes the total number of references."""
 
     def references(call: Call) -> int:
         for _ in range(CALLS_A_ROUND):
@@ -177,7 +177,7 @@ def drift(module: ModuleType) -> str:
 
 
 def main(name: str, mode: str, threads: str, seconds: str) -> None:
-    """Print what came of one mode."""
+    """Prints the result of one mode."""
     failures = []
     threading.excepthook = failures.append
     logging.disable()

@@ -18,9 +18,9 @@ from typing import Self
 
 MODES = ("calls", "names", "tables", "lists", "classes", "garbage")
 NATIVE, REFERENCE = "orvel_tarnix.utils.git_utils", "plain_python"
-# CPython 3.13 itself aborts when it runs out of memory: with assertions where it loses an exception,
-# without the lock where it creates a list. And once a second thread has run, as in the test run, the
-# build without the lock never frees modules, functions and classes.
+# CPython 3.13 itself aborts when it runs out of memory: with assertions where it loses an
+# exception, without the lock where it creates a list. And once a second thread has run, as in the
+# test run, the build without the lock never frees modules, functions and classes.
 CRASHES = "tests/test_leaks.py::test_any_allocation_of_a_call_may_fail_and_nothing_keeps_references"
 KEEPS = [
     "tests/test_namespace.py::test_an_unused_copy_is_collected",
