@@ -1,6 +1,6 @@
 #!/bin/sh
-# Prints the path of a CPython 3.13 that extension modules can be built for: $PYTHON if it is set,
-# else the first that fits of those on the search path and those that pyenv has installed.
+# Prints the path of a CPython 3.13 with headers: $PYTHON if it is set, else the first one found on
+# the search path or among pyenv's versions.
 
 fits() {
     "$1" - 2>/dev/null <<'PYTHON'
@@ -18,7 +18,7 @@ else
 fi
 for candidate in "$@"; do
     if fits "$candidate"; then
-        # Not the one of an activated environment, which may be the very one that is made anew.
+        # Not an activated environment's, which may be the one that is about to be recreated.
         "$candidate" -c 'import sys; print(sys._base_executable)'
         exit 0
     fi
