@@ -19,7 +19,11 @@ def test_the_commands_of_the_page_print_what_it_shows(
     tmp_path: Path, monkeypatch: pytest.MonkeyPatch
 ) -> None:
     (tmp_path / "examples").symlink_to(TREE / "examples")
-    monkeypatch.setenv("PATH", str(Path(sys.executable).parent), prepend=os.pathsep)
+    python = tmp_path / "bin/python"
+    python.parent.mkdir()
+    python.write_text(f'#!/bin/sh\nexec "{sys.executable}" "$@"\n')
+    python.chmod(0o755)
+    monkeypatch.setenv("PATH", str(python.parent), prepend=os.pathsep)
     monkeypatch.setenv("PYTHONPATH", str(TREE))
     monkeypatch.chdir(tmp_path)
     same = doctest.OutputChecker().check_output
