@@ -7,7 +7,7 @@ COUNT ?= 10
 
 # The dependency groups that all tests need.
 test_needs := .venv/group-test $(groups_for_check)
-cpp_sources = $(shell find orvel_tarnix checks fuzz -name '*.[ch]pp')
+cpp_sources = $(shell find orvel_tarnix checks cmake fuzz -name '*.[ch]pp')
 site_packages := lib/python3.13/site-packages
 
 # The address sanitizer checks only memory from malloc. The interpreter never frees some of its
