@@ -17,13 +17,14 @@ export CXX
 find_python := PYTHON="$(PYTHON)" sh cmake/find_python.sh
 python = $$(head -n 1 build/made-with)
 venv_python := .venv/bin/python
+venv_path := PATH="$(CURDIR)/.venv/bin:$$PATH"
 pip_install := $(venv_python) -m pip install --quiet --disable-pip-version-check
 sources := $(shell find orvel_tarnix cmake -name '*.[ch]pp' -o -name '*.py*' -o -name '*.map') \
     CMakeLists.txt pyproject.toml
 
 .PHONY: help
 help: ## list the targets
-	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "  make %-14s %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
+	@awk -F ':.*## ' '/^[a-z0-9-]+:.*## / { printf "  make %-14s %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
 	@echo "All but help, demo and clean fill .venv from the package index, once."
 
 .PHONY: tools

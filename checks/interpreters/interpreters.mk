@@ -16,8 +16,10 @@ compiled_debug := $(checked)
 compiled_free-threaded := $(checked)
 compiled_thread-sanitizer := CXX=clang++-19 CXXFLAGS="-O1 -fsanitize=thread"
 
-interpreter_packages := clang-19 libclang-rt-19-dev llvm-19 libbz2-dev libffi-dev liblzma-dev \
-    libsqlite3-dev libssl-dev zlib1g-dev
+library_packages := libbz2-dev libffi-dev liblzma-dev libsqlite3-dev libssl-dev zlib1g-dev
+needed_debug := $(library_packages)
+needed_free-threaded := $(library_packages)
+needed_thread-sanitizer := clang-19 libclang-rt-19-dev llvm-19 $(library_packages)
 
 # How many threads race, and for how many seconds in each mode.
 THREADS ?= 6
@@ -30,7 +32,7 @@ interpreters: tools .venv/made $(interpreter_kinds:%=$(interpreters)/%/module) #
 	    "$(interpreter_kinds)" $(addprefix --ignore=,$(tests_for_check))
 
 $(interpreters)/%/built: $(cpython_source)/unpacked
-	@$(call need,$(call installed,$(interpreter_packages)),$(interpreter_packages))
+	@$(call need,$(call installed,$(needed_$*)),$(needed_$*))
 	@mkdir -p $(@D)/objects
 	@echo "building CPython: $*"
 	@cd $(@D)/objects && { $(cpython_source)/configure --quiet --prefix=$(@D) \

@@ -1,7 +1,6 @@
 # `make windows`: the module for Windows, compiled and linked. There is no Windows to run it on.
 
 windows := $(CURDIR)/build/windows
-venv_path := PATH="$(CURDIR)/.venv/bin:$$PATH"
 
 .PHONY: windows
 windows: tools $(windows)/libpython313.a .venv/group-build .venv/group-windows ## compile and link the module for Windows, without running it

@@ -1,0 +1,17 @@
+# CPython for musl, built by musl-gcc like the interpreters of `make interpreters`.
+
+musl_prefix := $(interpreters)/musl
+python_musl := $(musl_prefix)/bin/python3.13
+cross_musl := $(call cross,musl,$(musl_prefix),x86_64,cpython-313-x86_64-linux-musl) \
+    ZIG_GLOBAL_CACHE_DIR=$(platforms)/zig
+# musl's loader takes libc.so for itself, so auditwheel must not add a copy to the wheel.
+auditwheel_musl := --exclude=libc.so
+# pytest-randomly needs zlib.
+pytest_musl := -p no:randomly
+
+# Without pkg-config, configure finds no library that is built for glibc. pip needs zlib, so this
+# CPython has none.
+configured_musl := CC=$(CURDIR)/checks/platforms/musl_cc.sh PKG_CONFIG=/bin/false --without-ensurepip
+needed_musl := musl-tools
+
+$(platforms)/musl/wheel: $(musl_prefix)/built .venv/group-zig
