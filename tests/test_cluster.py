@@ -46,7 +46,7 @@ def address(start: Start) -> str:
 
 
 def start_worker(start: Start, address: str, *options: str) -> subprocess.Popen[str]:
-    """Start a worker; nobody reads what it logs, so that is dropped."""
+    """Start a worker and drop its log, which would fill a pipe."""
     quiet = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
     return start("-m", "distributed.cli.dask_worker", address, *options, **quiet)
 
