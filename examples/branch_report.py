@@ -3,9 +3,9 @@
     python examples/branch_report.py [REPO] [--base REV] [--head REV] [--since SPEC]
                                      [--json] [--html FILE] [--fetch-missing]
 
-Where head has no commit that base lacks, the report is on a period instead: the one that --since
-names, or else the last 30 days up to now or to the newest commit, or the last commits of a young
-history. A page needs Jinja2.
+If head has no commits of its own (none that base lacks), the report covers a period: --since, or
+the last 30 days up to now or to the newest commit, or the newest commits of a short history. A page
+needs Jinja2.
 """
 
 import argparse
@@ -82,7 +82,8 @@ def _options() -> argparse.Namespace:
     )
     parser.add_argument("--base", metavar="REV", help="the older side (default branch)")
     parser.add_argument("--head", metavar="REV", help="the newer side (what is checked out)")
-    parser.add_argument("--since", metavar="SPEC", help=f"the period: {TIME_SPEC_FORMS}")
+    since_help = f"the period, if the branch has no commits of its own: {TIME_SPEC_FORMS}"
+    parser.add_argument("--since", metavar="SPEC", help=since_help)
     parser.add_argument("--json", action="store_true", help="print every fact as JSON")
     parser.add_argument("--html", metavar="FILE", type=Path, help="write the report as a page")
     parser.add_argument(

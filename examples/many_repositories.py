@@ -115,6 +115,8 @@ def _options() -> argparse.Namespace:
     who("--workers", type=int, default=DEFAULT_THREADS, metavar="N", help=threads_help)
     who("--scheduler", metavar="ADDRESS", help="use the workers of a running dask cluster")
     options = parser.parse_intermixed_args()
+    if not options.roots and not options.source:
+        raise ProgramError("name a ROOT or --from FILE")
     if options.workers < 1:
         raise ProgramError(f"--workers must be at least 1, not {options.workers}")
     if options.timeout is not None and not options.timeout > 0:

@@ -258,11 +258,11 @@ def test_a_cut_counts_the_columns_that_characters_take() -> None:
     assert terminal.cut_start(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 5) == "\u2026e\u0301xy"
 
 
-def test_a_closed_pipe_ends_the_report_in_silence(run: Run) -> None:
+def test_a_closed_pipe_ends_the_report_as_sigpipe_would(run: Run) -> None:
     reader, writer = os.pipe()
     os.close(reader)
     with os.fdopen(writer):
-        assert run(stdout=writer) == (0, "", "")
+        assert run(stdout=writer) == (141, "", "")
 
 
 def test_an_interrupt_of_the_program_alone_ends_git(

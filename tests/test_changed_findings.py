@@ -201,6 +201,13 @@ def test_a_closed_stream_gets_one_line(
     assert complaint == f"changed_findings: standard {name} is closed\n"
 
 
+def test_a_closed_pipe_does_not_pass_for_no_findings(run: Run) -> None:
+    reader, writer = os.pipe()
+    os.close(reader)
+    with os.fdopen(writer):
+        assert run(given=document([result("src/a.py", 3)]), stdout=writer) == (141, "", "")
+
+
 def test_a_full_disk_keeps_the_document_that_was_there(run: Run, project: Repository) -> None:
     out = project.root / "out"
     out.write_text("before")

@@ -221,7 +221,7 @@ def test_a_closed_pipe_ends_every_git(
     program.stdout.close()
     program.stdin.write(f"{project.root}\n" * 2)
     program.stdin.flush()
-    assert program.wait(PROCESS_LIMIT) == 0
+    assert program.wait(PROCESS_LIMIT) == 141
     assert program.stderr.read() == ""
     wait_for(lambda: not is_running((folder / "pids").read_text().strip()))
 
@@ -242,6 +242,10 @@ def test_bad_options_get_one_line(ask: Run, project: Repository, options: tuple[
     assert (code, table) == (2, "")
     assert complaint.startswith(f"many_repositories: {BAD_OPTIONS[options]}")
     assert complaint.count("\n") == 1
+
+
+def test_a_run_without_any_repository_is_refused(ask: Run) -> None:
+    assert ask() == (2, "", "many_repositories: name a ROOT or --from FILE\n")
 
 
 ROW = '{"since": "2026-01-02", "root": "/r", "error": "not a directory"}\n'

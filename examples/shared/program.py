@@ -12,6 +12,9 @@ from shared.git import NO_FETCHING, explain
 from shared.interrupt import end_on_interrupt, stop_processes
 from shared.terminal import printable
 
+# As of a program that SIGPIPE killed, 128 and the number of the signal: its result is unknown.
+PIPE_CLOSED = 141
+
 
 class ProgramError(Exception):
     """Why a program cannot do its work, in one line for a person."""
@@ -36,9 +39,9 @@ def run(name: str, command: Callable[[], int], *errors: type[Exception]) -> NoRe
         code = command()
         sys.stdout.flush()
     except BrokenPipeError:
-        # The reader has seen enough. The interpreter must not fail to flush the rest at exit.
+        # The interpreter must not fail to flush the rest at exit.
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
-        _leave(0)
+        _leave(PIPE_CLOSED)
     except (ProgramError, OSError, *errors) as error:
         _leave(2, f"{name}: {printable(explain(error))}")
     _leave(code)
