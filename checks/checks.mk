@@ -84,12 +84,11 @@ coverage: build/coverage/module $(test_needs) .venv/group-check
 	    build/coverage/CMakeFiles/git_utils.dir
 
 .PHONY: sanitize
-# Deselected: the sanitizer's operator new aborts instead of throwing, and the interpreter does not
-# count the blocks of malloc.
+# The sanitizer's operator new aborts instead of throwing, and the interpreter does not count the
+# blocks of malloc.
 sanitize: build/asan/module build/thread_exit.so $(test_needs)
 	@$(sanitized) build/asan/venv/bin/python -m pytest --numprocesses=auto \
-	    --deselect=tests/test_leaks.py::test_a_name_may_be_longer_than_memory \
-	    --deselect=tests/test_leaks.py::test_no_call_keeps_memory; \
+	    -m "not exhausts_memory and not counts_blocks"; \
 	 $(reported)
 
 .PHONY: fuzz

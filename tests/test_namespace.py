@@ -58,6 +58,11 @@ def appearance(definition: type | FunctionType) -> str:
 def test_functions_and_classes_look_like_those_of_a_python_module(name: str) -> None:
     definition = getattr(native, name)
     assert appearance(definition) == appearance(getattr(plain, name))
+
+
+@pytest.mark.parametrize("name", [*FUNCTIONS, *RECORDS, "GitError"])
+def test_functions_and_classes_are_pickled_by_name(name: str) -> None:
+    definition = getattr(native, name)
     assert pickle.loads(pickle.dumps(definition)) is definition
 
 
@@ -157,6 +162,7 @@ def test_a_record_class_may_become_abstract() -> None:
         second.parse_line_spans("+++ a\n@@ -1 +1 @@")
 
 
+@pytest.mark.collects_copies
 def test_an_unused_copy_is_collected() -> None:
     second = load_copy(native, "git_utils")
     second.parse_line_spans("+++ a\n@@ -1 +1 @@\n")
@@ -175,6 +181,7 @@ def memory_after_20_copies() -> int:
     return tracemalloc.get_traced_memory()[0]
 
 
+@pytest.mark.collects_copies
 def test_collected_copies_keep_no_memory() -> None:
     tracemalloc.start()
     try:
