@@ -10,7 +10,7 @@ import sys
 from collections.abc import Callable
 from typing import Any
 
-from compare import StoppedClock, Text, assert_alike, native, plain
+from compare import StoppedClock, StrSubclass, assert_alike, native, plain
 
 # Lone surrogates; digits beyond ASCII; wide characters that, if narrowed to a byte, would be a
 # digit, a line feed, NUL, a tab, ":", U+001E, "+" or "@"; a line separator; ordinary characters.
@@ -60,7 +60,7 @@ NAMES = tuple(FUNCTIONS)
 
 # The bytes before the text: for the function and for the variant.
 HEAD = 2
-VARIANTS = tuple((kind, widener) for kind in (str, Text) for widener in WIDENERS)
+VARIANTS = tuple((kind, widener) for kind in (str, StrSubclass) for widener in WIDENERS)
 
 
 def prepare() -> None:

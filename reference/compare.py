@@ -47,7 +47,7 @@ class StoppedClock(datetime):
         return NOW
 
 
-class Text(str):
+class StrSubclass(str):
     """A subclass of str: its characters may not be read without calling its methods."""
 
     __slots__ = ()

@@ -1,7 +1,8 @@
 """How each function is called: the one table of calls that many tests repeat.
 
-They repeat them with names rebound or deleted, with every use of an object recorded, in threads and
-sub-interpreters, and while memory runs out. A new function needs a row here.
+They repeat them with names rebound or deleted, in threads and sub-interpreters, and while memory
+runs out. The order in which objects are used is checked for one call of each function, the first in
+the table. A new function needs a row here.
 """
 
 from collections.abc import Iterator, Mapping
@@ -10,7 +11,7 @@ from types import MappingProxyType, ModuleType
 from typing import Any, NamedTuple
 
 from canned_git import FILE_CHANGES, LAUNCHERS, LOG, PATCH, subprocess_with
-from compare import NOW, StoppedClock, Text, outcome
+from compare import NOW, StoppedClock, StrSubclass, outcome
 from odd_objects import LogOfOddHeader, LongPath, OddTokens
 
 ROOT = Path("/nowhere")
@@ -36,7 +37,7 @@ def in_every_storage(title: str, text: str) -> Iterator[tuple[str, str]]:
     yield title, text
     yield f"{title}, two bytes a character", text.replace("a", "\u1234")
     yield f"{title}, four bytes a character", text.replace("a", "\U0001f600")
-    yield f"{title}, a subclass of str", Text(text)
+    yield f"{title}, a subclass of str", StrSubclass(text)
 
 
 # Characters around the limits of UTF-8's lengths and of the three storage widths.

@@ -54,15 +54,15 @@ A_COMMIT = "5ca1ab1e\n"
 
 
 def run_canned_git(
-    command: list[str], complaint: str = " said\n", **_keywords: object
+    command: list[str], stderr: str = " said\n", **_keywords: object
 ) -> SimpleNamespace:
-    """Return what `subprocess.run` would; a launch keyword named `complaint` shows in stderr."""
+    """Return what `subprocess.run` would; a launch keyword named `stderr` shows in stderr."""
     if "missing" in command:
         raise FileNotFoundError("git")
     # A list: when memory runs out while a generator is made, CPython 3.13 crashes.
     printed = [text for word, text in PRINTED_FOR.items() if word in command]
     stdout = printed[0] if printed else A_COMMIT
-    return SimpleNamespace(stdout=stdout, stderr=complaint, returncode=int("bad" in command))
+    return SimpleNamespace(stdout=stdout, stderr=stderr, returncode=int("bad" in command))
 
 
 def raising(error: type[Exception], *args: object) -> Callable[..., None]:

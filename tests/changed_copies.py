@@ -32,10 +32,12 @@ def unchanged_answers() -> list[object]:
     return answers_after(plain, lambda _: None)
 
 
-def assert_followed(change: Change, *, visible: bool = True) -> None:
-    """Both modules answer alike after the change; if it is visible, unlike before it."""
+def assert_same_answers_after(change: Change, *, changes_answers: bool = True) -> None:
+    """Both modules answer alike after the change, and unlike before it if it changes answers."""
     expected = answers_after(plain, change)
     for answer, plain_answer in zip(answers_after(native, change), expected, strict=True):
         assert answer == plain_answer
-    shows = expected != unchanged_answers()
-    assert shows == visible, f"{'an' if shows else 'no'} answer to tests/calls.py shows the change"
+    changed = expected != unchanged_answers()
+    assert changed == changes_answers, (
+        f"{'an' if changed else 'no'} answer to tests/calls.py changes"
+    )

@@ -32,14 +32,14 @@ ENVIRONMENT = {
 }
 EMPTY_INPUT = os.open(os.devnull, os.O_RDONLY)
 EXAMPLES = Path(__file__).parents[1] / "examples"
-PATH = f"{EXAMPLES}{os.pathsep}{EXAMPLES.parent}"
+PYTHON_PATH = f"{EXAMPLES}{os.pathsep}{EXAMPLES.parent}"
 
 type FakeGit = Callable[[str], Path]
 # For each log record: its level, the function that logs, the message with its arguments, and the
 # type of the exception that is being handled.
 type Log = list[tuple[str, str, tuple[object, ...], type]]
 type Run = Callable[..., tuple[int, str, str]]
-type AnswerRuns = Callable[..., list[Any]]
+type FakeGitResults = Callable[..., list[Any]]
 type Start = Callable[..., subprocess.Popen[str]]
 
 
@@ -114,7 +114,7 @@ def fake_git(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> FakeGit:
 
 
 @pytest.fixture
-def answer_runs(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> AnswerRuns:
+def fake_git_results(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> FakeGitResults:
     """Let run_git_command return the given triples; return the list of its calls."""
 
     def answer(*triples: tuple[str, str, int]) -> list[Any]:
@@ -147,7 +147,7 @@ def start(tmp_path: Path) -> Iterator[Start]:
     """Start Python in a session of its own, which is killed at the end of the test."""
     started = []
 
-    def start(*args: Any, path: str = PATH, **options: Any) -> subprocess.Popen[str]:
+    def start(*args: Any, path: str = PYTHON_PATH, **options: Any) -> subprocess.Popen[str]:
         defaults = {
             "stdin": subprocess.PIPE,
             "stdout": subprocess.PIPE,
@@ -178,8 +178,8 @@ def run(start: Start) -> Run:
         if not given:
             # communicate() does not close it then: a git that reads it would wait for ever.
             process.stdin = None
-        printed, complaint = process.communicate(given, timeout=PROCESS_LIMIT)
+        printed, stderr = process.communicate(given, timeout=PROCESS_LIMIT)
         process.stdin = stdin
-        return process.returncode, printed or "", complaint
+        return process.returncode, printed or "", stderr
 
     return run

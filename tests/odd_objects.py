@@ -58,8 +58,8 @@ class LogOfOddHeader:
         return [HeaderWithoutStamp("\x1e"), "lost", "\x1e5"]
 
 
-class FickleKey(str):
-    """A key that equals another only at every second comparison, and not at the first."""
+class InconsistentKey(str):
+    """A key whose `==` answers False and, for an equal str, True by turns."""
 
     def __init__(self, _text: str) -> None:
         self._comparisons = count()
@@ -85,14 +85,14 @@ class ChangingPath(str):
 
 
 class AnyKeyTable(dict[str, str]):
-    """A table that has an entry for every key, which only its own `get` knows."""
+    """A table whose get() returns a value for any key; the stored dict is empty."""
 
     def get(self, key: object, _default: object = None) -> Any:
         return f"<{key}>"
 
 
-class ShiftedText(str):
-    """A text that encodes to another one."""
+class StrWithOverriddenEncode(str):
+    """A str whose encode() returns other bytes."""
 
     __slots__ = ()
 
@@ -100,8 +100,8 @@ class ShiftedText(str):
         return b"shifted"
 
 
-class OtherPlace:
-    """A working directory: str() and the file system protocol name different ones."""
+class PathLikeWithOtherStr:
+    """A path whose `__str__` and `__fspath__` return different paths."""
 
     def __str__(self) -> str:
         return "some/where"
@@ -110,7 +110,7 @@ class OtherPlace:
         return "elsewhere"
 
 
-class OtherItems(dict[str, Any]):
+class DictWithOverriddenGetitem(dict[str, Any]):
     """A dict whose `[]` gives other values than it stores: `**` reads the stored ones."""
 
     def __getitem__(self, key: str) -> str:
@@ -141,7 +141,7 @@ class StoredKeywords(dict[str, str]):
 
 
 class BrokenIterable:
-    """An iterable that fails with the type of error that also says "not iterable"."""
+    """An iterable whose `__iter__` raises TypeError, as a non-iterable would."""
 
     def __iter__(self) -> Iterator[str]:
         raise TypeError("from inside")
@@ -154,15 +154,15 @@ class BrokenSequence:
         raise TypeError("from inside")
 
 
-class Triple:
-    """What git printed and its exit code, iterable by `__getitem__` alone."""
+class GetitemOnlyResult:
+    """A result of run_git_command that can be unpacked only through its `__getitem__`."""
 
     def __getitem__(self, index: int) -> object:
         return ("out", "", 0)[index]
 
 
 class LostFileError(FileNotFoundError):
-    """An error of a file that is missing, not of git."""
+    """A subclass of FileNotFoundError."""
 
 
 class UnmakeableError(KeyError):

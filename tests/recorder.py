@@ -24,12 +24,12 @@ UNRECORDED = {
 }
 # Types that C code recognises: their objects are recorded by a subclass, all others by a Recorder.
 SUBCLASSED = str, int, list, tuple, dict, frozenset
-# Objects that are not worth recording.
-LEFT_ALONE = bool, float, bytes, BaseException, type(None)
+# Objects of these types are not recorded.
+NOT_RECORDED_TYPES = bool, float, bytes, BaseException, type(None)
 
 
 class EventLog(list[str]):
-    """What was done to the recorded objects, in order; at one event, something happens first."""
+    """What was done to the recorded objects, in order; a callback can run at a chosen event."""
 
     interrupted_at = -1
     interrupt: Callable[[], object]
@@ -82,7 +82,7 @@ class Recorder:
     def __repr__(self) -> str:
         return repr(self.value)
 
-    def hand_on(
+    def forward(
         self, use: str, function: Callable[..., object], *args: object, **keywords: object
     ) -> Any:
         """Record the use, and return a recorded result of what the arguments stand for."""
@@ -91,27 +91,27 @@ class Recorder:
         return recorded(result, f"{self.name}{use}")
 
     def __getattr__(self, name: str) -> object:
-        return self.hand_on(f".{name}", getattr, self, name)
+        return self.forward(f".{name}", getattr, self, name)
 
     def __call__(self, *args: object, **keywords: object) -> object:
-        return self.hand_on(f"{args}{[*keywords]}", self.value, *args, **keywords)
+        return self.forward(f"{args}{[*keywords]}", self.value, *args, **keywords)
 
     def __iter__(self) -> object:
         is_iterator = hasattr(self.value, "__next__")
-        return self if is_iterator else self.hand_on(".iter", iter, self)
+        return self if is_iterator else self.forward(".iter", iter, self)
 
 
-def handing_on(operation: Callable[..., object]) -> Callable[..., object]:
+def forwarding_method(operation: Callable[..., object]) -> Callable[..., object]:
     """A special method of Recorder."""
 
     def special_method(self: Recorder, *args: object) -> object:
-        return self.hand_on(f".{operation.__name__}{args}", operation, self, *args)
+        return self.forward(f".{operation.__name__}{args}", operation, self, *args)
 
     return special_method
 
 
 for _operation in (getitem, contains, truediv, sub, next, format, bool, str):
-    setattr(Recorder, f"__{_operation.__name__}__", handing_on(_operation))
+    setattr(Recorder, f"__{_operation.__name__}__", forwarding_method(_operation))
 
 
 def unrecorded(value: object) -> object:
@@ -123,7 +123,7 @@ def unrecorded(value: object) -> object:
 
 def recorded(value: object, name: str) -> object:
     """An object that stands for the value and records its uses."""
-    if isinstance(value, LEFT_ALONE) or value is NotImplemented:
+    if isinstance(value, NOT_RECORDED_TYPES) or value is NotImplemented:
         return value
     is_exception_class = isinstance(value, type) and issubclass(value, BaseException)
     if is_exception_class and name != "GitError":

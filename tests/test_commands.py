@@ -7,7 +7,7 @@ from types import ModuleType
 
 import pytest
 from compare import native
-from conftest import AnswerRuns, Repository
+from conftest import FakeGitResults, Repository
 
 # Characters that git quotes, escapes, reads as a pattern, or stores in another width.
 ODD_CHARACTERS = '\t\n":\\\x1f é\U0001f600'
@@ -77,17 +77,19 @@ C_AND_A = "+++ c\n@@ -4 +4 @@\n-\n+\n+++ a\n@@ -5 +5 @@\n", "", 0
 
 @pytest.mark.usefixtures("_one_path_a_batch")
 def test_a_later_batch_replaces_the_spans_of_a_path_but_not_its_place(
-    either: ModuleType, answer_runs: AnswerRuns
+    either: ModuleType, fake_git_results: FakeGitResults
 ) -> None:
-    answer_runs(A_AND_B, C_AND_A)
+    fake_git_results(A_AND_B, C_AND_A)
     found = either.diff_line_spans("r", "a", "b", merge_base=True, paths=["a", "a"])
     starts = [(path, [span.start for span in spans]) for path, spans in found.items()]
     assert starts == [("a", [5]), ("b", [3]), ("c", [4])]
 
 
 @pytest.mark.usefixtures("_one_path_a_batch")
-def test_no_batch_is_run_after_a_failure(either: ModuleType, answer_runs: AnswerRuns) -> None:
-    calls = answer_runs(A_AND_B, ("+++ b\n@@ -1 +1 @@\n", "broken\n", 1))
+def test_no_batch_is_run_after_a_failure(
+    either: ModuleType, fake_git_results: FakeGitResults
+) -> None:
+    calls = fake_git_results(A_AND_B, ("+++ b\n@@ -1 +1 @@\n", "broken\n", 1))
     with pytest.raises(either.GitError, match=r"^broken$"):
         either.diff_line_spans("r", "a", "b", merge_base=True, paths=["a", "b", "c"])
     assert [call.args[1][-1] for call in calls] == ["a", "b"]

@@ -38,9 +38,7 @@ class RecordedModule:
     def raise_error(self) -> None:
         raise CaughtByAllError
 
-    def course_of(
-        self, call: Call, interruption: str = "raise_error", at: int = -1
-    ) -> list[object]:
+    def trace(self, call: Call, interruption: str = "raise_error", at: int = -1) -> list[object]:
         """Make the call; return its outcome and all events, one of which is interrupted."""
         function = getattr(self.module, call.name)
         args = [recorded(arg, f"args[{index}]") for index, arg in enumerate(call.args)]
@@ -53,7 +51,7 @@ class RecordedModule:
 NATIVE, PLAIN = RecordedModule(native), RecordedModule(plain)
 
 # The first call of each function in the table, and those that take another way through it.
-COURSES = {call.name: call for call in reversed(CALLS)} | {
+TRACED_CALLS = {call.name: call for call in reversed(CALLS)} | {
     "_git_output, git fails": Call("", "_git_output", (ROOT, ["bad"])),
     "_git_output, git is missing": Call("", "_git_output", (ROOT, ["missing"])),
     "branch_exists, no branch": Call("", "branch_exists", (ROOT, "bad")),
@@ -63,14 +61,14 @@ COURSES = {call.name: call for call in reversed(CALLS)} | {
 }
 
 
-@pytest.mark.parametrize("call", COURSES.values(), ids=COURSES)
+@pytest.mark.parametrize("call", TRACED_CALLS.values(), ids=TRACED_CALLS)
 def test_names_and_objects_are_used_in_the_order_of_the_statements(call: Call) -> None:
-    assert NATIVE.course_of(call) == PLAIN.course_of(call)
+    assert NATIVE.trace(call) == PLAIN.trace(call)
 
 
 @pytest.mark.parametrize("interruption", ["delete_names", "raise_error"])
-@pytest.mark.parametrize("call", COURSES.values(), ids=COURSES)
+@pytest.mark.parametrize("call", TRACED_CALLS.values(), ids=TRACED_CALLS)
 def test_an_interrupted_call_ends_as_in_plain_python(call: Call, interruption: str) -> None:
-    for at in range(len(PLAIN.course_of(call)) - 1):
-        expected = PLAIN.course_of(call, interruption, at)
-        assert NATIVE.course_of(call, interruption, at) == expected, f"interrupted at event {at}"
+    for at in range(len(PLAIN.trace(call)) - 1):
+        expected = PLAIN.trace(call, interruption, at)
+        assert NATIVE.trace(call, interruption, at) == expected, f"interrupted at event {at}"

@@ -7,7 +7,7 @@ from types import ModuleType
 from typing import Any, NamedTuple
 
 import pytest
-from compare import Text, assert_alike
+from compare import StrSubclass, assert_alike
 from odd_objects import ChangingPath
 from python_process import run_python
 
@@ -69,7 +69,7 @@ def test_raw_and_numstat_records_are_joined_by_path(
     changes = either.parse_file_changes(text)
     shown = [" ".join(map(str, astuple(file))).removesuffix(" None") for file in changes]
     assert shown == [line.replace("|", "\0") for line in stream.files]
-    assert either.parse_file_changes(Text(text)) == changes
+    assert either.parse_file_changes(StrSubclass(text)) == changes
     assert either._file_changes(iter(text.split("\0"))) == changes
     log = either.parse_commit_changes(f"lost\0\n\x1e5\0\n{text}\0\n\n\x1e12")
     assert log == [either.CommitChanges(5, tuple(changes)), either.CommitChanges(12, ())]
@@ -130,7 +130,7 @@ PATCHES = {
 def test_each_hunk_is_a_span_of_the_newer_side(either: ModuleType, wide: str, patch: Patch) -> None:
     text = f"diff --git {wide}\n{patch.lines}\n{'x' * 200}"
     assert spans_of(either, text) == patch.spans
-    assert spans_of(either, Text(f"{patch.lines}\n{wide}")) == patch.spans
+    assert spans_of(either, StrSubclass(f"{patch.lines}\n{wide}")) == patch.spans
 
 
 def spans_of(module: ModuleType, patch: str) -> list[str]:

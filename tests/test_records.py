@@ -9,7 +9,7 @@ from typing import Any
 from unittest.mock import MagicMock
 
 import pytest
-from changed_copies import assert_followed, unchanged_answers
+from changed_copies import assert_same_answers_after, unchanged_answers
 from compare import RECORDS
 
 type Decorator = Callable[[Any], object]
@@ -135,7 +135,7 @@ def test_a_record_is_made_by_what_dataclass_returned(
     replace_dataclass: Callable[[Decorator], None], decorator: Decorator
 ) -> None:
     replace_dataclass(decorator)
-    assert_followed(lambda _: None)
+    assert_same_answers_after(lambda _: None)
 
 
 SAME_RECORDS: dict[str, Decorator] = {
@@ -149,7 +149,7 @@ def test_something_else_may_make_the_same_records(
     replace_dataclass: Callable[[Decorator], None], decorator: Decorator
 ) -> None:
     replace_dataclass(decorator)
-    assert_followed(lambda _: None, visible=False)
+    assert_same_answers_after(lambda _: None, changes_answers=False)
 
 
 @pytest.mark.parametrize("match_args", [5, None, ("start", 5), ("start", "end")], ids=repr)
@@ -162,7 +162,7 @@ def test_match_args_matter_to_match_statements_only(
         return made
 
     replace_dataclass(decorate)
-    assert_followed(lambda _: None, visible=False)
+    assert_same_answers_after(lambda _: None, changes_answers=False)
 
 
 def swapped_constructor(record: Any) -> FunctionType:
@@ -230,7 +230,7 @@ CHANGES: list[Callable[[Any], object]] = [
 def test_a_record_class_may_be_changed_later_on(
     record: str, change: Callable[[Any], object]
 ) -> None:
-    assert_followed(lambda module: change(getattr(module, record)))
+    assert_same_answers_after(lambda module: change(getattr(module, record)))
 
 
 @pytest.mark.parametrize("record", RECORDS)
@@ -241,4 +241,4 @@ def test_the_class_may_have_seen_its_fields_in_another_order(record: str) -> Non
         for field in reversed(fields(first)):
             object.__setattr__(first, field.name, None)
 
-    assert_followed(set_fields_in_reverse, visible=False)
+    assert_same_answers_after(set_fields_in_reverse, changes_answers=False)

@@ -9,7 +9,7 @@ from typing import Any, NamedTuple
 
 import pytest
 from compare import native
-from conftest import AnswerRuns
+from conftest import FakeGitResults
 
 # Where the search starts, and how many directories above it the root is.
 STARTS = {
@@ -76,7 +76,7 @@ DIRECTORY_NAMES = {"fix: é/y\\٣²-.": "fix__é__y__٣²-.", "/" * 60: "_" * 10
 
 
 @pytest.mark.parametrize("branch", DIRECTORY_NAMES)
-def test_a_branch_has_a_directory_of_its_own(either: ModuleType, branch: str) -> None:
+def test_a_branch_name_becomes_a_directory_name(either: ModuleType, branch: str) -> None:
     directory = Path("some/place/memory/lore-book") / DIRECTORY_NAMES[branch]
     assert either.wiki_directory(Path("some/place"), branch) == directory
 
@@ -193,8 +193,8 @@ QUERIES = {
 
 @pytest.mark.parametrize("query", QUERIES.values(), ids=QUERIES)
 def test_each_query_runs_exactly_these_commands(
-    either: ModuleType, answer_runs: AnswerRuns, query: Query
+    either: ModuleType, fake_git_results: FakeGitResults, query: Query
 ) -> None:
-    calls = answer_runs(*[("", "", int(query.git_fails)) for _ in query.commands])
+    calls = fake_git_results(*[("", "", int(query.git_fails)) for _ in query.commands])
     getattr(either, query.name)(Path("r"), **query.arguments)
     assert [call.args[1] for call in calls] == list(map(shlex.split, query.commands))

@@ -11,7 +11,7 @@ from unittest.mock import Mock
 
 import pytest
 from conftest import FakeGit, Log
-from odd_objects import OtherPlace
+from odd_objects import PathLikeWithOtherStr
 
 FIXED_KEYWORDS = [("capture_output", True), ("encoding", "utf-8"), ("errors", "replace")]
 
@@ -39,7 +39,7 @@ def test_git_is_launched_with_these_keywords_in_this_order(
 def test_the_directory_is_given_as_a_str_and_the_limit_is_30_seconds(
     either: ModuleType, launches: Mock
 ) -> None:
-    either.run_git_command(OtherPlace(), ["log"])
+    either.run_git_command(PathLikeWithOtherStr(), ["log"])
     keywords = launches.call_args.kwargs
     assert (keywords["cwd"], keywords["timeout"]) == ("some/where", 30)
 
@@ -162,7 +162,9 @@ def test_other_launch_errors_raise_and_nothing_is_logged(
     assert log == []
 
 
-def test_an_interrupt_passes(either: ModuleType, launches: Mock, log: Log) -> None:
+def test_an_interrupt_is_raised_and_not_logged(
+    either: ModuleType, launches: Mock, log: Log
+) -> None:
     launches.side_effect = KeyboardInterrupt
     with pytest.raises(KeyboardInterrupt):
         either.run_git_command("/", ["x"])

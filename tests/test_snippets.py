@@ -32,7 +32,7 @@ def test_a_snippet_prints_what_the_page_shows(
             examples.append(doctest.Example(f"exec({code!r}, {{}})", printed))
     session = doctest.DocTest(examples, {}, page, page, 0, None)
     differences: list[str] = []
-    os.dup2(os.openpty()[1], 0)
+    os.dup2(os.openpty()[1], 0)  # git shortlog reads HEAD only if stdin is a terminal
     doctest.DocTestRunner(optionflags=doctest.ELLIPSIS).run(session, out=differences.append)
     assert "".join(differences) == ""
 

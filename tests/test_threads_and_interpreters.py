@@ -45,7 +45,7 @@ def test_threads_and_isolated_interpreters_get_the_answers_of_the_main_one() -> 
     assert run_python("-c", "\n".join(script)) == "[None, None, None, None]\nTrue\n"
 
 
-# A daemon thread is inside of the module when the interpreter shuts down, and wakes up after that.
+# A daemon thread is inside the module when the interpreter shuts down, and wakes up after that.
 # The object `last` is destroyed late: it waits until the thread is gone, for five seconds at most,
 # since CPython 3.13 may let a thread that it has stopped sleep for ever.
 SHUTDOWN = """
@@ -86,6 +86,6 @@ INTERRUPTED = {
 
 
 @pytest.mark.parametrize("run", INTERRUPTED.values(), ids=INTERRUPTED)
-def test_a_daemon_thread_inside_of_the_module_does_not_disturb_the_shutdown(run: str) -> None:
+def test_a_daemon_thread_inside_the_module_does_not_disturb_the_shutdown(run: str) -> None:
     for _ in range(5):
         assert run_python("-c", SHUTDOWN.replace("{run}", run)) == "ends\n"

@@ -7,7 +7,7 @@ from types import ModuleType, NoneType
 
 import pytest
 from compare import NOW, StoppedClock
-from conftest import AnswerRuns, Log
+from conftest import FakeGitResults, Log
 
 # Winter time is five hours before UTC; clocks go forward on 8 March and back on 1 November 2026.
 NEW_YORK = "EST5EDT,M3.2.0,M11.1.0"
@@ -45,9 +45,9 @@ LINES_WITHOUT_AUTHOR = "\n  \n\nno tab <a@b>\n"
 
 
 def test_each_line_of_the_summary_with_a_tab_is_an_author(
-    either: ModuleType, answer_runs: AnswerRuns
+    either: ModuleType, fake_git_results: FakeGitResults
 ) -> None:
-    answer_runs((f"\n{LINES_WITHOUT_AUTHOR.join(AUTHORS)}\n", " warned", 0))
+    fake_git_results((f"\n{LINES_WITHOUT_AUTHOR.join(AUTHORS)}\n", " warned", 0))
     authors = either.get_authors_for_period(Path("r"))
     expected = [
         dict(zip(("name", "email", "commits"), row, strict=True)) for row in AUTHORS.values()
@@ -57,24 +57,26 @@ def test_each_line_of_the_summary_with_a_tab_is_an_author(
 
 
 def test_the_period_is_thirty_days_by_default(
-    either: ModuleType, answer_runs: AnswerRuns, monkeypatch: pytest.MonkeyPatch
+    either: ModuleType, fake_git_results: FakeGitResults, monkeypatch: pytest.MonkeyPatch
 ) -> None:
     monkeypatch.setattr(either, "datetime", StoppedClock)
-    calls = answer_runs(("", "", 0))
+    calls = fake_git_results(("", "", 0))
     assert either.get_authors_for_period(Path("r")) == []
     assert [call.args[1] for call in calls] == [["shortlog", "--since=2026-02-06 12:30:15", "-sne"]]
 
 
 def test_a_failed_summary_is_logged_and_has_no_authors(
-    either: ModuleType, answer_runs: AnswerRuns, log: Log
+    either: ModuleType, fake_git_results: FakeGitResults, log: Log
 ) -> None:
-    answer_runs(("1\tA <b>", " fatal: bad\n", 1))
+    fake_git_results(("1\tA <b>", " fatal: bad\n", 1))
     assert either.get_authors_for_period(Path("r"), "7d") == []
     message = "get_authors_for_period: git shortlog failed rc=%s stderr=%s"
     assert log == [("DEBUG", "get_authors_for_period", (message, 1, "fatal: bad"), NoneType)]
 
 
-def test_a_count_that_is_not_a_number_raises(either: ModuleType, answer_runs: AnswerRuns) -> None:
-    answer_runs(("many\tAnn <a@b>", "", 0))
+def test_a_count_that_is_not_a_number_raises(
+    either: ModuleType, fake_git_results: FakeGitResults
+) -> None:
+    fake_git_results(("many\tAnn <a@b>", "", 0))
     with pytest.raises(ValueError, match="'many'"):
         either.get_authors_for_period(Path("r"))
