@@ -1,4 +1,4 @@
-"""Each rule in boundary.yml reports its own breach; `make lint` applies the rules to the sources."""
+"""Each rule in boundary.yml reports its own breach; `make lint` checks the sources."""
 
 import json
 import subprocess
@@ -25,6 +25,8 @@ BREACHES = [
     ("unowned-reference", "x.cpp", "auto f() { return type->tp_alloc(type, 0); }"),
     ("unowned-reference", "x.cpp", "void f(PyObject* o) { Py_INCREF(o); }"),
     ("cleared-error", "x.cpp", "void f() {\n    PyErr_Clear();\n}"),
+    ("conditional-list", "x.cpp", "bool f() { return a && is_greater({g(), h()}); }"),
+    ("conditional-list", "x.cpp", "Ref f() { return a ? call({g, h()}) : b; }"),
     ("scanner", "scan/x.hpp", "void f() { throw 1; }"),
     ("scanner", "scan/x.hpp", "void f(PyObject* object);"),
     ("scanner", "scan/x.hpp", '#include "capi/ref.hpp"'),

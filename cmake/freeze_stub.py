@@ -1,11 +1,11 @@
 """Generates the headers that declare and execute the stub.
 
-The stub `git_utils.pyi` is the only place that declares the module's names, their order, signatures,
-docstrings and record fields. Two headers are generated from it:
+The stub `git_utils.pyi` is the only place that declares the module's names, their order,
+signatures, docstrings and record fields. Two headers are generated from it:
 
-declarations.hpp    for each Python function the C++ function that is its body, for each constant the
-                    function that makes its value, for each record class a struct with a member for
-                    each field, and the table of the record classes
+declarations.hpp    for each Python function the C++ function that is its body, for each constant
+                    the function that makes its value, for each record class a struct with a member
+                    for each field, and the table of the record classes
 frozen_stub.inc     the table of all definitions in the order of the import, and the marshalled code
                     that the import runs: the import and class statements as they are, and for each
                     function the code of
@@ -36,13 +36,13 @@ from typing import NamedTuple
 # name begins with "<".
 FILE_NAME = "<frozen>/git_utils.pyi"
 BYTES_A_LINE = 20
-# The compiler strips the indentation of docstrings, so the docstring replaces this afterwards.
+# The compiler strips the indentation of docstrings, so this is replaced after compiling.
 PLACEHOLDER = "the docstring"
 CPP_KEYWORDS = {"class", "default", "delete", "long", "new", "operator", "short", "this", "union"}
 
 
 class Definition(NamedTuple):
-    """One entry of the table: its C++ initialiser, the code it runs and what the header declares."""
+    """One entry of the table: its initialiser, the code it runs and what the header declares."""
 
     entry: str
     code: CodeType | None
@@ -57,9 +57,13 @@ def definitions(tree: ast.Module) -> Iterator[Definition]:
             case ast.Import() | ast.ImportFrom():
                 yield Definition("statement()", module_code([statement]))
             case ast.AnnAssign(target=ast.Name(id=name), value=None):
-                maker = name.strip("_").lower()
-                declaration = f"namespace constants {{\nRef {maker}(const Module& module);\n}}"
-                yield Definition(f'constant("{name}", constants::{maker})', None, declaration)
+                function = name.strip("_").lower()
+                declaration = (
+                    f"namespace constants {{\nRef {function}(const Module& module);\n}}"
+                )
+                yield Definition(
+                    f'constant("{name}", constants::{function})', None, declaration
+                )
             case ast.ClassDef():
                 fields = record_fields(statement)
                 declaration = record_struct(statement.name, fields) if fields else ""
@@ -82,15 +86,17 @@ def module_code(statements: list[ast.stmt]) -> CodeType:
 
 def class_code(definition: ast.ClassDef) -> CodeType:
     """The code of a class statement."""
-    published = take_docstring(definition)
+    docstring = take_docstring(definition)
     outer = module_code([definition])
-    return with_inner(outer, with_docstring(inner_code(outer), published))
+    return with_inner(outer, with_docstring(inner_code(outer), docstring))
 
 
 def function_code(definition: ast.FunctionDef) -> CodeType:
     """The code of the function that makes a function of the stub from its body."""
     name = definition.name
-    published = take_docstring(definition)
+    if "body" in {name, *(each.arg for each in parameters(definition))}:
+        sys.exit(f"{name}: the closure variable `body` would be hidden")
+    docstring = take_docstring(definition)
     passed: list[ast.expr] = [ast.Name(each.arg, ast.Load()) for each in parameters(definition)]
     definition.body.append(ast.Return(ast.Call(ast.Name("body", ast.Load()), passed, [])))
     outer = ast.FunctionDef(
@@ -102,17 +108,17 @@ def function_code(definition: ast.FunctionDef) -> CodeType:
     for node in ast.walk(outer):
         ast.copy_location(node, definition)
     factory = inner_code(module_code([outer]))
-    function = with_docstring(inner_code(factory), published).replace(co_qualname=name)
+    function = with_docstring(inner_code(factory), docstring).replace(co_qualname=name)
     return with_inner(factory, function).replace(co_qualname=name)
 
 
 def take_docstring(definition: ast.ClassDef | ast.FunctionDef) -> str:
     """The docstring exactly as written; the placeholder takes its place in the definition."""
-    published = ast.get_docstring(definition, clean=False)
-    if published is None:
+    docstring = ast.get_docstring(definition, clean=False)
+    if docstring is None:
         sys.exit(f"{definition.name} has no docstring")
     definition.body[0] = ast.Expr(ast.Constant(PLACEHOLDER))
-    return published
+    return docstring
 
 
 def inner_code(outer: CodeType) -> CodeType:
@@ -198,7 +204,7 @@ def frozen_header(docstring: str, made: list[Definition]) -> str:
     rows = (data[at : at + BYTES_A_LINE] for at in range(0, len(data), BYTES_A_LINE))
     lines = [
         "// Generated from the stub by freeze_stub.py.",
-        # A cast in it is not a constant expression, so clang-tidy expects initialisation at run time.
+        # A cast in it is not a constant expression; clang-tidy expects initialisation at run time.
         "// NOLINTNEXTLINE(bugprone-throwing-static-initialization)",
         "Definition definitions[] = {",
         *(f"    {each.entry}," for each in made),

@@ -1,6 +1,8 @@
-// The values of the module's constants. The scanners have some of them built in; the tests compare
-// both with the reference.
+// The values of the module's constants. Those that a scanner implements are declared beside it.
 #include "declarations.hpp"
+#include "scan/change_scanner.hpp"
+#include "scan/patch_scanner.hpp"
+#include "scan/quoted_name.hpp"
 
 namespace git_utils::constants {
 namespace {
@@ -46,22 +48,21 @@ Ref status_by_letter(const Module& /*module*/) {
 }
 
 Ref two_path_letters(const Module& /*module*/) {
-    return Ref::steal(PyFrozenSet_New(text("RC").get()));
+    return Ref::steal(PyFrozenSet_New(text(scan::two_path_letters).get()));
 }
 
-Ref commit_start(const Module& /*module*/) { return text("\x1e"); }
+Ref commit_start(const Module& /*module*/) { return text({&scan::commit_start, 1}); }
 
 Ref patch_options(const Module& /*module*/) {
     return tuple_of({"--no-color", "--no-ext-diff", "--no-textconv", "--no-prefix", "-M", "-U0"});
 }
 
 Ref hunk_header(const Module& module) {
-    return module.call_method(module["re"_name], "compile"_name,
-                              R"(@@ -\d+(?:,(\d+))? \+(\d+)(?:,(\d+))? @@)");
+    return module.call_method(module["re"_name], "compile"_name, scan::hunk_header_pattern);
 }
 
 Ref c_escape(const Module& module) {
-    return call({module.attribute(module["re"_name], "compile"_name), R"(\\([0-7]{3}|.))",
+    return call({module.attribute(module["re"_name], "compile"_name), scan::c_escape_pattern,
                  module.attribute(module["re"_name], "DOTALL"_name)});
 }
 

@@ -1,25 +1,90 @@
-// The module's entry and its body.
+// The module's entry point, and its import: it executes the stub `git_utils.pyi`, which the build
+// has frozen, and binds what the stub declares in its order.
+#include <Python.h>
+#include <marshal.h>
+
 #include "capi/boundary.hpp"
+#include "declarations.hpp"
 #include "parsing/fast_path.hpp"
-#include "stub.hpp"
 
 namespace git_utils {
 namespace {
 
-// The body. In Python it would read:
-//     """Git utilities for parsing git log, diff, and related commands. ..."""
-//     import logging
-//     ...
-//     logger = logging.getLogger(__name__)
-//     TIME_SPEC_FORMS = ...
-//     class GitError(RuntimeError): ...
-//     @dataclass(frozen=True)
-//     class FileChange: ...
-//     def find_git_root(start: Path | None = None) -> Path | None: ...
-void run_body(PyObject* module) {
+// How the import binds one name.
+struct Definition {
+    PyMethodDef body;             // of a function
+    Ref (*value)(const Module&);  // of a constant
+};
+
+// An import or class statement binds its own names.
+constexpr Definition statement() { return {}; }
+
+constexpr Definition constant(const char* name, Ref (*value)(const Module&)) {
+    return {{name, nullptr, 0, nullptr}, value};
+}
+
+template <auto body>
+constexpr Definition function(const char* name) {
+    // The API takes functions of every signature as PyCFunction; the flag says which one it is.
+    return {{name, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(enter<body>)),
+             METH_FASTCALL, nullptr},
+            nullptr};
+}
+
+// The table of definitions, and the marshalled code that they run.
+#include "frozen_stub.inc"
+
+// The docstring, and for each definition the code that it runs, or None
+Ref unmarshalled_stub() {
+    Ref stub = Ref::maybe(PyMarshal_ReadObjectFromString(reinterpret_cast<const char*>(frozen_stub),
+                                                         sizeof(frozen_stub)));
+    if (!stub) {
+        // Without memory it can fail without raising.
+        if (PyErr_Occurred() == nullptr) {
+            PyErr_NoMemory();
+        }
+        throw PythonError{};
+    }
+    return stub;
+}
+
+// A Python function that passes its arguments to the body in its closure, made by the frozen
+//     def find_git_root(body):
+//         def find_git_root(start: Path | None = None) -> Path | None:
+//             return body(start)
+//         return find_git_root
+// This call evaluates defaults and annotations. The interpreter itself reports wrong calls, and
+// gives the function its signature and its name in log records and tracebacks.
+Ref function_of(const Ref& module, PyMethodDef& body, Borrowed code) {
+    const Ref maker = Ref::steal(PyFunction_New(code.get(), Module::of(module).globals()));
+    return call({maker, Ref::steal(PyCFunction_New(&body, module.get()))});
+}
+
+// Binds the docstring, then the names of the imports, constants, classes and functions.
+void run_stub(const Ref& module) {
+    const Module& self = Module::of(module);
+    const Ref stub = unmarshalled_stub();
+    const auto bind = [&](const char* name, Borrowed value) {
+        check(PyDict_SetItemString(self.globals(), name, value.get()));
+    };
+    bind("__doc__", PyTuple_GET_ITEM(stub.get(), 0));
+    PyObject* codes = PyTuple_GET_ITEM(stub.get(), 1);
+    Py_ssize_t index = 0;
+    for (Definition& each : definitions) {
+        PyObject* code = PyTuple_GET_ITEM(codes, index++);
+        if (each.value != nullptr) {
+            bind(each.body.ml_name, each.value(self));
+        } else if (each.body.ml_meth != nullptr) {
+            bind(each.body.ml_name, function_of(module, each.body, code));
+        } else {
+            Ref::steal(PyEval_EvalCode(code, self.globals(), self.globals()));
+        }
+    }
+}
+
+void run_import(PyObject* module) {
     const Ref self = Module::create(module);
-    // Set `__builtins__` as exec() does: frozen statements and C-level imports find it in the
-    // globals.
+    // As exec() does: frozen statements and C-level imports find `__builtins__` in the globals.
     check(PyDict_SetItemString(Module::of(self).globals(), "__builtins__", PyEval_GetBuiltins()));
     run_stub(self);
     Module::remember(self, guards::all);
@@ -27,7 +92,7 @@ void run_body(PyObject* module) {
 
 int execute(PyObject* module) {
     const PyObject* done = guarded([&] {
-        run_body(module);
+        run_import(module);
         return none();
     });
     return done == nullptr ? -1 : 0;

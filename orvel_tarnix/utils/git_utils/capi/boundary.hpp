@@ -11,12 +11,12 @@
 
 namespace git_utils {
 
-// Runs `body` and turns C++ exceptions into Python's. Not a catch-all: at interpreter shutdown a
-// daemon thread is unwound through here by force.
-template <class Body>
-PyObject* guarded(Body body) {
+// Calls `callback` and turns C++ exceptions into Python's. Not a catch-all: at interpreter shutdown
+// a daemon thread is unwound through here by force.
+template <class Callback>
+PyObject* guarded(Callback callback) {
     try {
-        PyObject* result = body().release();
+        PyObject* result = callback().release();
         assert((result == nullptr) == (PyErr_Occurred() != nullptr));
         return result;
     } catch (const PythonError&) {

@@ -46,10 +46,9 @@ struct RecordClass {
     std::span<const Name> fields;
 };
 
-// An argument that runs no Python code while it is evaluated: a variable or a literal, but not the
-// result of another call.
+// An argument whose evaluation runs no Python code: not a Ref that another call returns
 template <class Argument>
-concept Inert = !std::same_as<Argument, Ref>;
+concept VariableOrLiteral = !std::same_as<Argument, Ref>;
 
 // A Python object of its own, so that the garbage collector sees the cycle from the globals through
 // a function to its body and back. It never changes after the import.
@@ -77,7 +76,7 @@ public:
     }
     // object.method(arguments...). Python looks the method up before it evaluates the arguments;
     // for arguments that can run Python code write call({module.attribute(object, method), ...}).
-    template <Inert... Arguments>
+    template <VariableOrLiteral... Arguments>
     Ref call_method(Borrowed object, Name method, Arguments&&... arguments) const {
         const Operand operands[] = {object, std::forward<Arguments>(arguments)...};
         const auto objects = objects_of(operands);
@@ -104,7 +103,7 @@ private:
     [[maybe_unused]] PyObject ob_base_;  // the head of every Python object
     PyObject* globals_;
     PyObject* names_;
-    // For each name null or the description of the object it was bound to.
+    // For each name null or a snapshot of the object it was bound to (unmodified.cpp)
     std::array<PyObject*, name_spellings.size()> remembered_;
 };
 

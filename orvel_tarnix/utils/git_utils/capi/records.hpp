@@ -70,11 +70,11 @@ public:
     Ref operator()(const Record& record) {
         Ref instance = allocate(type_);
         InlineValues& places = InlineValues::of(instance.get());
-        if (places_are_known_ && places.capacity >= size) {
+        if (layout_is_verified_ && places.capacity >= size) {
             write(places, record.values());
         } else {
             set_fields(module_, instance, record);
-            places_are_known_ = has_expected_places(instance.get(), record.values());
+            layout_is_verified_ = has_expected_layout(instance.get(), record.values());
         }
         return instance;
     }
@@ -91,7 +91,7 @@ private:
         places.size = size;
     }
 
-    static bool has_expected_places(PyObject* instance,
+    static bool has_expected_layout(PyObject* instance,
                                     const std::array<PyObject*, size>& expected) {
         constexpr unsigned max_capacity = 30;
         const PyTypeObject* type = Py_TYPE(instance);
@@ -110,7 +110,7 @@ private:
 
     const Module& module_;
     Ref type_;
-    bool places_are_known_ = false;
+    bool layout_is_verified_ = false;
 };
 
 }  // namespace git_utils

@@ -1,23 +1,28 @@
 // Whether a guard of a fast path still does what it did at the end of the import.
 //
-// The import describes each guard; each call compares. A guard is modified when its name is bound
-// to another object, and besides:
+// The import takes a snapshot of each guard that is what our own statements make; each call
+// compares. A guard is modified when its name is bound to another object, and besides:
 // - a function, when its code or the content of its closure has been replaced;
-// - a record class, when it is abstract, has its own constructor or finaliser, or another attribute
-//   under `__init__` or a field's name (a data descriptor there would receive the field's value).
+// - a record class, when it is abstract, has another `__init__` than at the import, a `__new__` or
+// a
+//   `__del__`, or another attribute under a field's name (a data descriptor there would receive the
+//   field's value).
 // A dict is different: it is read at each use, so any plain dict will do, as long as its keys are
 // plain str and a look-up runs no Python code.
 #include "capi/module.hpp"
 #include "declarations.hpp"
+#include "scan/patch_scanner.hpp"
+#include "scan/quoted_name.hpp"
 
 namespace git_utils {
 namespace {
 
-// A description is a tuple of three: the object, the names of the class attributes that matter
-// (empty unless it is a record class), and the parts, which are compared one by one.
-constexpr Py_ssize_t described_object = 0;
-constexpr Py_ssize_t described_attributes = 1;
-constexpr Py_ssize_t described_parts = 2;
+// A snapshot is a tuple of three: the object, the names of the class attributes that matter (empty
+// unless it is a record class), and the parts, which are compared one by one: those attributes,
+// code objects and the contents of closure cells.
+constexpr Py_ssize_t snapshot_object = 0;
+constexpr Py_ssize_t snapshot_attributes = 1;
+constexpr Py_ssize_t snapshot_parts = 2;
 
 // Calls `visit` with each part of a function until it returns false. The parts are owned meanwhile,
 // since another thread may replace them.
@@ -26,7 +31,9 @@ bool visit_function(const Module& module, Borrowed function, Visit visit) {
     if (!PyFunction_Check(function.get())) {
         return true;
     }
-    if (!visit(module.attribute(function, "__code__"_name))) {
+    // Not through `__code__`, which calls audit hooks.
+    // ast-grep-ignore: borrowed-from-mutable
+    if (!visit(Ref::borrow(PyFunction_GET_CODE(function.get())))) {
         return false;
     }
     const Ref closure = module.attribute(function, "__closure__"_name);
@@ -71,30 +78,36 @@ bool visit_parts(const Module& module, Borrowed object, Borrowed attributes, Vis
                                       : visit_function(module, object, visit);
 }
 
-// Whether dataclass() generated the function: it compiles its methods inside `__create_fn__`.
-bool is_generated(const Module& module, Borrowed function, const char* qualified_name) {
-    if (function.get() == nullptr || !PyFunction_Check(function.get())) {
-        return false;
-    }
-    const Ref code = module.attribute(function, "__code__"_name);
-    const Ref name = module.attribute(code, "co_qualname"_name);
-    return PyUnicode_EqualToUTF8(name.get(), qualified_name) != 0;
+bool is_same(Borrowed object, const Operand& expected) {
+    return is_equal({object, expected.get()});
 }
 
-bool are_names(const Module& module, Borrowed tuple, std::span<const Name> names) {
-    if (tuple.get() == nullptr || !PyTuple_CheckExact(tuple.get()) ||
-        std::cmp_not_equal(PyTuple_GET_SIZE(tuple.get()), names.size())) {
-        return false;
+// tuple == (first, *names)
+bool are_names(const Module& module, Borrowed tuple, PyObject* first, std::span<const Name> names) {
+    const Ref expected = list_of({first});
+    for (const Name each : names) {
+        append(expected, module.name(each));
     }
-    return std::ranges::equal(std::span(&PyTuple_GET_ITEM(tuple.get(), 0), names.size()), names,
-                              [&](PyObject* item, Name name) {
-                                  return PyUnicode_CheckExact(item) &&
-                                         PyUnicode_Compare(item, module.name(name)) == 0;
-                              });
+    return is_equal({tuple, Ref::steal(PyList_AsTuple(expected.get()))});
 }
 
-// Whether the object is the class that dataclass(frozen=True) itself makes of our declaration.
-// Another callable at its place in the import may have returned anything: an object that is not a
+// Whether the function is the __init__ that dataclass(frozen=True) generates for these fields: it
+// only calls `object.__setattr__(self, "field", field)` for one after the other.
+bool sets_fields(const Module& module, Borrowed init, std::span<const Name> fields) {
+    if (init.get() == nullptr || !PyFunction_Check(init.get())) {
+        return false;
+    }
+    // ast-grep-ignore: borrowed-from-mutable
+    const Ref code = Ref::borrow(PyFunction_GET_CODE(init.get()));
+    const auto part = [&](Name name) { return module.attribute(code, name); };
+    return are_names(module, part("co_varnames"_name), module.name("self"_name), fields) &&
+           are_names(module, part("co_consts"_name), Py_None, fields) &&
+           are_names(module, part("co_names"_name), module.name("__setattr__"_name), {}) &&
+           is_same(part("co_argcount"_name), static_cast<int>(fields.size() + 1));
+}
+
+// Whether the object is the class that dataclass(frozen=True) itself creates from our declaration.
+// A replacement for dataclass during the import may have returned anything: an object that is not a
 // class, or a class with a metaclass, a __post_init__, other fields or descriptors.
 bool is_as_declared(const Module& module, Borrowed object, std::span<const Name> fields) {
     if (!Py_IS_TYPE(object.get(), &PyType_Type)) {
@@ -102,22 +115,24 @@ bool is_as_declared(const Module& module, Borrowed object, std::span<const Name>
     }
     auto* type = reinterpret_cast<PyTypeObject*>(object.get());
     const Ref own = Ref::steal(PyType_GetDict(type));
-    const auto attribute = [&](Name name) { return find_item(own, module.name(name)); };
     const auto is_data_descriptor = [&](Name field) {
-        const Ref found = attribute(field);
+        const Ref found = find_item(own, module.name(field));
         return found && Py_TYPE(found.get())->tp_descr_set != nullptr;
     };
-    const Ref declared = attribute("__dataclass_fields__"_name);
     return type->tp_base == &PyBaseObject_Type && PyTuple_GET_SIZE(type->tp_bases) == 1 &&
-           makes_plain_instances(type) && !attribute("__post_init__"_name) &&
-           is_generated(module, attribute("__init__"_name), "__create_fn__.<locals>.__init__") &&
-           // Only a frozen class has this one; its __init__ passes over any other __setattr__.
-           is_generated(module, attribute("__setattr__"_name),
-                        "__create_fn__.<locals>.__setattr__") &&
-           declared && PyDict_CheckExact(declared.get()) &&
-           are_names(module, Ref::steal(PySequence_Tuple(declared.get())), fields) &&
-           are_names(module, attribute("__match_args__"_name), fields) &&
+           makes_plain_instances(type) &&
+           sets_fields(module, find_item(own, module.name("__init__"_name)), fields) &&
            std::ranges::none_of(fields, is_data_descriptor);
+}
+
+// Whether it is re.compile(source, flags), not another object that `re` gave during the import.
+bool is_pattern(const Module& module, Borrowed object, const char* source, int flags) {
+    // Python code cannot create an immutable type.
+    const PyTypeObject* type = Py_TYPE(object.get());
+    return (type->tp_flags & Py_TPFLAGS_IMMUTABLETYPE) != 0 &&
+           std::string_view(type->tp_name) == "re.Pattern" &&
+           is_same(module.attribute(object, "pattern"_name), source) &&
+           is_same(module.attribute(object, "flags"_name), flags);
 }
 
 bool has_plain_keys(Borrowed object) {
@@ -133,9 +148,23 @@ bool has_plain_keys(Borrowed object) {
     return true;
 }
 
-// The description of the object that the name is bound to; nothing for a record class that is
-// modified from the start.
-Ref describe(const Module& module, Name name, Borrowed object) {
+// Whether any other guard is what our own statements make.
+bool is_own_value(const Module& module, Name name, Borrowed object) {
+    constexpr int dotall = 16;   // re.DOTALL
+    constexpr int unicode = 32;  // re.UNICODE, which every pattern of str has
+    switch (name.index) {
+        case "_HUNK_HEADER"_name.index:
+            return is_pattern(module, object, scan::hunk_header_pattern, unicode);
+        case "_C_ESCAPE"_name.index:
+            return is_pattern(module, object, scan::c_escape_pattern, dotall + unicode);
+        default:
+            return !PyType_Check(object.get());
+    }
+}
+
+// The snapshot of the object that the name is bound to; nothing if it is not what our own
+// statements make, so that the fast path never runs.
+Ref snapshot_of(const Module& module, Name name, Borrowed object) {
     const Ref attributes = empty_list();
     const auto record = std::ranges::find(record_classes, name.index,
                                           [](const RecordClass& each) { return each.type.index; });
@@ -147,6 +176,8 @@ Ref describe(const Module& module, Name name, Borrowed object) {
         for (const Name field : record->fields) {
             append(attributes, module.name(field));
         }
+    } else if (!is_own_value(module, name, object)) {
+        return {};
     }
     const Ref names = Ref::steal(PyList_AsTuple(attributes.get()));
     const Ref parts = empty_list();
@@ -162,14 +193,15 @@ Ref describe(const Module& module, Name name, Borrowed object) {
 void Module::remember(const Ref& self, std::span<const Name> guards) {
     auto& module = *reinterpret_cast<Module*>(self.get());
     for (const Name each : guards) {
-        if (module.remembered_[each.index] == nullptr) {
-            module.remembered_[each.index] = describe(module, each, module[each]).release();
+        const Ref bound = module.find(each);
+        if (bound && module.remembered_[each.index] == nullptr) {
+            module.remembered_[each.index] = snapshot_of(module, each, bound).release();
         }
     }
 }
 
 Ref Module::remembered(Name guard) const {
-    return Ref::borrow(PyTuple_GET_ITEM(remembered_[guard.index], described_object));
+    return Ref::borrow(PyTuple_GET_ITEM(remembered_[guard.index], snapshot_object));
 }
 
 bool Module::is_unmodified(Name guard) const {
@@ -178,23 +210,23 @@ bool Module::is_unmodified(Name guard) const {
 }
 
 bool Module::is_unmodified(Name guard, Borrowed bound) const {
-    PyObject* description = remembered_[guard.index];
+    PyObject* snapshot = remembered_[guard.index];
     // Null for a guard that was modified from the start, and after the garbage collector has
     // cleared this object: a finaliser may still call our functions.
-    if (description == nullptr) {
+    if (snapshot == nullptr) {
         return false;
     }
-    PyObject* object = PyTuple_GET_ITEM(description, described_object);
+    PyObject* object = PyTuple_GET_ITEM(snapshot, snapshot_object);
     if (PyDict_CheckExact(object)) {
         return has_plain_keys(bound);
     }
     if (!is(bound, object)) {
         return false;
     }
-    PyObject* parts = PyTuple_GET_ITEM(description, described_parts);
+    PyObject* parts = PyTuple_GET_ITEM(snapshot, snapshot_parts);
     const Py_ssize_t count = PyTuple_GET_SIZE(parts);
     Py_ssize_t seen = 0;
-    return visit_parts(*this, bound, PyTuple_GET_ITEM(description, described_attributes),
+    return visit_parts(*this, bound, PyTuple_GET_ITEM(snapshot, snapshot_attributes),
                        [&](const Ref& part) {
                            const Py_ssize_t place = seen++;
                            return place < count && is(part, PyTuple_GET_ITEM(parts, place));

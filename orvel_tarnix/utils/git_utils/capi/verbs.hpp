@@ -2,12 +2,13 @@
 //
 // C++ does not specify the order in which the arguments of a call are evaluated, but it does
 // specify the order of a braced list: left to right. So a verb whose operands can run Python code
-// takes them as one list, and evaluates them in the order of the Python expression.
+// takes them as one list, and evaluates them in the order of the Python expression. Do not write
+// such a list after `&&`, `||`, `?` or `:`. If an operand throws there, g++ 12 destroys the
+// operands before it after the end of their lifetime.
 #pragma once
 
 #include <algorithm>
 #include <array>
-#include <concepts>
 #include <initializer_list>
 #include <span>
 #include <string_view>
@@ -38,14 +39,15 @@ public:
     Operand(Borrowed object) : object_(object.get()) {}
     Operand(const Ref& object) : object_(object.get()) {}
     Operand(const char* literal) : Operand(std::string_view(literal)) {}
-    Operand(std::string_view literal) : made_(text(literal)), object_(made_.get()) {}
-    Operand(int literal) : made_(integer(literal)), object_(made_.get()) {}
+    Operand(std::string_view literal) : literal_(text(literal)), object_(literal_.get()) {}
+    Operand(int literal) : literal_(integer(literal)), object_(literal_.get()) {}
+    Operand(bool) = delete;  // would become 0 or 1
     // NOLINTEND(google-explicit-constructor)
 
     [[nodiscard]] PyObject* get() const { return object_; }
 
 private:
-    Ref made_;
+    Ref literal_;
     PyObject* object_;
 };
 
@@ -145,12 +147,12 @@ inline Ref as_str(Borrowed object) { return Ref::steal(PyObject_Str(object.get()
 inline Ref format(Borrowed object, Borrowed pattern = nullptr) {
     return Ref::steal(PyObject_Format(object.get(), pattern.get()));
 }
-// What an object contributes to a text that is put together: a str its characters, even if its
-// class formats them differently, as a str enumeration does; any other object f"{object}".
+// The text of one part of a joined string: the characters of a str, even if its class formats them
+// differently, as a str enumeration does; f"{object}" of any other object.
 Ref characters_of(Borrowed object);
 // An f-string in the notation of PyUnicode_FromFormat: %U takes a str, %S str(), %R repr().
 template <std::size_t count>
-Ref composed(const char* format, const Operand (&parts)[count]) {
+Ref format_text(const char* format, const Operand (&parts)[count]) {
     return std::apply(
         [&](auto... objects) { return Ref::steal(PyUnicode_FromFormat(format, objects...)); },
         objects_of(parts));

@@ -5,7 +5,7 @@ namespace {
 
 // f"{base}...{head}": what head has changed since it left base
 Ref since_merge_base(Borrowed base, Borrowed head) {
-    return composed("%U...%U", {characters_of(base), characters_of(head)});
+    return format_text("%U...%U", {characters_of(base), characters_of(head)});
 }
 
 // The command of diff_line_spans() without its paths
@@ -13,7 +13,7 @@ Ref patch_command(const Module& module, Borrowed base, Borrowed head, Borrowed m
                   Borrowed diff_filter) {
     Ref command = list_of({"-c", "core.quotepath=off", "--literal-pathspecs", "diff"});
     extend(command, module["_PATCH_OPTIONS"_name]);
-    append(command, composed("--diff-filter=%U", {characters_of(diff_filter)}));
+    append(command, format_text("--diff-filter=%U", {characters_of(diff_filter)}));
     if (is_true(merge_base)) {
         append(command, since_merge_base(base, head));
     } else {
@@ -43,8 +43,8 @@ Ref diff_file_changes(const Module& module, Borrowed repo_root, Borrowed base, B
 Ref log_commit_changes(const Module& module, Borrowed repo_root, Borrowed since, Borrowed ref,
                        Borrowed max_commits) {
     const Ref args =
-        list_of({"log", composed("--since=%U", {format(since, text("%Y-%m-%d %H:%M:%S"))}),
-                 composed("--max-count=%U", {format(max_commits)}), "--no-show-signature",
+        list_of({"log", format_text("--since=%U", {format(since, text("%Y-%m-%d %H:%M:%S"))}),
+                 format_text("--max-count=%U", {format(max_commits)}), "--no-show-signature",
                  "--format=%x1e%ct", "--raw", "--numstat", "-M", "-z"});
     if (!is(ref, Py_None)) {
         append(args, ref);
@@ -57,8 +57,10 @@ Ref diff_line_spans(const Module& module, Borrowed repo_root, Borrowed base, Bor
                     Borrowed merge_base, Borrowed paths, Borrowed diff_filter) {
     Ref spans = empty_dict();
     const Ref command = patch_command(module, base, head, merge_base, diff_filter);
-    const Ref batches =
-        is_true(paths) ? call({module["_path_batches"_name], paths}) : list_of({empty_list()});
+    Ref batches = list_of({empty_list()});
+    if (is_true(paths)) {
+        batches = call({module["_path_batches"_name], paths});
+    }
     const Ref iterator = iterate(batches);
     while (const Ref batch = next(iterator)) {
         const Ref patch = call({module["_git_output"_name], repo_root,
@@ -76,10 +78,12 @@ Ref _path_batches(const Module& module, Borrowed paths) {
     const auto longer_by = [&](Borrowed path) {
         return add({add({length, Ref::steal(PyLong_FromSsize_t(git_utils::length(path)))}), 1});
     };
+    const auto is_too_long = [&](Borrowed path) {
+        return is_greater({longer_by(path), module["_MAX_PATHSPEC_CHARS"_name]});
+    };
     const Ref iterator = iterate(paths);
     while (const Ref path = next(iterator)) {
-        if (PyList_GET_SIZE(batch.get()) > 0 &&
-            is_greater({longer_by(path), module["_MAX_PATHSPEC_CHARS"_name]})) {
+        if (PyList_GET_SIZE(batch.get()) > 0 && is_too_long(path)) {
             batch = empty_list();
             append(batches, batch);
             length = integer(0);

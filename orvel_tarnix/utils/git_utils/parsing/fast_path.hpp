@@ -32,7 +32,7 @@ inline constexpr std::array line_spans{"_HUNK_HEADER"_name, "_span"_name,    "Li
 
 inline constexpr auto all = joined(commit_changes, line_spans);
 
-consteval bool remembers(std::span<const Name> wanted) {
+consteval bool includes(std::span<const Name> wanted) {
     return std::ranges::all_of(
         wanted, [](Name name) { return std::ranges::count(all, name.index, &Name::index) != 0; });
 }
@@ -42,10 +42,8 @@ consteval bool remembers(std::span<const Name> wanted) {
 // read(characters of the text), unless the text is not exactly a str or one of `names` is modified.
 template <const auto& names, class Read>
 auto fast_path(const Module& module, Borrowed text, Read read) {
-    // clang-tidy takes the substituted argument for parentheses.
-    // NOLINTNEXTLINE(readability-redundant-parentheses)
-    constexpr std::span<const Name> wanted = names;
-    static_assert(guards::remembers(wanted), "guards::all lacks the guards of a fast path");
+    constexpr std::span<const Name> wanted = names;  // NOLINT(*-redundant-parentheses)
+    static_assert(guards::includes(wanted), "guards::all lacks the guards of a fast path");
     using Result = decltype(read(std::span<const Py_UCS1>()));
     return module.are_unmodified(wanted) ? read_exact_str(text, read) : Result{};
 }

@@ -64,8 +64,12 @@ public:
     }
 
 private:
-    // next(cursor, "")
+    // next(cursor, ""), which does not ask for an iterator
     Ref next_path() const {
+        if (PyIter_Check(cursor_.get()) == 0) {
+            raise(PyExc_TypeError, "'%.200s' object is not an iterator",
+                  Py_TYPE(cursor_.get())->tp_name);
+        }
         const Ref token = next(cursor_);
         return token ? token : text("");
     }

@@ -22,8 +22,8 @@ public:
     Ref read() {
         scan::Units<Unit> line;
         while (scanner_.next_line(line)) {
-            if (scan::begins_with(line, scan::before_newer_name)) {
-                path_ = patch_path(line.subspan(scan::before_newer_name.size()));
+            if (scan::begins_with(line, scan::new_name_prefix)) {
+                path_ = patch_path(line.subspan(scan::new_name_prefix.size()));
                 path_spans_ = {};
                 if (!path_) {
                     return {};
@@ -75,7 +75,7 @@ private:
     Ref unquoted(scan::Units<Unit> text) const {
         std::string bytes;
         const auto append_escape = [&](std::string& target, Py_UCS4 code) {
-            return append_meaning(target, code);
+            return append_unescaped(target, code);
         };
         if (!scan::unquote(text, bytes, append_escape)) {
             return {};
@@ -85,7 +85,7 @@ private:
     }
 
     // Appends _C_ESCAPES.get(code, code); false if that is not a str that UTF-8 can encode.
-    bool append_meaning(std::string& bytes, Py_UCS4 code) const {
+    bool append_unescaped(std::string& bytes, Py_UCS4 code) const {
         const Ref table = module_["_C_ESCAPES"_name];
         // Without the GIL another thread may have rebound the name since the guards were checked.
         if (!PyDict_CheckExact(table.get())) {
@@ -109,7 +109,7 @@ private:
     Ref path_spans_;  // the list of the path, once it has one
 };
 
-// A count of a hunk's header, which is 1 where the header has none.
+// A count in a hunk header; 1 if omitted
 Ref count_of(const Module& module, Borrowed header, int group) {
     const Ref count = module.call_method(header, "group"_name, group);
     return is(count, Py_None) ? integer(1) : as_integer(count);

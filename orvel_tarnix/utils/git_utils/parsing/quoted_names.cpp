@@ -11,16 +11,11 @@ void append_encoded(const Module& module, Ref& raw, Borrowed text) {
     raw = Ref::steal(PyNumber_InPlaceAdd(raw.get(), bytes.get()));
 }
 
-// int(code, 8)
-Ref octal_value(Borrowed code) {
-    return call({reinterpret_cast<PyObject*>(&PyLong_Type), code, 8});
-}
-
 }  // namespace
 
 Ref _patch_path(const Module& module, Borrowed text) {
     Ref name = module.call_method(text, "removesuffix"_name, "\t");
-    if (is_equal({name, "/dev/null"})) {
+    if (is_equal({name, module.name("/dev/null"_name)})) {
         return none();
     }
     if (length(name) >= 2 && is_true(module.call_method(name, "startswith"_name, "\"")) &&
@@ -40,7 +35,9 @@ Ref _unquote(const Module& module, Borrowed text) {
         append_encoded(module, raw, slice(text, {position, start}));
         const Ref code = module.call_method(escape, "group"_name, 1);
         if (length(code) == 3) {
-            call({module.attribute(raw, "append"_name), octal_value(code)});
+            // raw.append(int(code, 8))
+            call({module.attribute(raw, "append"_name),
+                  call({reinterpret_cast<PyObject*>(&PyLong_Type), code, 8})});
         } else {
             const Ref meaning =
                 module.call_method(module["_C_ESCAPES"_name], "get"_name, code, code);

@@ -5,8 +5,7 @@
 namespace git_utils {
 namespace {
 
-// The part of a str that those characters are: the str itself if they are all of it, as with
-// Python's own methods.
+// The substring; the str itself if nothing was cut off, as str.strip() does.
 template <class Unit>
 Ref part_of(Borrowed str, scan::Units<Unit> units) {
     const bool is_whole = std::cmp_equal(units.size(), PyUnicode_GET_LENGTH(str.get()));
@@ -42,12 +41,14 @@ Ref directory_name(const Module& module, Borrowed branch) {
     }
     Ref name = module.call_method(branch, "replace"_name, "/", "__");
     name = module.call_method(name, "replace"_name, "\\", "__");
+    const auto is_punctuation = [](Borrowed each) { return is_in({each, "-_."}); };
+    const auto is_kept = [&](Borrowed each) {
+        return is_true(module.call_method(each, "isalnum"_name)) || is_punctuation(each);
+    };
     const Ref parts = empty_list();
     const Ref characters = iterate(name);
     while (const Ref character = next(characters)) {
-        const bool is_kept =
-            is_true(module.call_method(character, "isalnum"_name)) || is_in({character, "-_."});
-        append(parts, is_kept ? character : text("_"));
+        append(parts, is_kept(character) ? character : text("_"));
     }
     const Ref joined = Ref::steal(PyUnicode_Join(text("").get(), parts.get()));
     return slice(joined, {Py_None, static_cast<int>(scan::max_directory_name)});

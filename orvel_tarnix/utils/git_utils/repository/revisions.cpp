@@ -18,8 +18,10 @@ bool has_succeeded(Borrowed result) {
 }  // namespace
 
 Ref get_head_commit(const Module& module, Borrowed repo_root, Borrowed short_) {
-    const Ref args = is_true(short_) ? list_of({"rev-parse", "--short", "HEAD"})
-                                     : list_of({"rev-parse", "HEAD"});
+    Ref args = list_of({"rev-parse", "HEAD"});
+    if (is_true(short_)) {
+        args = list_of({"rev-parse", "--short", "HEAD"});
+    }
     return printed_or_none(module, call({module["run_git_command"_name], repo_root, args}));
 }
 
@@ -52,7 +54,7 @@ Ref branch_exists(const Module& module, Borrowed repo_root, Borrowed branch) {
     }
     return boolean(has_succeeded(call(
         {module["run_git_command"_name], repo_root,
-         list_of({"rev-parse", "--verify", composed("origin/%U", {characters_of(branch)})})})));
+         list_of({"rev-parse", "--verify", format_text("origin/%U", {characters_of(branch)})})})));
 }
 
 Ref resolve_commit(const Module& module, Borrowed repo_root, Borrowed name) {
@@ -60,7 +62,7 @@ Ref resolve_commit(const Module& module, Borrowed repo_root, Borrowed name) {
         return none();
     }
     const Ref args = list_of(
-        {"rev-parse", "--verify", "--quiet", composed("%U^{commit}", {characters_of(name)})});
+        {"rev-parse", "--verify", "--quiet", format_text("%U^{commit}", {characters_of(name)})});
     return printed_or_none(module, call({module["run_git_command"_name], repo_root, args}));
 }
 
@@ -68,7 +70,7 @@ Ref count_commits(const Module& module, Borrowed repo_root, Borrowed base, Borro
     const Ref output =
         call({module["_git_output"_name], repo_root,
               list_of({"rev-list", "--count",
-                       composed("%U..%U", {characters_of(base), characters_of(head)})})});
+                       format_text("%U..%U", {characters_of(base), characters_of(head)})})});
     const Ref count = module.call_method(output, "strip"_name);
     return is_true(count) ? as_integer(count) : integer(0);
 }
@@ -76,7 +78,7 @@ Ref count_commits(const Module& module, Borrowed repo_root, Borrowed base, Borro
 Ref commit_before(const Module& module, Borrowed repo_root, Borrowed ref, Borrowed moment) {
     const Ref args =
         list_of({"rev-list", "-1",
-                 composed("--before=%U", {format(moment, text("%Y-%m-%d %H:%M:%S"))}), ref});
+                 format_text("--before=%U", {format(moment, text("%Y-%m-%d %H:%M:%S"))}), ref});
     const Ref output = call({module["_git_output"_name], repo_root, args});
     const Ref commit = module.call_method(output, "strip"_name);
     return is_true(commit) ? commit : none();

@@ -11,7 +11,7 @@ Ref items_source(Borrowed extra) {
     return is_read_directly ? Ref::steal(PyDict_Copy(extra.get())) : Ref::borrow(extra.get());
 }
 
-// keywords.update(extra), except that a repeated key is an error
+// keywords.update(extra), except that a repeated key raises KeyError, as DICT_MERGE does
 void merge_new_keys(Borrowed keywords, Borrowed extra) {
     const Ref source = items_source(extra);
     const Ref keys = iterate(Ref::steal(PyMapping_Keys(source.get())));
@@ -113,7 +113,7 @@ Ref _git_output(const Module& module, Borrowed repo_root, Borrowed args) {
     const Ref error_type = module["GitError"_name];
     Ref message = module.call_method(errors, "strip"_name);
     if (!is_true(message)) {
-        message = composed("git exited with code %S", {code});
+        message = format_text("git exited with code %S", {code});
     }
     raise(call({error_type, message}));
 }

@@ -6,7 +6,7 @@
 namespace git_utils::scan {
 
 inline constexpr std::string_view separator{"\0", 1};
-// _COMMIT_START and _TWO_PATH_LETTERS
+// The start of a commit's header, and the status letters whose raw record names two paths
 inline constexpr char commit_start = '\x1e';
 inline constexpr std::string_view two_path_letters = "RC";
 
@@ -40,7 +40,7 @@ public:
 
 private:
     [[nodiscard]] bool opens_commit() const {
-        const auto rest = without_leading_feeds(Units<Unit>(at_, end_));
+        const auto rest = without_leading_line_feeds(Units<Unit>(at_, end_));
         return !rest.empty() && rest.front() == static_cast<Unit>(commit_start);
     }
 
@@ -52,7 +52,7 @@ private:
 // Reads the stamp of a commit's header, in seconds since the epoch.
 template <class Unit>
 Verdict read_commit_header(Units<Unit> token, std::int64_t& stamp) {
-    token = without_leading_feeds(token);
+    token = without_leading_line_feeds(token);
     if (token.empty() || token.front() != static_cast<Unit>(commit_start)) {
         return Verdict::no;
     }
@@ -123,9 +123,10 @@ public:
             return Verdict::undecided;
         }
         file = file_;
-        if (numstat_verdict_ == Verdict::yes && std::ranges::equal(counted_.path, file.path)) {
-            file.additions = counted_.additions;
-            file.deletions = counted_.deletions;
+        if (numstat_verdict_ == Verdict::yes &&
+            std::ranges::equal(numstat_record_.path, file.path)) {
+            file.additions = numstat_record_.additions;
+            file.deletions = numstat_record_.deletions;
             read_numstat();
         }
         return Verdict::yes;
@@ -140,15 +141,15 @@ private:
         TokenStream<Unit> lookahead = tokens;
         Units<Unit> token;
         lookahead.next(token);
-        const auto record = without_leading_feeds(token);
+        const auto record = without_leading_line_feeds(token);
         if (record.empty() || record.front() != ':') {
             return Verdict::no;
         }
-        std::size_t letter_at = record.size();
-        while (letter_at > 0 && record[letter_at - 1] != ' ') {
-            --letter_at;
+        std::size_t letter_index = record.size();
+        while (letter_index > 0 && record[letter_index - 1] != ' ') {
+            --letter_index;
         }
-        const Unit letter = letter_at == record.size() ? Unit{0} : record[letter_at];
+        const Unit letter = letter_index == record.size() ? Unit{0} : record[letter_index];
         if (letter >= 0x80) {
             return Verdict::undecided;
         }
@@ -161,24 +162,24 @@ private:
         return Verdict::yes;
     }
 
-    // Reads the next numstat record into counted_, skipping tokens that are not records.
+    // Reads the next numstat record into numstat_record_, skipping tokens that are not records.
     void read_numstat() {
         Units<Unit> token;
         numstat_verdict_ = Verdict::no;
         while (numstat_verdict_ == Verdict::no && numstat_.next(token)) {
-            token = without_leading_feeds(token);
+            token = without_leading_line_feeds(token);
             Units<Unit> added;
             Units<Unit> deleted;
             if (!token.empty() && token.front() == ':') {
                 numstat_verdict_ = Verdict::undecided;
             } else if (cut_at_tab(token, added) && cut_at_tab(token, deleted)) {
-                counted_.path = token;
+                numstat_record_.path = token;
                 if (token.empty()) {
-                    numstat_.next(counted_.path);
-                    numstat_.next(counted_.path);
+                    numstat_.next(numstat_record_.path);
+                    numstat_.next(numstat_record_.path);
                 }
-                const bool is_plain = read_count(added, counted_.additions) &&
-                                      read_count(deleted, counted_.deletions);
+                const bool is_plain = read_count(added, numstat_record_.additions) &&
+                                      read_count(deleted, numstat_record_.deletions);
                 numstat_verdict_ = is_plain ? Verdict::yes : Verdict::undecided;
             }
         }
@@ -198,8 +199,8 @@ private:
     TokenStream<Unit> raw_;
     TokenStream<Unit> numstat_;
     std::size_t count_ = 0;
-    ScannedFile<Unit> file_;     // the raw record read last
-    ScannedFile<Unit> counted_;  // the numstat record read last
+    ScannedFile<Unit> file_;            // the raw record read last
+    ScannedFile<Unit> numstat_record_;  // the numstat record read last
     Verdict numstat_verdict_ = Verdict::no;
 };
 

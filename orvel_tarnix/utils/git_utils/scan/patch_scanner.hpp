@@ -5,7 +5,10 @@
 
 namespace git_utils::scan {
 
-inline constexpr std::string_view before_newer_name = "+++ ";
+inline constexpr std::string_view new_name_prefix = "+++ ";
+
+// The pattern that read_hunk_header() implements
+inline constexpr const char* hunk_header_pattern = R"(@@ -\d+(?:,(\d+))? \+(\d+)(?:,(\d+))? @@)";
 
 struct HunkHeader {
     std::int64_t old_count = 1;
@@ -13,7 +16,7 @@ struct HunkHeader {
     std::int64_t new_count = 1;
 };
 
-// Reads what _HUNK_HEADER matches at the start of a line: `@@ -1,2 +3,4 @@`.
+// Reads a hunk header at the start of a line: `@@ -1,2 +3,4 @@`.
 template <class Unit>
 Verdict read_hunk_header(Units<Unit> line, HunkHeader& header) {
     const auto skip = [&](std::string_view literal) {
@@ -73,7 +76,7 @@ public:
         : at_(patch.data()), end_(patch.data() + patch.size()) {}
 
     // Reads the next line outside of the content of hunks. Unlike str.split() this gives no empty
-    // line after a final line feed, which would mean nothing.
+    // line after the final line feed.
     bool next_line(Units<Unit>& line) {
         if (at_ == end_) {
             return false;

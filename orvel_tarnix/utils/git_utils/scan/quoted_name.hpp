@@ -7,6 +7,9 @@
 
 namespace git_utils::scan {
 
+// The pattern of the escapes that unquote() undoes
+inline constexpr const char* c_escape_pattern = R"(\\([0-7]{3}|.))";
+
 enum class NameForm { none, quoted, plain };
 
 // Cuts a final tab and the quotes off the name that a header line of a patch gives.
@@ -65,10 +68,10 @@ int octal_at(Units<Unit> text) {
     return value;
 }
 
-// Appends the bytes of a name without its quotes; append_meaning(bytes, letter) appends those of an
-// escape that is not octal. False where _unquote() raises.
+// Appends the bytes of a name without its quotes; append_unescaped(bytes, letter) appends those of
+// an escape that is not octal. False where _unquote() raises.
 template <class Unit, class AppendMeaning>
-bool unquote(Units<Unit> text, std::string& bytes, AppendMeaning append_meaning) {
+bool unquote(Units<Unit> text, std::string& bytes, AppendMeaning append_unescaped) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] != '\\' || i + 1 == text.size()) {
             if (!append_utf8(bytes, text[i])) {
@@ -83,7 +86,7 @@ bool unquote(Units<Unit> text, std::string& bytes, AppendMeaning append_meaning)
         if (octal >= 0) {
             bytes.push_back(static_cast<char>(octal));
             i += octal_digits;
-        } else if (!append_meaning(bytes, text[++i])) {
+        } else if (!append_unescaped(bytes, text[++i])) {
             return false;
         }
     }

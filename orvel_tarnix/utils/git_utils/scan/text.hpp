@@ -51,15 +51,14 @@ bool spells(Units<Unit> text, std::string_view other) {
 
 // text.lstrip("\n")
 template <class Unit>
-Units<Unit> without_leading_feeds(Units<Unit> text) {
+Units<Unit> without_leading_line_feeds(Units<Unit> text) {
     while (!text.empty() && text.front() == '\n') {
         text = text.subspan(1);
     }
     return text;
 }
 
-// What a scanner found; undecided where it takes the interpreter to tell: it knows the digits
-// beyond ASCII and numbers of any length.
+// Undecided if only the interpreter can tell: digits beyond ASCII, numbers of more than 18 digits
 enum class Verdict { undecided, no, yes };
 
 // Cuts a number of at most 18 ASCII digits, which fit in 64 bits, off the front of `text`.

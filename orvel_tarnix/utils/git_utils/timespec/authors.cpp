@@ -17,7 +17,8 @@ Ref author_of(const Module& module, Borrowed line) {
     auto [count, name] = unpack<2>(split_once(module, line, "\t"));
     const Ref commits = as_integer(module.call_method(count, "strip"_name));
     Ref email = text("");
-    if (is_in({"<", name}) && is_in({">", name})) {
+    const auto has = [&](const char* bracket) { return is_in({bracket, name}); };
+    if (has("<") && has(">")) {
         const auto [author_name, address] = unpack<2>(split_once(module, name, "<"));
         name = module.call_method(author_name, "strip"_name);
         email = item({split_once(module, address, "<"), 0});
@@ -36,7 +37,7 @@ Ref get_authors_for_period(const Module& module, Borrowed repo_root, Borrowed si
     const Ref moment = call({module["parse_time_spec"_name], since});
     const Ref written = module.call_method(moment, "strftime"_name, "%Y-%m-%d %H:%M:%S");
     const Ref args =
-        list_of({"shortlog", composed("--since=%U", {characters_of(written)}), "-sne"});
+        list_of({"shortlog", format_text("--since=%U", {characters_of(written)}), "-sne"});
     const auto [output, errors, code] =
         unpack<3>(call({module["run_git_command"_name], repo_root, args}));
     Ref authors = empty_list();

@@ -30,7 +30,7 @@ Ref iso_moment(const Module& module, Borrowed spec) {
     return call_unpacked(replace, empty_tuple(), keywords);
 }
 
-// The moment that the spec names; nothing when it has none of the forms
+// The moment that the spec names; nothing if it matches no form
 Ref moment_of(const Module& module, Borrowed since, Borrowed spec, Borrowed match) {
     try {
         if (is_true(match)) {
@@ -46,7 +46,7 @@ Ref moment_of(const Module& module, Borrowed since, Borrowed spec, Borrowed matc
         }
         if (error.matches(PyExc_OverflowError)) {
             error.raise_from(PyExc_ValueError,
-                             composed("since %R reaches outside the calendar", {since}));
+                             format_text("since %R reaches outside the calendar", {since}));
         }
         error.reraise();
     }
