@@ -1,4 +1,4 @@
-"""What a branch changed, read from a repository, for a person to read.
+"""Report what a branch changed, as text, JSON or a page.
 
     python examples/branch_report.py [REPO] [--base REV] [--head REV] [--since SPEC]
                                      [--json] [--html FILE] [--fetch-missing]
@@ -19,12 +19,12 @@ from pathlib import Path
 from report.facts import Report, by_size
 from report.gather import gather, line_counts
 from report.text import report_lines
-from shared.program import ProgramError, forbid_fetching, run, write_whole
+from shared.program import ProgramError, forbid_fetching, run, write_atomically
 from shared.terminal import columns, cut
 
 from orvel_tarnix.utils.git_utils import TIME_SPEC_FORMS, GitError
 
-MOST_FILES = 100  # that the page shows
+PAGE_FILES = 100
 
 
 def main() -> int:
@@ -34,9 +34,12 @@ def main() -> int:
         forbid_fetching()
     report = gather(options.repo, options.base, options.head, options.since)
     if options.since and report.compares_branch:
-        print("branch_report: a branch is compared, so --since is not used", file=sys.stderr)
+        print(
+            "branch_report: the branch has commits of its own, so --since is not used",
+            file=sys.stderr,
+        )
     if options.html:
-        write_whole(options.html, _page(report))
+        write_atomically(options.html, _page(report))
     for line in _output(report, options):
         print(line)
     return 0
@@ -66,7 +69,7 @@ def _page(report: Report) -> str:
         from report.page import report_page  # noqa: PLC0415 - the other reports need no Jinja2
     except ModuleNotFoundError as error:
         raise ProgramError("--html needs Jinja2: python -m pip install jinja2") from error
-    largest = by_size(report.files)[:MOST_FILES]
+    largest = by_size(report.files)[:PAGE_FILES]
     return report_page(report, largest, line_counts(report, largest))
 
 

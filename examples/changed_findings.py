@@ -1,11 +1,11 @@
-"""The findings of a linter or scanner on the lines that a branch touched, and on no others.
+"""Keep the findings of a linter or scanner on lines that a branch touched.
 
     ruff check --output-format sarif | python examples/changed_findings.py -
     python examples/changed_findings.py [REPO] [--base REV] [--head REV] [--format text|github]
                                         [--sarif OUT] [--fetch-missing] SARIF|-
 
-The findings are those of the files as head has them. Relative names of files are relative to
-the top of the repository. The exit code is 1 when a finding is left and 0 when there is none.
+The findings must come from the files at head. Relative file names are relative to the top of the
+repository. The exit code is 1 if a finding is left and 0 if there is none.
 """
 
 import argparse
@@ -17,7 +17,7 @@ from findings import sarif
 from findings.formats import FORMATS
 from findings.touched import Touched, touched_spans
 from shared.git import sides, work_tree
-from shared.program import ProgramError, forbid_fetching, open_input, run, write_whole
+from shared.program import ProgramError, forbid_fetching, open_input, run, write_atomically
 
 from orvel_tarnix.utils import git_utils
 from orvel_tarnix.utils.git_utils import GitError
@@ -40,7 +40,7 @@ def main() -> int:
     except sarif.SarifError as error:
         raise ProgramError(f"{options.findings}: {error}") from error
     if options.sarif:
-        write_whole(options.sarif, json.dumps(document) + "\n")
+        write_atomically(options.sarif, json.dumps(document) + "\n")
     for line in FORMATS[options.format](findings):
         print(line)
     return int(bool(findings))
@@ -50,7 +50,7 @@ def keep_touched(document: sarif.Json, root: Path, base: str, head: str) -> list
     """Leave only the findings on touched lines in a document, and return them.
 
     Raises:
-        sarif.SarifError: The document is of another shape than SARIF has it.
+        sarif.SarifError: The document does not have SARIF's structure.
         git_utils.GitError: git failed.
     """
     runs = [sarif.Run(run, root) for run in document["runs"]]

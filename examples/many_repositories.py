@@ -1,11 +1,11 @@
-"""What the branches checked out changed, asked of any number of repositories.
+"""Report what the checked-out branch of each of many repositories changed.
 
     python examples/many_repositories.py [ROOT...] [--from FILE|-] [--since SPEC] [--jsonl FILE]
         [--resume] [--workers N | --scheduler ADDRESS] [--timeout SECONDS] [--fetch-missing]
 
-Threads ask on this machine, or the workers of a dask cluster. A repository that cannot be read has
-its row as well, which makes the exit code 1. A root named twice is asked about twice, but not by
---resume.
+Threads of this process or the workers of a dask cluster do the work. A repository that cannot be
+read gets an error row, and the exit code is 1. A root given twice gets two rows, unless --resume
+finds one of them in the file.
 """
 
 import argparse
@@ -13,6 +13,7 @@ import logging
 import os
 import sys
 from collections.abc import Iterator
+from functools import partial
 from pathlib import Path
 
 from repositories import row
@@ -25,20 +26,19 @@ from shared.interrupt import end_on_interrupt
 from shared.program import ProgramError, open_input, run
 
 NAME = "many_repositories"
-CHUNK = 1 << 16  # bytes; read1() gives what there is, be it a single line
+CHUNK = 1 << 16  # bytes; read1() returns what is there, even a single line
 
 
-class Run:
-    """One run over many repositories, and how far it has come."""
+class Survey:
+    """The rows of many repositories, and how many there are so far."""
 
     def __init__(self, options: argparse.Namespace) -> None:
         self._options = options
         self._file: RowsFile | None = None
-        self._rows = 0
-        self._failed = 0
+        self._rows = self._failed = 0
 
     def finish(self) -> int:
-        """Print the rows as they come and return the exit code."""
+        """Print each row when it is known and return the exit code."""
         options = self._options
         if options.jsonl:
             self._file = RowsFile(options.jsonl, options.since, resume=options.resume)
@@ -47,14 +47,15 @@ class Run:
         question = row.Question(options.since, options.timeout, options.fetch_missing)
         workers, ask = Threads(options.workers), question.rows
         if options.scheduler:
-            workers, ask = Cluster(options.scheduler, _warn), ByValue(ask, row, git)
+            warn = partial(print, f"{NAME}:", file=sys.stderr)
+            workers, ask = Cluster(options.scheduler, warn), ByValue(ask, row, git)
         print_rows(map(self._take, Answers(workers, ask).about(self._chunks())), total)
         return int(self._failed > 0)
 
     def progress(self) -> str:
-        """How many rows there are, and how to go on."""
-        go_on = "the same with --resume goes on" if self._file else "--jsonl FILE keeps them"
-        return f"stopped after {self._rows} rows; {go_on}"
+        """How many rows there are, and how to continue."""
+        hint = "run it again with --resume to continue" if self._file else "--jsonl FILE keeps them"
+        return f"stopped after {self._rows} rows; {hint}"
 
     def _take(self, answer: row.Row) -> row.Row:
         if "refused" in answer:
@@ -66,13 +67,13 @@ class Run:
         return answer
 
     def _chunks(self) -> Iterator[list[str]]:
-        """The directories to ask about, absolute, without those that the file answers."""
-        answered = self._file.answered if self._file else set()
-        for chunk in self._named():
+        """Absolute paths, without those that already have a row in the file."""
+        known = self._file.roots if self._file else set()
+        for chunk in self._roots():
             paths = [root if _is_plain(root) else str(Path(root).absolute()) for root in chunk]
-            yield [path for path in paths if path not in answered]
+            yield [path for path in paths if path not in known]
 
-    def _named(self) -> Iterator[list[str]]:
+    def _roots(self) -> Iterator[list[str]]:
         yield self._options.roots
         if source := self._options.source:
             rest = b""
@@ -84,31 +85,28 @@ class Run:
 
 
 def main() -> int:
-    """Do what the command line asks for and return the exit code."""
-    logging.disable()  # a worker that comes or goes is the cluster's business
-    work = Run(_options())
-    end_on_interrupt(NAME, work.progress)
-    return work.finish()
+    """Report on the repositories that the command line names and return the exit code."""
+    logging.disable()  # distributed logs every worker that joins or leaves
+    survey = Survey(_options())
+    end_on_interrupt(NAME, survey.progress)
+    return survey.finish()
 
 
 def _is_plain(root: str) -> bool:
-    """Whether pathlib would leave a name as it is, which takes pathlib itself ten times as long."""
+    """Whether a path is absolute and normal; pathlib takes ten times as long for each."""
     return root.startswith("/") and root == os.path.normpath(root)
-
-
-def _warn(line: str) -> None:
-    print(f"{NAME}: {line}", file=sys.stderr)
 
 
 def _options() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description="Report on many repositories at once.")
     add = parser.add_argument
-    add("roots", nargs="*", metavar="ROOT", help="a repository each")
-    add("--from", dest="source", metavar="FILE", help="read more of them, one a line (-: stdin)")
-    add("--since", default="30d", metavar="SPEC", help="the period (%(default)s), as 12h or a date")
-    add("--jsonl", type=Path, metavar="FILE", help="write the rows here too, one a line")
-    add("--resume", action="store_true", help="leave out what the file answers already")
-    add("--timeout", type=float, metavar="SECONDS", help="end git where a repository takes longer")
+    add("roots", nargs="*", metavar="ROOT", help="a directory in a repository")
+    add("--from", dest="source", metavar="FILE", help="read more roots, one a line (-: stdin)")
+    add("--since", default="30d", metavar="SPEC", help="the period (%(default)s): 12h, a date")
+    add("--jsonl", type=Path, metavar="FILE", help="also append the rows to FILE")
+    resume_help = "skip repositories that already have a row in the file"
+    add("--resume", action="store_true", help=resume_help)
+    add("--timeout", type=float, metavar="SECONDS", help="limit for git on one repository")
     add("--fetch-missing", action="store_true", help="let partial clones fetch what they lack")
     who = parser.add_mutually_exclusive_group().add_argument
     threads_help = "threads on this machine (here %(default)s: 4 more than cores, at most 32)"
@@ -122,7 +120,7 @@ def _options() -> argparse.Namespace:
     if options.timeout is not None and not options.timeout > 0:
         raise ProgramError(f"--timeout must be more than 0 seconds, not {options.timeout:g}")
     if options.resume and not options.jsonl:
-        raise ProgramError("--resume goes on with the rows of --jsonl FILE")
+        raise ProgramError("--resume needs --jsonl FILE")
     return options
 
 

@@ -122,7 +122,7 @@ PERIODS = {
     ),
     "the usual one, up to the newest commit": PeriodCase(
         "--head=main",
-        "All that main holds, from its first",
+        "All of main's history, from its first commit on",
         "05 12:00\n  begins      30 days",
         commits=2,
     ),
@@ -254,8 +254,10 @@ TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW = "\u65e5\uff21e\u0301xy"
 
 def test_a_cut_counts_the_columns_that_characters_take() -> None:
     assert terminal.cut(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 6) == "\u65e5\uff21e\u0301\u2026"
-    assert terminal.cut_start(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 6) == "\u2026\uff21e\u0301xy"
-    assert terminal.cut_start(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 5) == "\u2026e\u0301xy"
+    assert (
+        terminal.cut(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 6, start=True) == "\u2026\uff21e\u0301xy"
+    )
+    assert terminal.cut(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 5, start=True) == "\u2026e\u0301xy"
 
 
 def test_a_closed_pipe_ends_the_report_as_sigpipe_would(run: Run) -> None:
@@ -282,13 +284,13 @@ def test_a_list_says_how_many_it_leaves_out(project: Repository, more: int, end:
     report = gather(project.root)
     long = replace(
         report,
-        ahead=text.MOST_COMMITS + more,
-        files=report.files[:1] * (text.MOST_FILES + more),
-        authors=report.authors[:1] * (text.MOST_AUTHORS + more),
+        ahead=text.TEXT_COMMITS + more,
+        files=report.files[:1] * (text.TEXT_FILES + more),
+        authors=report.authors[:1] * (text.TEXT_AUTHORS + more),
     )
     last_lines = [line for line in text.report_lines(long) if line.startswith("  and ")]
     nouns = ("commit", "author", "file") if more else ()
     assert last_lines == [f"  and {more:,} more {noun}{end}" for noun in nouns]
-    spans = [LineSpan(1, 1, added=False)] * (wording.MOST_SPANS + more)
+    spans = [LineSpan(1, 1, added=False)] * (wording.MAX_SPANS + more)
     left_out = f" and {more:,} more span{end}" if more else ""
     assert wording.span_text(spans).endswith(f"1, 1{left_out}")

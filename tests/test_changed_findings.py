@@ -166,14 +166,14 @@ def test_findings_are_left_where_no_commit_is_in_common(run: Run, project: Repos
 
 
 UNREADABLE = {
-    "[" * 100_000: "no JSON: ",
-    "[]": "no SARIF: it has no list of runs",
-    '{"runs": [], "version": "2.0.0"}': "SARIF 2.1.0 is read, not '2.0.0'",
+    "[" * 100_000: "not JSON: ",
+    "[]": "not SARIF: no list of runs",
+    '{"runs": [], "version": "2.0.0"}': "unsupported SARIF version '2.0.0', expected 2.1.0",
     '{"runs": [{"tool": {"driver": {}}, "results": [{"locations": 1}]}], "version": "2.1.0"}': (
-        "no SARIF: TypeError in a run: "
+        "not SARIF: TypeError in a run: "
     ),
     document([result("src/a.py", 3) | {"message": {"text": 1}}]): (
-        "no SARIF: TypeError in a run: 1 is not a string"
+        "not SARIF: TypeError in a run: 1 is not a string"
     ),
 }
 

@@ -91,7 +91,7 @@ def test_what_a_lost_worker_was_asked_is_asked_again(
     assert errors == {
         project: None,
         f"{tmp_path}/killed_once": None,
-        f"{tmp_path}/killer": "4 workers died of it, one after the other",
+        f"{tmp_path}/killer": "4 workers died while reading it",
     }
 
 

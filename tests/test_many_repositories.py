@@ -172,7 +172,7 @@ def test_ten_thousand_roots_are_resumed(start: Start, project: Repository, tmp_p
     trouble = {f"{tmp_path}/none/{number}": "not a directory" for number in range(9_999)}
     (tmp_path / "roots").write_text("\n".join([*trouble, str(project.root)]))
     command = [SCRIPT, "--from=roots", "--jsonl=rows", "--resume"]
-    stopped = r"many_repositories: stopped after \d+ rows; the same with --resume goes on\n"
+    stopped = r"many_repositories: stopped after \d+ rows; run it again with --resume to continue\n"
     printed = 0
     for stop, code, line in ((signal.SIGINT, 130, stopped), (signal.SIGKILL, -9, "")):
         program = start(*command)
@@ -232,7 +232,7 @@ BAD_OPTIONS = {
     ("--workers=0",): "--workers must be at least 1, not 0",
     ("--timeout=0",): "--timeout must be more than 0 seconds, not 0",
     ("--timeout=nan",): "--timeout must be more than 0 seconds, not nan",
-    ("--resume",): "--resume goes on with the rows of --jsonl FILE",
+    ("--resume",): "--resume needs --jsonl FILE",
 }
 
 
@@ -278,7 +278,7 @@ def test_a_file_of_another_question_is_refused_and_kept(
 ) -> None:
     other = ROW.replace("2026-01-02", r"\u001b]0;title")
     (tmp_path / "rows").write_text(other)
-    expected = "rows has the rows since \\x1b]0;title, not 2026-01-02\n"
+    expected = "rows has rows since \\x1b]0;title, not 2026-01-02\n"
     complaint = ask(project.root, "--jsonl=rows", "--resume")[2]
     assert complaint == f"many_repositories: {expected}"
     assert (tmp_path / "rows").read_text() == other

@@ -70,7 +70,7 @@ CHARTS = {
         [MAY] * 1000 + [MAY + 50 * DAY],
         "day",
         ends=[1.8, 99.8],
-        heights=[100, charts.LEAST_HEIGHT],
+        heights=[100, charts.MIN_BAR_HEIGHT],
         axis="01 May to 20 Jun",
     ),
 }

@@ -17,15 +17,15 @@ type Key = tuple[str | None, str | None, int | None]  # what a location says of 
 class Lines(Protocol):
     """Lines of a file."""
 
-    def meet(self, start: int, end: float) -> bool:
-        """Whether any of them is one of these."""
+    def overlaps(self, start: int, end: float) -> bool:
+        """Whether a line from start to end is among them."""
 
 
 LEVELS = {level: level for level in ("none", "note", "warning", "error")}
 
 
 class SarifError(Exception):
-    """Why a text is not read as SARIF."""
+    """Why a text cannot be read as SARIF."""
 
 
 class Finding(NamedTuple):
@@ -43,18 +43,18 @@ def read(text: bytes) -> Json:
     """The document.
 
     Raises:
-        SarifError: It is none of this version.
+        SarifError: It is not a SARIF 2.1.0 document.
     """
     try:
         decoded = text.decode(json.detect_encoding(text), "surrogatepass")
         del text  # a document can be large, and what is read from it takes several times as much
         document = json.loads(decoded)
     except (ValueError, RecursionError) as error:
-        raise SarifError(f"no JSON: {error}") from error
+        raise SarifError(f"not JSON: {error}") from error
     if not isinstance(document, dict) or not isinstance(document.get("runs"), list):
-        raise SarifError("no SARIF: it has no list of runs")
+        raise SarifError("not SARIF: no list of runs")
     if document.get("version") != "2.1.0":
-        raise SarifError(f"SARIF 2.1.0 is read, not {document.get('version')!r}")
+        raise SarifError(f"unsupported SARIF version {document.get('version')!r}, expected 2.1.0")
     return document
 
 
@@ -65,11 +65,11 @@ class Run:
         """Reads which files below a directory the findings are about.
 
         Raises:
-            SarifError: The run is of another shape than SARIF has it.
+            SarifError: The run does not have SARIF's structure.
         """
         self._root = os.path.realpath(root)
         self._paths: dict[Key, str | None] = {}
-        with _shape_matters():
+        with _structure_errors():
             self._bases: Json = run.get("originalUriBaseIds", {})
             self._artifacts: list[Json] = run.get("artifacts", [])
             self._rules: list[Json] = run["tool"]["driver"].get("rules", [])
@@ -88,9 +88,9 @@ class Run:
         """The findings on some lines of files, in their order.
 
         Raises:
-            SarifError: A finding is of another shape than SARIF has it.
+            SarifError: A finding does not have SARIF's structure.
         """
-        with _shape_matters():
+        with _structure_errors():
             for result in self._results:
                 for location in result.get("locations", ()):
                     path = self._paths[_key(location)]
@@ -100,7 +100,7 @@ class Run:
                         break
 
     def _rule_and_level(self, result: Json) -> tuple[str, str]:
-        """The rule's id and how serious the finding is, which the rule may say for all of its."""
+        """The rule's id and the level, by default that of the rule."""
         reference = result.get("rule", {})
         number = result.get("ruleIndex", reference.get("index", -1))
         rule = self._rules[number] if number >= 0 else {}
@@ -118,13 +118,13 @@ class Run:
         parts = urlsplit(urljoin(self._base(base), uri))
         if parts.scheme not in {"", "file"} or parts.netloc not in {"", "localhost"}:
             return None
-        # Of a link that git keeps, the finding is about the link.
+        # Resolve only the folder: a finding in a symbolic link is about the link.
         folder, name = posixpath.split(posixpath.join(self._root, unquote(parts.path)))
         path = posixpath.relpath(posixpath.join(os.path.realpath(folder), name), self._root)
         return None if path.startswith("../") else path
 
     def _base(self, name: str | None) -> str:
-        """The URI of a base, itself perhaps relative to another; none is the directory."""
+        """The URI of a base, which may be relative to another base; empty for the repository."""
         names: list[str] = []
         while name in self._bases and name not in names:
             names.append(name)
@@ -137,11 +137,12 @@ class Run:
 
 
 @contextmanager
-def _shape_matters() -> Iterator[None]:
+def _structure_errors() -> Iterator[None]:
+    """Raise SarifError for what reading a document of another structure raises."""
     try:
         yield
     except (AttributeError, IndexError, KeyError, TypeError, ValueError) as error:
-        raise SarifError(f"no SARIF: {type(error).__name__} in a run: {error}") from error
+        raise SarifError(f"not SARIF: {type(error).__name__} in a run: {error}") from error
 
 
 def _key(location: Json) -> Key:
@@ -150,11 +151,11 @@ def _key(location: Json) -> Key:
 
 
 def _first_line(location: Json, lines: Lines) -> int | None:
-    """Where a finding begins, if it holds one of the lines; without a region it is on them all."""
+    """Where a finding begins, if it is on one of the lines; without a region it is on all."""
     region = location["physicalLocation"].get("region", {})
     start = region.get("startLine", 1)
     end = region.get("endLine", region.get("startLine", math.inf))
-    return start if lines.meet(start, end) else None
+    return start if lines.overlaps(start, end) else None
 
 
 def _message(result: Json) -> str:

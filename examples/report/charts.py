@@ -1,4 +1,4 @@
-"""The geometry of the page's pictures, in hundredths of their width and height."""
+"""The geometry of the page's pictures, in percent of their width and height."""
 
 import math
 from collections import Counter
@@ -10,12 +10,12 @@ from report.facts import Commit, Period, local_time
 
 from orvel_tarnix.utils.git_utils import LineSpan
 
-# The least of a mark that can be seen, and the most of the width that one bar takes.
-LEAST = 0.3
-LEAST_HEIGHT = 2
-WIDEST = 8
+# Smallest visible width, in percent, and smallest height and largest width of a bar.
+MIN_WIDTH = 0.3
+MIN_BAR_HEIGHT = 2
+MAX_BAR_WIDTH = 8
 
-MOST_BARS = 60
+MAX_BARS = 60
 STEPS = {
     "hour": timedelta(hours=1),
     "six hours": timedelta(hours=6),
@@ -60,15 +60,15 @@ class Chart:
 def commit_chart(commits: Sequence[Commit], period: Period | None) -> Chart | None:
     """How many commits each hour, day, week ... holds, from end to end of the period.
 
-    Without a period it is from the first commit to the last; without a commit that has a time of
-    the calendar there is no chart.
+    Without a period it is from the first commit to the last. There is no chart without a commit
+    whose time datetime can represent.
     """
     times = [time for commit in commits if (time := local_time(commit.timestamp))]
     if not times:
         return None
     ends = [*times, period.start, period.end] if period else times
     start, end = min(ends), max(ends)
-    unit = next((name for name in STEPS if (end - start) / STEPS[name] < MOST_BARS), "century")
+    unit = next((name for name in STEPS if (end - start) / STEPS[name] < MAX_BARS), "century")
     step = STEPS[unit]
     start = start.replace(minute=0, second=0, microsecond=0)
     if step >= STEPS["day"]:
@@ -97,9 +97,9 @@ def span_marks(spans: Sequence[LineSpan], length: int) -> list[tuple[bool, Mark]
     drawn = {True: -1.0, False: -1.0}  # how far the last mark of each kind reaches
     for span in spans:
         start = 100 * (span.start - 1) / length
-        end = min(max(100 * span.end / length, start + LEAST), 100)
+        end = min(max(100 * span.end / length, start + MIN_WIDTH), 100)
         if end > drawn[span.added]:
-            start = max(min(start, 100 - LEAST), drawn[span.added])
+            start = max(min(start, 100 - MIN_WIDTH), drawn[span.added])
             marks.append((span.added, Mark(start, end - start)))
             drawn[span.added] = end
     return marks
@@ -107,6 +107,6 @@ def span_marks(spans: Sequence[LineSpan], length: int) -> list[tuple[bool, Mark]
 
 def _bar(left: float, right: float, tall: float) -> Mark:
     room = 100 * (right - left)
-    wide = max(min(0.8 * room, WIDEST), LEAST)
-    height = max(100 * tall, LEAST_HEIGHT)
+    wide = max(min(0.8 * room, MAX_BAR_WIDTH), MIN_WIDTH)
+    height = max(100 * tall, MIN_BAR_HEIGHT)
     return Mark(min(100 * left + max(room - wide, 0) / 2, 100 - wide), wide, height)

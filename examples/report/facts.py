@@ -11,7 +11,7 @@ from orvel_tarnix.utils.git_utils import FileChange, LineSpan
 
 @dataclass(frozen=True)
 class Revision:
-    """A commit, and what the reader knows it by."""
+    """A commit and the name to show for it."""
 
     name: str
     commit: str
@@ -40,7 +40,7 @@ class Commit:
     author: str
     email: str
     subject: str
-    files: tuple[FileChange, ...]  # none of a merge
+    files: tuple[FileChange, ...]  # empty for a merge
 
     @property
     def is_merge(self) -> bool:
@@ -50,24 +50,24 @@ class Commit:
 
 @dataclass(frozen=True)
 class Report:
-    """What a branch changed, or what a period did where the branch has nothing of its own."""
+    """What changed on a branch, or in a period if the branch has no commits of its own."""
 
     root: Path
     shallow: bool  # older commits are missing from this clone
-    branch: str | None  # none is checked out when HEAD is detached
+    branch: str | None  # None if HEAD is detached
     default_branch: str
     head: Revision
-    base: Revision | None  # none where the default branch is no branch of this repository
+    base: Revision | None  # None if the repository lacks its default branch
     ahead: int
     behind: int
     # The older side of files and spans, and whether that is the base or a point in time.
     compared_with: Revision
     compares_branch: bool
     related: bool  # whether head and what it is compared with have a commit in common
-    period: Period | None  # none where a branch is compared
+    period: Period | None  # None if a branch is compared
     authors: list[dict[str, Any]]  # of the commits, the busiest first
     files: list[FileChange]
-    spans: dict[str, list[LineSpan]]  # by path; empty for a file without changed lines
+    spans: dict[str, list[LineSpan]]  # by path; files without changed lines are absent
     commits: list[Commit]  # what head has and base lacks, or of the period; newest first
 
 
@@ -87,7 +87,7 @@ def total(files: Sequence[FileChange]) -> tuple[int, int]:
 
 
 def local_time(timestamp: int) -> datetime | None:
-    """A commit's time here; git also keeps times that no calendar has."""
+    """A commit's time in the local zone; None if datetime cannot represent it."""
     try:
         return datetime.fromtimestamp(timestamp)
     except (ValueError, OverflowError, OSError):

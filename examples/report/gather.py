@@ -6,7 +6,7 @@ from datetime import datetime
 from pathlib import Path
 from typing import Any
 
-from report.facts import Commit, Report, Revision
+from report.facts import Commit, Period, Report, Revision
 from report.period import EARLIEST, given_period, side_before, usual_period
 from shared.git import (
     WITH_NEWER_SIDE,
@@ -34,11 +34,8 @@ def gather(
 ) -> Report:
     """The report on ``head`` (default: HEAD) against ``base`` (default: the default branch).
 
-    Where head has no commit that base lacks, it is on the period that ``since`` names.
-
-    Raises:
-        ProgramError: ``since`` or a commit cannot be read.
-        git_utils.GitError: There is no such repository or revision, or git failed.
+    If head has no commits of its own, the report covers a period: from ``since``, or the usual one.
+    Raises GitError if git fails, and ProgramError if ``since`` or git's log cannot be parsed.
     """
     root = work_tree(git_utils, where)
     chosen = sides(git_utils, root, base, head)
@@ -46,14 +43,10 @@ def gather(
     old = Revision(chosen.base_name, chosen.base) if chosen.base else None
     given = given_period(since) if since else None
     ahead, behind = ahead_and_behind(git_utils, root, chosen.base, chosen.head)
-    if old and ahead:
-        period, older_side = None, old
-        commits = _commits(root, f"{old.commit}..{new.commit}", EARLIEST)
-    else:
-        period = given or usual_period(root, new.commit)
-        older_side = side_before(root, new.commit, period.start)
-        commits = _commits(root, new.commit, period.start)
-    related = are_related(git_utils, root, older_side.commit, new.commit)
+    older_side, period, commits = _scope(root, new.commit, old if ahead else None, given)
+    pair = older_side.commit, new.commit
+    related = are_related(git_utils, root, *pair)
+    spans = git_utils.diff_line_spans(root, *pair, merge_base=related, diff_filter=WITH_NEWER_SIDE)
     shallow = printed(git_utils, root, ["rev-parse", "--is-shallow-repository"])
     return Report(
         root=root,
@@ -69,14 +62,8 @@ def gather(
         related=related,
         period=period,
         authors=_authors(commits),
-        files=changed_files(git_utils, root, older_side.commit, new.commit),
-        spans=git_utils.diff_line_spans(
-            root,
-            older_side.commit,
-            new.commit,
-            merge_base=related,
-            diff_filter=WITH_NEWER_SIDE,
-        ),
+        files=changed_files(git_utils, root, *pair),
+        spans=spans,
         commits=commits,
     )
 
@@ -87,6 +74,16 @@ def line_counts(report: Report, files: Sequence[FileChange]) -> dict[str, int]:
     paths = [file.path for file in files]
     whole = differing_files(git_utils, root, nothing, report.head.commit, paths)
     return {file.path: file.additions for file in whole}
+
+
+def _scope(
+    root: Path, head: str, base: Revision | None, given: Period | None
+) -> tuple[Revision, Period | None, list[Commit]]:
+    """The older side, the period if there is no base to compare with, and the commits since."""
+    if base:
+        return base, None, _commits(root, f"{base.commit}..{head}", EARLIEST)
+    period = given or usual_period(root, head)
+    return side_before(root, head, period.start), period, _commits(root, head, period.start)
 
 
 def _commits(root: Path, history: str, since: datetime) -> list[Commit]:

@@ -22,22 +22,21 @@ from shared.terminal import printable
 
 from orvel_tarnix.utils.git_utils import FileChange, LineSpan
 
-# The newest commits are shown, and as many as here can be unfolded.
-MOST_COMMITS = 12
-MOST_FOLDED = 500
-MOST_AUTHORS = 12
+PAGE_COMMITS = 500
+UNFOLDED_COMMITS = 12  # the newest; the rest of the page's commits is folded
+PAGE_AUTHORS = 12
 
 
 @dataclass(frozen=True)
 class File:
-    """A file as the page shows it; bars are in hundredths of the largest change."""
+    """A file as the page shows it; bars are in percent of the largest change."""
 
     change: FileChange
     folder: str
     name: str
     added: float
     deleted: float
-    lines: str  # empty where a strip would tell nothing
+    lines: str  # empty if the file has no strip
     strip: list[tuple[bool, Mark]]
 
 
@@ -68,9 +67,9 @@ def report_page(
         chart=commit_chart(report.commits, report.period),
         files=files,
         short_id=SHORT_ID,
-        shown=report.commits[:MOST_COMMITS],
-        folded=report.commits[MOST_COMMITS:MOST_FOLDED],
-        most_authors=MOST_AUTHORS,
+        shown=report.commits[:UNFOLDED_COMMITS],
+        folded=report.commits[UNFOLDED_COMMITS:PAGE_COMMITS],
+        most_authors=PAGE_AUTHORS,
     )
 
 

@@ -1,4 +1,4 @@
-"""The period that a report is on where a branch has nothing of its own."""
+"""The period of a report on a branch without commits of its own."""
 
 from datetime import datetime, timedelta
 from pathlib import Path
@@ -10,8 +10,8 @@ from shared.program import ProgramError
 from orvel_tarnix.utils import git_utils
 
 USUAL_PERIOD = timedelta(days=30)
-# Where the usual period holds the whole history, it begins with this many commits instead.
-YOUNG = 10
+# If the usual period holds the whole history, the report covers this many commits instead.
+MIN_COMMITS = 10
 # Git misparses years outside 1970-2099.
 EARLIEST = max(datetime.fromtimestamp(0), datetime(1970, 1, 1))
 LATEST = datetime(2099, 12, 31)
@@ -21,7 +21,7 @@ def given_period(since: str) -> Period:
     """The period from the moment that a time spec names up to now.
 
     Raises:
-        ProgramError: It names none, or one that git cannot be asked for.
+        ProgramError: It is invalid, or outside the dates that git can parse.
     """
     try:
         start = git_utils.parse_time_spec(since)
@@ -35,7 +35,7 @@ def given_period(since: str) -> Period:
 def usual_period(root: Path, head: str) -> Period:
     """The usual period up to now, to the newest commit, or that of the last few commits."""
     stamps = printed(
-        git_utils, root, ["rev-list", "--timestamp", f"--max-count={YOUNG}", head]
+        git_utils, root, ["rev-list", "--timestamp", f"--max-count={MIN_COMMITS}", head]
     ).splitlines()
     newest = [local_time(int(line.split()[0])) for line in stamps]
     times = [time for time in newest if time and EARLIEST <= time <= LATEST]
@@ -45,8 +45,8 @@ def usual_period(root: Path, head: str) -> Period:
         start, end = max(max(times) - USUAL_PERIOD, EARLIEST), max(times)
         start = start.replace(second=0, microsecond=0)
         period = Period(start, end, f"{days} days before the newest commit")
-    if len(times) == YOUNG and not side_before(root, head, period.start).name:
-        reason = f"with the newest {YOUNG} commits, as the whole history lies within {days} days"
+    if len(times) == MIN_COMMITS and not side_before(root, head, period.start).name:
+        reason = f"with the newest {MIN_COMMITS} commits: the whole history is within {days} days"
         period = Period(min(times), period.end, reason)
     return period
 

@@ -17,9 +17,9 @@ from shared.terminal import aligned, printable
 
 from orvel_tarnix.utils.git_utils import FileChange, LineSpan
 
-MOST_FILES = 20
-MOST_COMMITS = 20
-MOST_AUTHORS = 10
+TEXT_FILES = 20
+TEXT_COMMITS = 20
+TEXT_AUTHORS = 10
 
 
 def report_lines(report: Report) -> Iterator[str]:
@@ -28,22 +28,22 @@ def report_lines(report: Report) -> Iterator[str]:
     yield from (f"  {row}" for row in aligned(facts(report), "<"))
     yield ""
     yield f"{counted(commit_count(report), 'commit')} {printable(scope(report))}"
-    yield from (f"  {row}" for row in aligned(_commit_rows(report.commits[:MOST_COMMITS]), "<<<"))
-    yield from _rest(commit_count(report), MOST_COMMITS, "commit")
+    yield from (f"  {row}" for row in aligned(_commit_rows(report.commits[:TEXT_COMMITS]), "<<<"))
+    yield from _rest(commit_count(report), TEXT_COMMITS, "commit")
     yield ""
     yield counted(len(report.authors), "author")
     authors = [
         (str(author["commits"]), printable(f"{author['name']} <{author['email']}>"))
-        for author in report.authors[:MOST_AUTHORS]
+        for author in report.authors[:TEXT_AUTHORS]
     ]
     yield from (f"  {row}" for row in aligned(authors, ">"))
-    yield from _rest(len(report.authors), MOST_AUTHORS, "author")
+    yield from _rest(len(report.authors), TEXT_AUTHORS, "author")
     yield ""
     files = by_size(report.files)
     added, deleted = total(files)
     yield f"{counted(len(files), 'file')}, +{added:,} -{deleted:,} lines"
-    yield from _file_lines(files[:MOST_FILES], report.spans)
-    yield from _rest(len(files), MOST_FILES, "file")
+    yield from _file_lines(files[:TEXT_FILES], report.spans)
+    yield from _rest(len(files), TEXT_FILES, "file")
 
 
 def _commit_rows(commits: Sequence[Commit]) -> list[tuple[str, ...]]:

@@ -7,12 +7,12 @@ from shared.terminal import printable
 
 from orvel_tarnix.utils.git_utils import LineSpan
 
-MOST_SPANS = 12
+MAX_SPANS = 12
 SHORT_ID = 9
 
 
 def title(report: Report) -> str:
-    """The question that files, commits and authors answer."""
+    """What the files, commits and authors of the report are about."""
     head, older = report.head.name, report.compared_with.name
     if report.compares_branch and report.related:
         return f"What {head} changed since it left {older}"
@@ -21,7 +21,7 @@ def title(report: Report) -> str:
     if older and report.period:
         return f"What {head} changed since {report.period.start:%Y-%m-%d %H:%M}"
     first = "the oldest commit of this shallow clone" if report.shallow else "its first commit"
-    return f"All that {head} holds, from {first} on"
+    return f"All of {head}'s history, from {first} on"
 
 
 def facts(report: Report) -> list[tuple[str, str]]:
@@ -52,7 +52,7 @@ def scope(report: Report) -> str:
 
 
 def commit_count(report: Report) -> int:
-    """How many commits there are; a branch can have some of before git's first date."""
+    """How many commits there are; a branch can have commits older than git's first date."""
     return report.ahead if report.compares_branch else len(report.commits)
 
 
@@ -62,7 +62,7 @@ def counted(number: int, noun: str) -> str:
 
 
 def moment(timestamp: int) -> str:
-    """A commit's time in local time, or its bare seconds where no calendar has it."""
+    """A commit's time in local time, or its seconds if datetime cannot represent it."""
     time = local_time(timestamp)
     return f"{time:%Y-%m-%d %H:%M}" if time else f"@{timestamp}"
 
@@ -71,7 +71,7 @@ def span_text(spans: Sequence[LineSpan]) -> str:
     """The lines of the first few spans, as in ``3, 7-8``, and how many spans follow."""
     shown = ", ".join(
         f"{span.start}" if span.start == span.end else f"{span.start}-{span.end}"
-        for span in spans[:MOST_SPANS]
+        for span in spans[:MAX_SPANS]
     )
-    more = len(spans) - MOST_SPANS
+    more = len(spans) - MAX_SPANS
     return shown + f" and {counted(more, 'more span')}" * (more > 0)

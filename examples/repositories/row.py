@@ -21,7 +21,7 @@ from typing import Any
 from shared import git as shared
 
 MODULE = "orvel_tarnix.utils.git_utils"
-SECONDS_TOGETHER = 0.05  # after which a batch is cut short: its rows are only seen together
+BATCH_SECONDS = 0.05  # later rows of a batch wait, as a batch's rows arrive together
 NUMBERS = ("ahead", "behind", "files", "added", "deleted", "commits", "authors")
 NAMES = ("repository", "branch", "compared_with")
 
@@ -30,18 +30,18 @@ Row = dict[str, Any]  # not `type Row`, which is pickled by name
 
 @dataclass
 class Question:
-    """What is asked about every repository."""
+    """The options that every row depends on."""
 
     since: str
     timeout: float | None  # seconds for all that git does about one repository
     fetch_missing: bool
 
     def rows(self, roots: list[str]) -> list[Row]:
-        """The rows of the first of these directories: of one, and of more while that is quick.
+        """The rows of the first directories: at least one, more while that takes less than 50 ms.
 
-        ``refused`` stands for a question that no repository can answer.
+        A row with `refused` means the question itself is invalid.
         """
-        end = monotonic() + SECONDS_TOGETHER
+        end = monotonic() + BATCH_SECONDS
         try:
             start = self._git.parse_time_spec(self.since)
         except ValueError as error:
@@ -52,12 +52,12 @@ class Question:
         return made
 
     def _row(self, root: str, start: datetime) -> Row:
-        """A row, or why there is none: no error could be unpickled where the module is missing."""
+        """A row, or an error as text: without the module a client could not unpickle it."""
         git = self._git
         git.deadline.end = monotonic() + (self.timeout or math.inf)
         try:
             return {"root": root} | _facts(git, shared.work_tree(git, Path(root)), start)
-        except Exception as error:  # noqa: BLE001 - one bad repository ends nothing but its own row
+        except Exception as error:  # noqa: BLE001 - an error concerns one row only
             reason = shared.explain(error)
             for path in {root, os.path.realpath(root)}:  # the row names the repository already
                 reason = reason.removeprefix(f"{path}: ").replace(f"'{path}'", "'.'")
@@ -69,7 +69,7 @@ class Question:
         git = module_from_spec(import_module(MODULE).__spec__)
         git.__loader__.exec_module(git)
         run, keywords = git.run_git_command, git.get_subprocess_hidden_kwargs
-        git.deadline = threading.local()  # each thread asks one repository at a time
+        git.deadline = threading.local()  # each thread reads one repository at a time
 
         def run_in_time(root: Path, args: list[str], limit: float = 30) -> tuple[str, str, int]:
             left = git.deadline.end - monotonic()
@@ -94,7 +94,7 @@ def _facts(git: ModuleType, root: Path, start: datetime) -> Row:
         name, old = f"{start:%F}", git.commit_before(root, sides.head, start)
     compare = shared.changed_files if old else shared.differing_files
     files = compare(git, root, old or shared.empty_tree(git, root), sides.head)
-    # Asked for a commit, the summary does not read standard input, which all threads share.
+    # Without a revision, shortlog would read standard input, which all threads share.
     period = [f"--since={start:%Y-%m-%d %H:%M:%S}", sides.head]
     authors = shared.printed(git, root, ["shortlog", "-sne", *period]).split("\n")[:-1]
     return {

@@ -1,4 +1,4 @@
-"""A file of rows, a line of JSON each, which a later run can go on with."""
+"""A JSON Lines file of rows that a later run can continue."""
 
 import errno
 import fcntl
@@ -10,22 +10,17 @@ from pathlib import Path
 from repositories.row import NAMES, NUMBERS, Row
 from shared.program import ProgramError
 
-LONGEST = 1 << 20  # bytes of a line; a row has two paths and a line of git's at most
+MAX_LINE = 1 << 20  # bytes; a row has at most two paths and a line from git
 TYPES = dict.fromkeys(("since", "root", "error", *NAMES), str) | dict.fromkeys(NUMBERS, int)
 SHAPES = ({"since", "root", "error"}, {"since", "root", *NAMES, *NUMBERS})
 
 
 class RowsFile:
-    """The rows of one question, as far as they are known; locked until the program ends."""
+    """The rows since one time spec; locked until the program ends."""
 
     def __init__(self, path: Path, since: str, *, resume: bool) -> None:
-        """Reads the rows that are there. A file with anything else in it stays as it is.
-
-        Raises:
-            OSError: The file cannot be read or written.
-            ProgramError: Rows of this question cannot be added to it.
-        """
-        self.answered: set[str] = set()
+        """Reads the rows that are there. A file with other content is not modified."""
+        self.roots: set[str] = set()
         self.failed = 0
         self._path = path
         self._since = since
@@ -41,7 +36,7 @@ class RowsFile:
         self._read()
 
     def add(self, row: Row) -> None:
-        """Writes a row so that it outlives this process."""
+        """Writes a row at once, so that it is there even if the program is killed."""
         line = json.dumps({"since": self._since} | row).encode() + b"\n"
         if os.write(self._file, line) < len(line):
             raise OSError(errno.ENOSPC, os.strerror(errno.ENOSPC), str(self._path))
@@ -49,25 +44,24 @@ class RowsFile:
     def _read(self) -> None:
         end = 0
         with open(self._file, "rb", closefd=False) as lines:
-            for number, line in enumerate(iter(lambda: lines.readline(LONGEST), b""), 1):
-                if self.answered and self._is_cut_short(line):
-                    os.truncate(self._file, end)  # it is asked again
+            for number, line in enumerate(iter(lambda: lines.readline(MAX_LINE), b""), 1):
+                if self.roots and self._is_cut_short(line):
+                    os.truncate(self._file, end)  # a new row replaces it
                     return
                 if not (row := _row(line)):
                     raise ProgramError(f"{self._path}, line {number}: not a row of a repository")
                 if row["since"] != self._since:
-                    raise ProgramError(
-                        f"{self._path} has the rows since {row['since']}, not {self._since}"
-                    )
+                    old = row["since"]
+                    raise ProgramError(f"{self._path} has rows since {old}, not {self._since}")
                 end += len(line)
-                self.answered.add(row["root"])
+                self.roots.add(row["root"])
                 self.failed += "error" in row
 
     def _is_cut_short(self, line: bytes) -> bool:
-        """Whether this is a row of this question whose writer was stopped."""
+        """Whether this is a row whose writer was killed."""
         begin = json.dumps({"since": self._since, "root": ""})[:-2].encode()
         begins = line.startswith(begin) or begin.startswith(line)
-        return begins and line[-1:] != b"\n" and len(line) < LONGEST
+        return begins and line[-1:] != b"\n" and len(line) < MAX_LINE
 
 
 def _row(line: bytes) -> Row | None:

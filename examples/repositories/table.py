@@ -1,4 +1,4 @@
-"""The table of rows, printed as they come, with a progress bar on a terminal."""
+"""The table of rows, each printed when it is known, with a progress bar on a terminal."""
 
 import sys
 from collections.abc import Iterable
@@ -7,18 +7,16 @@ from importlib import import_module
 from importlib.util import find_spec
 
 from repositories.row import NUMBERS, Row
-from shared.terminal import columns, cut, cut_start, printable, width
+from shared.terminal import columns, cut, printable, width
 
-# Fixed before the first row is known: a longer cell moves the rest of its own line only.
+# Fixed before the first row is known; a longer cell moves only the rest of its line.
 NAME_WIDTH = 22
-FORMATS = {name: f">{max(len(name), 5)}" for name in NUMBERS} | {
-    "branch": "<22",
-    "compared_with": "",
-}
+FORMATS = {name: f">{max(len(name), 5)}" for name in NUMBERS}
+FORMATS |= {"branch": "<22", "compared_with": ""}
 
 
 def print_rows(rows: Iterable[Row], total: int | None) -> None:
-    """Print each row when it is there, out of so many, if that is known."""
+    """Print each row when it is known; the total, if given, is for the progress bar."""
     bar = None
     if sys.stderr.isatty() and find_spec("tqdm"):  # rows do not need it
         bar = import_module("tqdm").tqdm(total=total, unit=" repositories")
@@ -26,12 +24,8 @@ def print_rows(rows: Iterable[Row], total: int | None) -> None:
         for number, row in enumerate(rows):
             with nullcontext() if bar is None else bar.external_write_mode():
                 if number == 0:
-                    print(
-                        _line(
-                            "repository",
-                            *_cells({name: name.replace("_", " ") for name in FORMATS}),
-                        )
-                    )
+                    heading = {name: name.replace("_", " ") for name in FORMATS}
+                    print(_line("repository", *_cells(heading)))
                 if "error" in row:
                     print(_line(row["root"], row["error"]), flush=True)
                 else:
@@ -48,7 +42,7 @@ def _cells(row: Row) -> list[str]:
 def _line(name: str, *cells: str) -> str:
     """A row of the table; on a terminal it is one line, with the end of a long path."""
     most = columns()
-    name = cut_start(printable(name), NAME_WIDTH) if most else printable(name)
+    name = cut(printable(name), NAME_WIDTH, start=True) if most else printable(name)
     space = " " * (NAME_WIDTH - width(name))
     line = "  ".join([name + space, *map(printable, cells)]).rstrip()
     return cut(line, most) if most else line

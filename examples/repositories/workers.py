@@ -1,4 +1,4 @@
-"""Who answers questions: threads of this process, or the workers of a cluster."""
+"""What runs the work: threads of this process, or the workers of a cluster."""
 
 import math
 import os
@@ -11,7 +11,7 @@ from typing import Any
 from shared.program import ProgramError
 
 DEFAULT_THREADS = min(32, (os.process_cpu_count() or 1) + 4)
-PATIENCE = 10  # seconds for a scheduler to answer, and for workers to come until one line says so
+PATIENCE = 10  # seconds to wait for a scheduler, and before warning that there are no workers
 
 type Ask = Callable[[list[str]], list[dict[str, Any]]]
 
@@ -27,14 +27,12 @@ class Threads:
 
 
 class Cluster:
-    """The workers of a dask scheduler. The settings for TLS are dask's own."""
+    """The workers of a dask scheduler; ConnectionError if it does not answer.
+
+    The settings for TLS are dask's own.
+    """
 
     def __init__(self, address: str, warn: Callable[[str], None]) -> None:
-        """Connects to the scheduler.
-
-        Raises:
-            ConnectionError: No scheduler answers there.
-        """
         try:
             from distributed import Client, KilledWorker  # noqa: PLC0415 - threads need neither
         except ModuleNotFoundError as error:
@@ -50,23 +48,19 @@ class Cluster:
         self.lost = (KilledWorker,)
         self._warn = warn
         self._threads = 0
-        self._asked = -math.inf
+        self._updated = -math.inf
         self._seen = monotonic()  # when there were workers, or the warning that there are none
 
     def count(self) -> int:
-        """How many threads the workers have, asked of the scheduler once a second.
-
-        Raises:
-            ConnectionError: The scheduler is gone.
-        """
-        if (now := monotonic()) >= self._asked + 1:
-            self._asked = now
-            ask = self._client.scheduler.ncores
+        """How many threads the workers have, updated once a second."""
+        if (now := monotonic()) >= self._updated + 1:
+            self._updated = now
+            ncores = self._client.scheduler.ncores
             try:
-                answer = self._client.sync(ask, workers=None, callback_timeout=PATIENCE)
+                threads = self._client.sync(ncores, workers=None, callback_timeout=PATIENCE)
             except OSError as error:
                 raise ConnectionError("the scheduler is gone") from error
-            self._threads = sum(answer.values())
+            self._threads = sum(threads.values())
             if self._threads:
                 self._seen = now
             elif now > self._seen + PATIENCE:
@@ -76,9 +70,9 @@ class Cluster:
 
 
 class ByValue:
-    """A callable that is pickled once, with the code of its modules, which no worker has.
+    """A callable that is pickled once, with the code of its modules, which workers lack.
 
-    The usual pickle would come first, and name the modules.
+    Without this, distributed would first try pickle, which stores only the modules' names.
     """
 
     def __init__(self, ask: Ask, *modules: ModuleType) -> None:
@@ -90,7 +84,7 @@ class ByValue:
         self._reduced = cloudpickle.loads, (cloudpickle.dumps(ask),)
 
     def __call__(self, batch: list[str]) -> list[dict[str, Any]]:
-        """What a worker does, which unpickles the callable itself."""
+        """For distributed, which submits only callables; a worker unpickles the wrapped one."""
         return self._ask(batch)
 
     def __reduce__(self) -> tuple[Callable[[bytes], Ask], tuple[bytes]]:

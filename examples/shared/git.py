@@ -1,4 +1,4 @@
-"""Git as every program runs it: which repository, which commits, and why there is no answer.
+"""Git as every program runs it: which repository, which commits, and what to report if git fails.
 
 Workers of a cluster receive these functions by value, so only the standard library is imported
 here and every function takes the module as its first argument.
@@ -61,12 +61,12 @@ def work_tree(git: ModuleType, where: Path) -> Path:
 class Sides(NamedTuple):
     """Two commits to compare, by id: git could read a name as an option or a file."""
 
-    branch: str | None  # none is checked out when HEAD is detached
+    branch: str | None  # None if HEAD is detached
     default_branch: str
     head_name: str
     head: str
     base_name: str
-    base: str | None  # none where the default branch is no branch of the repository
+    base: str | None  # None if the repository lacks its default branch
 
 
 def sides(git: ModuleType, root: Path, base: str | None = None, head: str | None = None) -> Sides:
@@ -124,7 +124,7 @@ def are_related(git: ModuleType, root: Path, old: str, new: str) -> bool:
 def changed_files(git: ModuleType, root: Path, old: str, new: str) -> list[Any]:
     """The files that ``new`` changed since it left ``old``.
 
-    Where the two have no commit in common, these are all files that differ.
+    If the two have no commit in common, these are all files that differ.
     """
     try:
         return git.diff_file_changes(root, old, new)

@@ -10,7 +10,7 @@ from time import monotonic, sleep
 from typing import Any, ClassVar
 
 INTERRUPTED = 130  # 128 and the number of the signal
-SECONDS_TO_START = 1  # for a process that is just being started, before the program ends anyway
+SECONDS_TO_START = 1  # seconds to wait for a process that is being started
 
 
 class StoppableProcess(subprocess.Popen):

@@ -1,4 +1,4 @@
-"""How the programs behave at the command line: exit codes, one-line errors, files written whole."""
+"""How the programs behave at the command line: exit codes, one-line errors, atomic writes."""
 
 import os
 import stat
@@ -68,13 +68,13 @@ def open_input(source: str) -> BinaryIO:
     return os.fdopen(os.dup(0), "rb")
 
 
-def write_whole(path: Path, text: str) -> None:
+def write_atomically(path: Path, text: str) -> None:
     """Write a file so that a failure, a full disk for example, keeps what was there before."""
     exists = path.exists()
     if exists and not path.is_file():  # a pipe or a device cannot be replaced
         path.write_text(text, "utf-8", "replace")
         return
-    path = path.resolve()  # of a link, the file is replaced
+    path = path.resolve()  # replace the target of a symbolic link, not the link
     part = path.with_name(f".{path.name}.{os.getpid()}.part")
     try:
         with part.open("x", encoding="utf-8", errors="replace") as file:

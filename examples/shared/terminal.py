@@ -30,26 +30,18 @@ def width(text: str) -> int:
     )
 
 
-def cut(line: str, most: int) -> str:
-    """A line that fits so many columns, with an ellipsis where its end is missing."""
-    if width(line) <= most:
-        return line
-    while width(line) >= most:
-        line = line[:-1]
-    return f"{line}\N{HORIZONTAL ELLIPSIS}"
-
-
-def cut_start(text: str, most: int) -> str:
-    """The end of a text that fits so many columns, with an ellipsis where its start is missing."""
+def cut(text: str, most: int, *, start: bool = False) -> str:
+    """Text of at most so many columns, with an ellipsis in place of its end, or of its start."""
     if width(text) <= most:
         return text
     while width(text) >= most:
-        text = text[1:]
-    return f"\N{HORIZONTAL ELLIPSIS}{text}"
+        text = text[1:] if start else text[:-1]
+    ellipsis = "\N{HORIZONTAL ELLIPSIS}"
+    return ellipsis + text if start else text + ellipsis
 
 
 def aligned(rows: Sequence[Sequence[str]], sides: str) -> Iterator[str]:
-    """The rows with their columns in line, each to the side given; the last column hangs free."""
+    """Pads each column left (`<`) or right (`>`); further columns are not padded."""
     columns = list(zip(*rows, strict=True))[: len(sides)]
     widths = [max(map(width, column)) for column in columns]
     for row in rows:
