@@ -41,7 +41,7 @@ class Answers:
                 chunk, reading = reading.result(), None
                 more = chunk is not None
                 self._waiting.extend(chunk or ())
-            for future in done & self._in_flight.keys():
+            for future in [each for each in self._in_flight if each in done]:  # oldest first
                 yield from self._finish(future)
 
     def _submit(self, *, is_last: bool) -> None:
