@@ -15,7 +15,7 @@ endif
 export CXX
 
 find_python := PYTHON="$(PYTHON)" sh cmake/find_python.sh
-python = $$(head -n 1 build/made-with)
+python = $$(head -n 1 build/interpreter.stamp)
 venv_python := .venv/bin/python
 venv_path := PATH="$(CURDIR)/.venv/bin:$$PATH"
 pip_install := $(venv_python) -m pip install --quiet --disable-pip-version-check
@@ -39,7 +39,7 @@ FORCE:
 
 # Build outputs embed the paths of the interpreter and of this folder: delete them when either
 # changes. The interpreters and Debian's sources stay, as they take long to make again.
-build/made-with: FORCE
+build/interpreter.stamp: FORCE
 	@python=$$($(find_python)) || exit 1; \
 	 with=$$(printf '%s\n%s' "$$python" "$(CURDIR)"); \
 	 [ "$$with" = "$$(cat $@ 2>/dev/null)" ] || \
@@ -49,7 +49,7 @@ build/made-with: FORCE
 
 # A configured build folder keeps its compiler and flags, whatever the environment says later:
 # delete it when they change.
-build/made-by: build/made-with FORCE
+build/compiler.stamp: build/interpreter.stamp FORCE
 	@by=$$(printf '%s\n' "$(CXX)" "$$CXXFLAGS" "$$LDFLAGS" "$$($(CXX) --version)"); \
 	 [ "$$by" = "$$(cat $@ 2>/dev/null)" ] || \
 	 { rm -rf build/wheel build/demo && printf '%s\n' "$$by" > $@; }
@@ -63,7 +63,7 @@ repository:
 	@said=$$(git -C "$(REPO)" rev-parse --git-dir 2>&1) || \
 	 { echo "No git repository to report on; name one: make demo REPO=/path ($$said)" | head -n 1 >&2; exit 1; }
 
-build/demo/module: $(sources) build/made-by
+build/demo/module: $(sources) build/compiler.stamp
 	@for cmake in cmake .venv/bin/cmake ""; do $$cmake --version >/dev/null 2>&1 && break; done; \
 	 [ "$$cmake" ] || { echo "CMake is needed: install cmake 3.25 or newer" >&2; exit 1; }; \
 	 echo "Building the module in build/demo (about half a minute)"; \
@@ -73,7 +73,7 @@ build/demo/module: $(sources) build/made-by
 	 { cat build/demo/log; exit 1; }
 	@touch $@
 
-.venv/made: build/made-with
+.venv/created: build/interpreter.stamp
 	@"$(python)" -c 'import ensurepip' 2>/dev/null || \
 	    { echo "Python's venv is needed: install python3.13-venv" >&2; exit 1; }
 	@echo "Creating .venv, to be filled from the package index"
@@ -82,12 +82,12 @@ build/demo/module: $(sources) build/made-by
 	@touch $@
 
 # A dependency group of pyproject.toml.
-.venv/group-%: pyproject.toml .venv/made
+.venv/group-%: pyproject.toml .venv/created
 	@echo "Installing the $* group of pyproject.toml into .venv"
 	@$(pip_install) --group $*
 	@touch $@
 
-.venv/module: $(sources) build/made-by .venv/group-build
+.venv/module: $(sources) build/compiler.stamp .venv/group-build
 	@echo "Building the module and installing it into .venv (about half a minute)"
 	@$(pip_install) --no-build-isolation --no-deps --force-reinstall .
 	@touch $@

@@ -183,7 +183,7 @@ def _clones(repository: Path, folder: Path) -> list[str]:
     """Clones of a branch that is ahead of main, made where they are not there yet."""
     source = folder / "source"
     git = partial(subprocess.run, check=True)
-    if not (folder / "made").exists():
+    if not (folder / "created").exists():
         folder.mkdir(parents=True, exist_ok=True)
         git(["git", "clone", "--quiet", "--bare", repository, source])
         git(["git", "branch", "--quiet", "topic", "main"], cwd=source)
@@ -191,5 +191,5 @@ def _clones(repository: Path, folder: Path) -> list[str]:
         for number in range(CLONES):
             clone = ["git", "clone", "--quiet", "--no-checkout", "--branch=topic", source]
             git([*clone, folder / f"clone_{number:04}"])
-        (folder / "made").touch()
+        (folder / "created").touch()
     return sorted(map(str, folder.glob("clone_*")))

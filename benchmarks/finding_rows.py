@@ -37,7 +37,7 @@ def finding_rows() -> Iterator[Row]:
     yield Row(f"{work}: filter", "reading with `json`", target=1, kind=kind, **ratios)
     for side, what in (("more", "findings"), ("wider", "spans")):
         ratio = measurement.ratios(side, "filter")["ratio"]
-        yield Row(f"filter, twice as many {what}", "that many", ratio, 2.2, kind)
+        yield Row(f"filter, twice as many {what}", "half as many", ratio, 2.2, kind)
 
 
 def _touched(spans: int) -> dict[str, Touched]:

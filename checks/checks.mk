@@ -22,7 +22,7 @@ runtimes = $(call runtime,libasan.so) $(CURDIR)/build/thread_exit.so $(call runt
     $(call runtime,libstdc++.so)
 sanitized = rm -f build/report.*; LD_PRELOAD="$(runtimes)" $(sanitizer_options)
 # Exits with the status of the previous command, or fails if there is a report.
-reported = status=$$?; if cat build/report.* 2>/dev/null; then exit 1; fi; exit $$status
+fail_on_reports = status=$$?; if cat build/report.* 2>/dev/null; then exit 1; fi; exit $$status
 
 .PHONY: check
 check: tools .venv/module $(test_needs) .venv/group-check ## run every check (15 minutes)
@@ -74,7 +74,7 @@ stub: .venv/module .venv/group-check
 .PHONY: corpus
 corpus: build/asan/module build/thread_exit.so
 	@$(sanitized) PYTHONPATH=reference:. build/asan/venv/bin/python fuzz/replay.py; \
-	 $(reported)
+	 $(fail_on_reports)
 
 .PHONY: coverage
 coverage: build/coverage/module $(test_needs) .venv/group-check
@@ -89,7 +89,7 @@ coverage: build/coverage/module $(test_needs) .venv/group-check
 sanitize: build/asan/module build/thread_exit.so $(test_needs)
 	@$(sanitized) build/asan/venv/bin/python -m pytest --numprocesses=auto \
 	    -m "not exhausts_memory and not counts_blocks"; \
-	 $(reported)
+	 $(fail_on_reports)
 
 .PHONY: fuzz
 fuzz: tools clang build/fuzz/module .venv/group-fuzz ## search for inputs that break a parser, for SECONDS=60

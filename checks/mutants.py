@@ -12,7 +12,7 @@ from pathlib import Path
 
 TREE = Path("build/mutants/tree").absolute()
 # The copy shares .venv with the original tree. --old-file keeps make from installing it again.
-BUILD = "make --old-file=.venv/made --old-file=.venv/group-build build/release/module"
+BUILD = "make --old-file=.venv/created --old-file=.venv/group-build build/release/module"
 TEST = f"{BUILD} && build/release/venv/bin/python -m pytest -qx --numprocesses=auto"
 # Run for each file, in addition to the tests of its folder.
 COMMON_TESTS = ["test_rebinding.py", "test_records.py", "test_order.py", "test_namespace.py"]

@@ -5,7 +5,7 @@
 interpreters := $(CURDIR)/build/interpreters
 interpreter_kinds := debug free-threaded thread-sanitizer
 # The builds take an hour of one core: let other work on the machine go first.
-patiently := nice -n 15
+low_priority := nice -n 15
 
 configured_debug := --with-pydebug
 configured_free-threaded := --disable-gil --with-pydebug
@@ -27,7 +27,7 @@ RACE_SECONDS ?= 15
 
 .PRECIOUS: $(interpreters)/%/built $(interpreters)/%/needs
 .PHONY: interpreters
-interpreters: tools .venv/made $(interpreter_kinds:%=$(interpreters)/%/module) ## test, and search for races, with CPythons that check themselves (Debian)
+interpreters: tools .venv/created $(interpreter_kinds:%=$(interpreters)/%/module) ## test, and search for races, with CPythons that check themselves (Debian)
 	@$(venv_python) checks/interpreters/run.py $(interpreters) $(cpython_source) $(THREADS) $(RACE_SECONDS) \
 	    "$(interpreter_kinds)" $(addprefix --ignore=,$(tests_for_check))
 
@@ -36,8 +36,8 @@ $(interpreters)/%/built: $(cpython_source)/unpacked
 	@mkdir -p $(@D)/objects
 	@echo "building CPython: $*"
 	@cd $(@D)/objects && { $(cpython_source)/configure --quiet --prefix=$(@D) \
-	    $(configured_$*) && $(patiently) $(MAKE) -j2 && \
-	    $(patiently) $(MAKE) COMPILEALL_OPTS="-r 0" altinstall; } > ../log 2>&1 || { tail ../log; exit 1; }
+	    $(configured_$*) && $(low_priority) $(MAKE) -j2 && \
+	    $(low_priority) $(MAKE) COMPILEALL_OPTS="-r 0" altinstall; } > ../log 2>&1 || { tail ../log; exit 1; }
 	@rm -rf $(@D)/objects
 	@touch $@
 
@@ -46,12 +46,12 @@ $(interpreters)/%/needs: $(interpreters)/%/built pyproject.toml
 	@$(venv_python) -c 'import tomllib; \
 	    groups = tomllib.load(open("pyproject.toml", "rb"))["dependency-groups"]; \
 	    print(*groups["build"], *groups["test"], sep="\n")' > $(@D)/needs.txt
-	@$(patiently) $(@D)/venv/bin/pip install --quiet --only-binary=:all: \
+	@$(low_priority) $(@D)/venv/bin/pip install --quiet --only-binary=:all: \
 	    --requirement $(@D)/needs.txt > $(@D)/needs.log 2>&1 || { cat $(@D)/needs.log; exit 1; }
 	@touch $@
 
 $(interpreters)/%/module: $(interpreters)/%/needs $(sources)
-	@$(compiled_$*) $(patiently) $(@D)/venv/bin/pip install --quiet --no-build-isolation --no-deps \
+	@$(compiled_$*) $(low_priority) $(@D)/venv/bin/pip install --quiet --no-build-isolation --no-deps \
 	    --force-reinstall --config-settings=cmake.build-type=Debug \
 	    --config-settings=build-dir=$(@D)/objects . > $(@D)/module.log 2>&1 || { cat $(@D)/module.log; exit 1; }
 	@touch $@

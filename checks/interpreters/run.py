@@ -26,7 +26,7 @@ SELECTED_MARKERS = {
     "free-threaded": "not fails_allocations and not collects_copies",
     "thread-sanitizer": "not fails_allocations and not collects_copies",
 }
-ROW = "{:17}{:11}{:>8}{:>9}{:>6}{:>8}{:>11}  {}"
+ROW = "{:17}{:11}{:>8}{:>9}{:>6}{:>8}{:>14}  {}"
 
 
 # A frame of a report: the function, its source and the file that it was loaded from. In the
@@ -98,13 +98,15 @@ class Interpreter:
         ]
         return [Report.parse(text) for text in texts if "WARNING: ThreadSanitizer" in text]
 
-    def show(self, name: str, threads: object, seconds: object, said: str, *, good: bool) -> None:
+    def show(
+        self, name: str, threads: object, seconds: object, summary: str, *, good: bool
+    ) -> None:
         """Print a row of the table."""
         reports = self.reports(name)
         with_reference = [each for each in reports if each.places in self.interpreters_own]
         ours = [each for each in reports if each.is_ours and each not in with_reference]
         counts = len(ours), len(reports) - len(ours), len(with_reference)
-        print(ROW.format(self.kind, name, threads, seconds, *counts, said), flush=True)
+        print(ROW.format(self.kind, name, threads, seconds, *counts, summary), flush=True)
         self.is_good = self.is_good and good and not ours
 
     def race(self, name: str, module: str, *args: str) -> None:
@@ -129,7 +131,7 @@ def main(
     interpreters: str, source: str, threads: str, seconds: str, kinds: str, *selection: str
 ) -> int:
     """Print a row for each run; 1 when something failed or a report is about our code."""
-    print(ROW.format("build", "run", "threads", "seconds", "ours", "others", "(known)", ""))
+    print(ROW.format("build", "run", "threads", "seconds", "ours", "others", "in reference", ""))
     seen = [Interpreter(Path(interpreters), Path(source), kind) for kind in kinds.split()]
     for each in seen:
         for mode in MODES:

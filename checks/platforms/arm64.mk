@@ -27,7 +27,7 @@ $(debian)/arm64/downloaded:
 # A program for arm64 can only be started through qemu, so `python` is a script that does it. It
 # passes its own path as the program's name, from which CPython derives sys.executable and the
 # environment that it runs in. The standard library is compiled here, which takes long under qemu.
-$(python_arm64): $(debian)/arm64/downloaded .venv/made
+$(python_arm64): $(debian)/arm64/downloaded .venv/created
 	@rm -rf $(arm64_root) && mkdir -p $(arm64_root)/usr/lib && ln -s usr/lib $(arm64_root)/lib
 	@for package in $(debian)/arm64/cache/archives/*.deb; do \
 	     dpkg-deb --extract $$package $(arm64_root) || exit 1; done

@@ -20,7 +20,7 @@ include checks/platforms/arm64.mk checks/platforms/musl.mk
 environment = rm -rf $(2) && $(python_$(1)) -m venv --without-pip $(2) && $(pip_install) --no-deps \
     --only-binary=:all: --platform=$(tag_$(1)) --target=$(2)/$(site_packages) $(platforms)/$(1)/*.whl
 
-.PRECIOUS: $(platforms)/%/wheel $(platforms)/%/venv/made
+.PRECIOUS: $(platforms)/%/wheel $(platforms)/%/venv/created
 $(platforms)/%/wheel: $(sources) $(wildcard cmake/toolchains/*) README.md LICENSE \
         checks/platforms/check_tag.sh .venv/group-build .venv/group-dist
 	@echo "Building the wheel for $(tag_$*)"
@@ -43,7 +43,7 @@ $(published:%=try-%): try-%: $(platforms)/%/wheel
 	@$(platforms)/$*/empty/bin/python -I checks/smoke.py "$(CURDIR)"
 
 # The tests run with pytest of .venv, which is plain Python.
-$(platforms)/%/venv/made: $(platforms)/%/wheel .venv/group-test
+$(platforms)/%/venv/created: $(platforms)/%/wheel .venv/group-test
 	@$(call environment,$*,$(@D))
 	@echo "$(CURDIR)/.venv/$(site_packages)" > $(@D)/$(site_packages)/pytest.pth
 	@touch $@
@@ -51,7 +51,7 @@ $(platforms)/%/venv/made: $(platforms)/%/wheel .venv/group-test
 .PHONY: arm64 musl
 arm64: ## run the tests on arm64, under qemu
 musl: ## run the tests with musl as the C library
-arm64 musl: %: tools $(platforms)/%/venv/made
+arm64 musl: %: tools $(platforms)/%/venv/created
 	@echo "Running the tests for $(tag_$*)"
 	@$(platforms)/$*/venv/bin/python -m pytest --numprocesses=auto $(pytest_$*) \
 	    $(or $(TESTS),--ignore=tests/test_packaging.py $(addprefix --ignore=,$(tests_for_check)))

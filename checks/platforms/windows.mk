@@ -15,7 +15,7 @@ windows: tools $(windows)/libpython313.a .venv/group-build .venv/group-windows #
 
 # On Windows an extension module is linked against the list of what python313.dll exports. These are
 # the interpreter's public symbols, those of the CPython that builds.
-$(windows)/python313.def: $(cpython_source)/unpacked build/made-with
+$(windows)/python313.def: $(cpython_source)/unpacked build/interpreter.stamp
 	@mkdir -p $(windows)
 	@cp -R $(cpython_source)/Include $(windows)/include
 	@cp $(cpython_source)/PC/pyconfig.h.in $(windows)/include/pyconfig.h
