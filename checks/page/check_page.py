@@ -1,4 +1,4 @@
-"""The report's page in a real browser, of a repository whose every name tries to break out."""
+"""The report's page in a real browser, for a repository whose names contain HTML."""
 
 import json
 import os
@@ -36,7 +36,7 @@ git checkout -q main; git checkout -qb marks; git config user.name "Zal$MARKS"
 git mv file "$3"; git commit -qm "Sub${MARKS}ject"
 "$0" "$PYTHONPATH"/examples/branch_report.py --html marks.html
 """
-# What does not lie on one line, or not within the box that it is in.
+# Figures that wrap or overflow their box.
 BROKEN_FIGURES = """
     return [...document.querySelectorAll(arguments[0])].filter(figure => {
         const text = document.createRange();
@@ -88,24 +88,48 @@ def show(browser: Chrome, page: Path, width: int, scheme: str = "light") -> list
     return [e["params"]["request"]["url"] for e in events if e["method"].endswith("BeSent")]
 
 
-@pytest.mark.parametrize("scheme", ["light", "dark"])
-@pytest.mark.parametrize("width", [1200, 390])
-def test_any_name_stays_readable_words(
-    browser: Chrome, folder: Path, width: int, scheme: str
-) -> None:
-    page = folder / "names.html"
-    assert show(browser, page, width, scheme) == [page.as_uri()]
-    assert browser.get_log("browser") == []
-    assert browser.find_elements("css selector", INTRUDERS) == []
+@pytest.fixture(params=[1200, 390])
+def width(request: pytest.FixtureRequest) -> int:
+    return request.param
+
+
+@pytest.fixture(params=["light", "dark"])
+def requested(
+    browser: Chrome, folder: Path, width: int, request: pytest.FixtureRequest
+) -> list[Any]:
+    """Open the page of odd names with its details; give the addresses that it asked for."""
+    addresses = show(browser, folder / "names.html", width, request.param)
     browser.find_element("tag name", "summary").click()
+    return addresses
+
+
+@pytest.mark.usefixtures("requested")
+def test_names_are_shown_as_text(browser: Chrome) -> None:
     words = browser.find_element("tag name", "main").text
     for name in (SUBJECT, AUTHOR, BRANCH, ODD_FILES[0], "w\\u202e\\n\"'"):
         assert name in words
     assert browser.title.endswith(f"What {BRANCH} changed since it left main")
+
+
+def test_names_run_no_script(browser: Chrome, folder: Path, requested: list[Any]) -> None:
+    assert requested == [(folder / "names.html").as_uri()]
+    assert browser.get_log("browser") == []
+    assert browser.find_elements("css selector", INTRUDERS) == []
+
+
+@pytest.mark.usefixtures("requested")
+def test_names_fit_the_width(browser: Chrome, width: int) -> None:
     assert browser.execute_script("return document.documentElement.scrollWidth") <= width
-    # An added file has one bar, and no strip: all of its lines are new.
+
+
+@pytest.mark.usefixtures("requested")
+def test_an_added_file_has_one_bar_and_no_strip(browser: Chrome) -> None:
     bars = "li:has(.badge.added) :is(.size i, .strip)"
     assert len(browser.find_elements("css selector", bars)) == len(ODD_FILES)
+
+
+@pytest.mark.usefixtures("requested")
+def test_names_pass_axe(browser: Chrome) -> None:
     (axe := Axe(browser)).inject()
     found = axe.run()
     undecided = [rule for rule in found["incomplete"] if rule["id"] == "color-contrast"]
