@@ -1,4 +1,5 @@
-# The targets for developers. They write only to build/, dist/, .venv/ and .cache/.
+# The targets for developers. They write only to build/, dist/, .venv/ and .cache/; a complete
+# `make bench` also rewrites docs/speed.md.
 
 MAKEFLAGS += --no-print-directory
 SHELL := /bin/sh
@@ -25,7 +26,7 @@ sources := $(shell find orvel_tarnix cmake -name '*.[ch]pp' -o -name '*.py*' -o 
 .PHONY: help
 help: ## list the targets
 	@awk -F ':.*## ' '/^[a-z0-9-]+:.*## / { printf "  make %-14s %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
-	@echo "All but help, demo and clean fill .venv from the package index, once."
+	@echo "All but help, demo, fuzz-scanners and clean fill .venv from the package index, once."
 
 .PHONY: tools
 tools:
@@ -60,8 +61,8 @@ demo: tools repository build/demo/module ## report on a branch of REPO=. (needs 
 
 .PHONY: repository
 repository:
-	@said=$$(git -C "$(REPO)" rev-parse --git-dir 2>&1) || \
-	 { echo "No git repository to report on; name one: make demo REPO=/path ($$said)" | head -n 1 >&2; exit 1; }
+	@error=$$(git -C "$(REPO)" rev-parse --git-dir 2>&1) || \
+	 { echo "No git repository to report on; name one: make demo REPO=/path ($$error)" | head -n 1 >&2; exit 1; }
 
 build/demo/module: $(sources) build/compiler.stamp
 	@for cmake in cmake .venv/bin/cmake ""; do $$cmake --version >/dev/null 2>&1 && break; done; \

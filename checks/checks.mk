@@ -16,16 +16,16 @@ site_packages := lib/python3.13/site-packages
 sanitizer_options := PYTHONMALLOC=malloc \
     ASAN_OPTIONS=detect_leaks=0:log_path=$(CURDIR)/build/report \
     UBSAN_OPTIONS=print_stacktrace=1:log_path=$(CURDIR)/build/report
-# Preloaded, as the interpreter is not linked to them and they must be loaded first.
+# Preloaded: the interpreter is not linked with the sanitizers.
 runtime = $(shell g++ -print-file-name=$(1))
 runtimes = $(call runtime,libasan.so) $(CURDIR)/build/thread_exit.so $(call runtime,libubsan.so) \
     $(call runtime,libstdc++.so)
 sanitized = rm -f build/report.*; LD_PRELOAD="$(runtimes)" $(sanitizer_options)
-# Exits with the status of the previous command, or fails if there is a report.
+# Keeps the exit status of the preceding command, or fails if there is a report.
 fail_on_reports = status=$$?; if cat build/report.* 2>/dev/null; then exit 1; fi; exit $$status
 
 .PHONY: check
-check: tools .venv/module $(test_needs) .venv/group-check ## run every check (15 minutes)
+check: tools .venv/module $(test_needs) ## run every check (15 minutes)
 	@$(MAKE) lint
 	@$(MAKE) stub
 	@$(MAKE) corpus
@@ -52,8 +52,9 @@ build/thread_exit.so: checks/thread_exit.cpp
 	@mkdir -p build
 	@g++ -std=c++20 -Wall -Wextra -Werror -O1 -shared -fPIC -o $@ $<
 
+# build/asan has the compile_commands.json that clang-tidy reads.
 .PHONY: lint
-lint: build/asan/module .venv/group-test .venv/group-check
+lint: build/asan/module .venv/group-test .venv/group-check ## run the formatters, linters and static checks
 	@.venv/bin/clang-format --dry-run -Werror $(cpp_sources)
 	@.venv/bin/ruff check --quiet
 	@.venv/bin/ruff format --quiet --check
@@ -66,27 +67,27 @@ lint: build/asan/module .venv/group-test .venv/group-check
 
 # Run in build/, so that mypy reads the installed package and not the tree.
 .PHONY: stub
-stub: .venv/module .venv/group-check
+stub: .venv/module .venv/group-check ## compare the stub with the module, and type-check a program
 	@MYPY_CACHE_DIR=.cache/mypy $(venv_python) -m mypy.stubtest orvel_tarnix.utils.git_utils
 	@cd build && MYPY_CACHE_DIR=../.cache/mypy ../$(venv_python) -m mypy --strict \
 	    --no-error-summary ../tests/typing/program.py
 
 .PHONY: corpus
-corpus: build/asan/module build/thread_exit.so
+corpus: build/asan/module build/thread_exit.so ## replay the fuzz corpus with sanitizers
 	@$(sanitized) PYTHONPATH=reference:. build/asan/venv/bin/python fuzz/replay.py; \
 	 $(fail_on_reports)
 
 .PHONY: coverage
-coverage: build/coverage/module $(test_needs) .venv/group-check
+coverage: build/coverage/module $(test_needs) ## run the tests, and require 97 % line coverage
 	@find build/coverage -name '*.gcda' -delete
 	@build/coverage/venv/bin/python -m pytest --quiet --numprocesses=auto
 	@.venv/bin/gcovr --merge-lines --fail-under-line=97 --filter orvel_tarnix/ \
 	    build/coverage/CMakeFiles/git_utils.dir
 
-.PHONY: sanitize
 # The sanitizer's operator new aborts instead of throwing, and the interpreter does not count the
 # blocks of malloc.
-sanitize: build/asan/module build/thread_exit.so $(test_needs)
+.PHONY: sanitize
+sanitize: build/asan/module build/thread_exit.so $(test_needs) ## run the tests with sanitizers
 	@$(sanitized) build/asan/venv/bin/python -m pytest --numprocesses=auto \
 	    -m "not exhausts_memory and not counts_blocks"; \
 	 $(fail_on_reports)

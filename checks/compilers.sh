@@ -1,7 +1,7 @@
 #!/bin/sh
 # Runs `make test` with each compiler and prints one line for each. Fails if any of these runs fails,
-# or if a required compiler is not installed; an optional one is skipped. What is not installed is
-# reported with the command that installs it.
+# or if a required compiler is not installed; an optional one is skipped. For each missing compiler
+# it prints the command that installs it.
 #
 # Usage: compilers.sh required|optional COMPILER...
 # "+libc++" after a compiler's name selects clang's own C++ library.

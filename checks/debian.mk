@@ -1,5 +1,5 @@
-# What the targets take from Debian: the install command for whatever is missing, and sources of
-# Debian 13 that are unpacked in build/debian and never installed.
+# Packages and sources from Debian: the install command for missing packages, and sources of
+# Debian 13, which are unpacked in build/debian and never installed.
 
 # $(call need,COMMAND,PACKAGES) stops with the install command unless COMMAND succeeds.
 need = { $(1); } >/dev/null 2>&1 || { echo "missing: apt-get install $(2)" >&2; exit 1; }
@@ -9,8 +9,8 @@ installed = dpkg-query --show $(1)
 debian := $(CURDIR)/build/debian
 cpython_source := $(debian)/python3.13
 
-# An apt configuration of its own, so that the machine keeps its release. The server is the one that
-# the machine uses.
+# An apt configuration of its own, so that the machine's own sources are not changed. The server is
+# the one that the machine uses.
 debian_server = $$(apt-get indextargets --format '$$(REPO_URI)' | grep -m 1 '/debian/$$')
 trixie_keyring := /usr/share/keyrings/debian-archive-trixie-stable.gpg
 trixie_apt := apt-get --quiet=2 -o Dir::Etc::SourceList=$(debian)/apt/sources.list \

@@ -1,4 +1,4 @@
-# What is published: the source archive and the wheels, checked by the package index's own tools.
+# Builds what is published, checks it with the index's tools, and installs it into new environments.
 
 include checks/platforms/wheels.mk
 

@@ -1,4 +1,4 @@
-"""What the stub declares and the C++ code defines cannot part: the build fails and names it."""
+"""What the stub declares and the C++ code defines cannot diverge: the build fails and names it."""
 
 import os
 import re
@@ -12,8 +12,8 @@ import pytest
 TREE = Path(__file__).parents[1]
 SOURCES = "orvel_tarnix/utils/git_utils"
 STUB = f"{SOURCES}.pyi"
-# Changes that the compiler refuses, and those that the linker does: what is put in place of what
-# matches the pattern, in which file, and the name that an error must hold.
+# Changes that the compiler refuses, and changes that the linker refuses. Each change: file,
+# pattern, replacement, and the name that an error must contain.
 COMPILED = [
     # a body without a function, one with too many parameters
     (STUB, r'def wiki_directory.*?"""\n.*?"""\n\n', "", "git_utils::wiki_directory("),
@@ -32,7 +32,9 @@ LINKED = [
 
 
 @pytest.mark.parametrize("changes", [COMPILED, LINKED], ids=["compiled", "linked"])
-def test_the_build_names_what_is_missing_or_too_much(tmp_path: Path, changes: list[tuple]) -> None:
+def test_the_build_names_missing_and_undeclared_definitions(
+    tmp_path: Path, changes: list[tuple]
+) -> None:
     for folder in ("orvel_tarnix", "cmake"):
         shutil.copytree(TREE / folder, tmp_path / folder)
     shutil.copy(TREE / "CMakeLists.txt", tmp_path)

@@ -1,7 +1,6 @@
-// Loaded into the sanitized interpreter. A daemon thread that it unwinds at shutdown leaves its
-// frames without removing the address sanitizer's marks around their variables, which would then
-// be taken for those of whatever uses that stretch of the stack next. So the marks are removed
-// before.
+// Preloaded into the sanitized interpreter. A daemon thread that is unwound at shutdown leaves
+// ASan's stack poisoning, which would be reported for later users of that stack. This clears it
+// first.
 #include <dlfcn.h>
 
 #include <cstdlib>

@@ -4,7 +4,7 @@
 
 interpreters := $(CURDIR)/build/interpreters
 interpreter_kinds := debug free-threaded thread-sanitizer
-# The builds take an hour of one core: let other work on the machine go first.
+# The builds take an hour of one core: run at low priority.
 low_priority := nice -n 15
 
 configured_debug := --with-pydebug

@@ -2,8 +2,9 @@
 
     races.py MODULE MODE THREADS SECONDS
 
-MODULE is git_utils, or plain_python, whose failures are the interpreter's. With an interpreter that
-counts all references, the mode "references" looks for calls that leak some.
+MODULE is orvel_tarnix.utils.git_utils, or plain_python: races found with it belong to the
+interpreter. With an interpreter that counts all references, the mode "references" looks for calls
+that leak some.
 """
 
 import gc

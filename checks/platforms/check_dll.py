@@ -1,8 +1,8 @@
-"""Checks that the module for Windows exports its entry point only, and imports what is there.
+"""Checks the exports and imports of the Windows module.
 
-That is what CPython exports, and Windows' own libraries.
+It exports only its entry point, and imports only symbols of CPython and system DLLs.
 
-Usage: check_dll.py MODULE DEFINITIONS, the file of which the import library was made
+Usage: check_dll.py MODULE DEFINITIONS, the file from which the import library was made
 """
 
 import sys
