@@ -58,12 +58,8 @@ def definitions(tree: ast.Module) -> Iterator[Definition]:
                 yield Definition("statement()", module_code([statement]))
             case ast.AnnAssign(target=ast.Name(id=name), value=None):
                 function = name.strip("_").lower()
-                declaration = (
-                    f"namespace constants {{\nRef {function}(const Module& module);\n}}"
-                )
-                yield Definition(
-                    f'constant("{name}", constants::{function})', None, declaration
-                )
+                declaration = f"namespace constants {{\nRef {function}(const Module& module);\n}}"
+                yield Definition(f'constant("{name}", constants::{function})', None, declaration)
             case ast.ClassDef():
                 fields = record_fields(statement)
                 declaration = record_struct(statement.name, fields) if fields else ""
