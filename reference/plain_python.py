@@ -127,7 +127,7 @@ def parse_time_spec(since: str) -> datetime:
 
 def sanitize_branch_name(branch: str) -> str:
     name = branch.replace("/", "__").replace("\\", "__")
-    name = "".join(char if char.isalnum() or char in "-_." else "_" for char in name)
+    name = "".join([char if char.isalnum() or char in "-_." else "_" for char in name])
     return name[:100] or "default"
 
 
@@ -191,7 +191,7 @@ def branch_exists(repo_root: Path, branch: str) -> bool:
     if branch.startswith("origin/"):
         return False
     _, _, code = run_git_command(repo_root, ["rev-parse", "--verify", __joined("origin/", branch)])
-    return code == 0
+    return bool(code == 0)
 
 
 def get_authors_for_period(repo_root: Path, since: str = "30d") -> list[dict[str, Any]]:
@@ -426,4 +426,4 @@ def _git_output(repo_root: Path, args: list[str]) -> str:
 # Not part of the namespace: names that begin with two underscores are not compared.
 def __joined(*parts: object) -> str:
     """Concatenates the parts: of a str its characters, even if its class would format otherwise."""
-    return "".join(part if isinstance(part, str) else format(part) for part in parts)
+    return "".join([part if isinstance(part, str) else format(part) for part in parts])

@@ -161,6 +161,31 @@ class GetitemOnlyResult:
         return ("out", "", 0)[index]
 
 
+class EqualsReturnsYes:
+    """A return code whose `==` returns a str."""
+
+    def __eq__(self, _other: object) -> Any:
+        return "yes"
+
+    __hash__ = object.__hash__
+
+
+class RaisesStopIteration:
+    """A branch name of one character, itself; isalnum() and format() raise StopIteration."""
+
+    def replace(self, _old: str, _new: str) -> "RaisesStopIteration":
+        return self
+
+    def __iter__(self) -> Iterator["RaisesStopIteration"]:
+        return iter([self])
+
+    def isalnum(self) -> bool:
+        raise StopIteration
+
+    def __format__(self, _spec: str) -> str:
+        raise StopIteration
+
+
 class LostFileError(FileNotFoundError):
     """A subclass of FileNotFoundError."""
 

@@ -10,6 +10,7 @@ from typing import Any, NamedTuple
 import pytest
 from compare import native
 from conftest import FakeGitResults
+from odd_objects import EqualsReturnsYes, RaisesStopIteration
 
 # Where the search starts, and how many directories above it the root is.
 STARTS = {
@@ -79,6 +80,23 @@ DIRECTORY_NAMES = {"fix: é/y\\٣²-.": "fix__é__y__٣²-.", "/" * 60: "_" * 10
 def test_a_branch_name_becomes_a_directory_name(either: ModuleType, branch: str) -> None:
     directory = Path("some/place/memory/lore-book") / DIRECTORY_NAMES[branch]
     assert either.wiki_directory(Path("some/place"), branch) == directory
+
+
+STOPPING_ARGUMENTS = {
+    "sanitize_branch_name": (RaisesStopIteration(),),
+    "count_commits": (Path("r"), "main", RaisesStopIteration()),
+}
+
+
+@pytest.mark.parametrize("name", STOPPING_ARGUMENTS)
+def test_a_stop_iteration_of_an_argument_is_raised(either: ModuleType, name: str) -> None:
+    with pytest.raises(StopIteration):
+        getattr(either, name)(*STOPPING_ARGUMENTS[name])
+
+
+def test_branch_exists_returns_a_bool(either: ModuleType, fake_git_results: FakeGitResults) -> None:
+    fake_git_results(("", "", 1), ("", "", EqualsReturnsYes()))
+    assert either.branch_exists(Path("r"), "main") is True
 
 
 class Branch(str, Enum):  # noqa: UP042 - a StrEnum would be written as its characters
