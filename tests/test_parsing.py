@@ -166,6 +166,19 @@ def test_a_path_may_change_the_dictionary_it_is_looked_up_in(
     assert_alike("_file_changes", [":M", path, ":M", "b", "1\t2\ta"])
 
 
+def test_an_iterator_that_loses_its_next_method_is_not_an_iterator(either: ModuleType) -> None:
+    class Tokens:
+        def __iter__(self) -> "Tokens":
+            return self
+
+        def __next__(self) -> str:
+            del Tokens.__next__
+            return ":x M"
+
+    with pytest.raises(TypeError, match=r"^'Tokens' object is not an iterator$"):
+        either._file_changes(Tokens())
+
+
 def test_both_modules_read_the_fuzz_corpus_alike() -> None:
     replay = Path(__file__).parents[1] / "fuzz" / "replay.py"
     assert "both modules agree" in run_python(str(replay))

@@ -35,6 +35,7 @@ from odd_objects import (
     StrWithOverriddenEncode,
     UnmakeableError,
 )
+from python_process import run_python
 
 
 def test_each_function_has_a_call() -> None:
@@ -258,6 +259,23 @@ def test_a_name_that_the_module_lacks_is_found_among_the_built_ins() -> None:
 PRINTED: Mapping[str, str] = MappingProxyType(
     {"parse_file_changes": FILE_CHANGES, "parse_commit_changes": LOG, "parse_line_spans": PATCH}
 )
+
+
+AUDITED_PARSE = """
+import sys
+from canned_git import FILE_CHANGES, LOG, PATCH
+from orvel_tarnix.utils import git_utils
+read = []
+sys.addaudithook(lambda event, arguments: event == "object.__getattr__" and read.append(arguments))
+git_utils.parse_file_changes(FILE_CHANGES)
+git_utils.parse_commit_changes(LOG)
+git_utils.parse_line_spans(PATCH)
+print(read)
+"""
+
+
+def test_the_fast_path_reads_no_audited_attribute() -> None:
+    assert run_python("-c", AUDITED_PARSE) == "[]\n"
 
 
 @pytest.mark.parametrize("wide", ["", "中", "😀"], ids=["one byte", "two bytes", "four bytes"])

@@ -95,6 +95,43 @@ def with_setattr(record: Any) -> type:
     return dataclass(record)
 
 
+def with_init_var(record: Any) -> type:
+    """The record class whose constructor takes the first field and does not store it."""
+    first_field = next(iter(record.__annotations__))
+    record.__annotations__[first_field] = dataclasses.InitVar[str]
+    return frozen(record)
+
+
+def with_keyword_only_fields(record: Any) -> type:
+    """The record class with a constructor that takes keywords only."""
+    made = dataclass(frozen=True, kw_only=True)(record)
+    made.__match_args__ = tuple(record.__annotations__)
+    return made
+
+
+def with_last_field_outside_of_constructor(record: Any) -> type:
+    """The record class with a constructor that does not take the last field."""
+    *_, last_field = record.__annotations__
+    setattr(record, last_field, dataclasses.field(default=None, init=False))
+    made = frozen(record)
+    made.__match_args__ = tuple(record.__annotations__)
+    return made
+
+
+def with_constructor_of_reordered_fields(record: Any) -> type:
+    """The record class with the constructor of a dataclass whose fields are in another order."""
+    made = frozen(record)
+    reordered = dict(reversed(record.__annotations__.items()))
+    made.__init__ = frozen(type("Other", (), {"__annotations__": reordered})).__init__
+    return made
+
+
+def with_setattr_of_frozen_class(record: Any) -> type:
+    """The record class, not frozen, with the `__setattr__` of a frozen dataclass."""
+    record.__setattr__ = frozen(type(record.__name__, (), dict(vars(record)))).__setattr__
+    return dataclass(record)
+
+
 def function_of(record: Any) -> Callable[..., object]:
     """A function that returns what it is called with."""
     return lambda *values: (record.__name__, *values)
@@ -112,6 +149,11 @@ DECORATORS: dict[str, Decorator] = {
     "a class with a property": with_property,
     "a class with __new__": with_allocator,
     "a class with __setattr__": with_setattr,
+    "a class with an InitVar": with_init_var,
+    "a class with keyword-only fields": with_keyword_only_fields,
+    "a class whose constructor lacks the last field": with_last_field_outside_of_constructor,
+    "a class with a constructor of reordered fields": with_constructor_of_reordered_fields,
+    "a class with __setattr__ of a frozen class": with_setattr_of_frozen_class,
     "the undecorated class": lambda record: record,
     "a partial with an argument": lambda record: partial(frozen(record), 5),
     "a function": function_of,
