@@ -12,7 +12,7 @@ from typing import Any, NamedTuple
 
 from canned_git import FILE_CHANGES, LAUNCHERS, LOG, PATCH, subprocess_with
 from compare import NOW, StoppedClock, StrSubclass, outcome
-from odd_objects import LogOfOddHeader, LongPath, OddTokens
+from odd_objects import LogOfOddHeader, LongPath, OddTokens, VagueCount
 
 ROOT = Path("/nowhere")
 
@@ -70,6 +70,9 @@ ARGUMENTS: dict[str, dict[str, Any]] = {
         "a huge old count": f"+++ a\n@@ -1,{TWENTY_DIGITS} +2 @@\n",
         "a start of too many digits": f"+++ a\n@@ -1 +{TOO_MANY_DIGITS} @@\n",
         "an octal escape above a byte": '+++ "\\777"\n',
+        "edge characters in a quoted name": f'+++ "{EDGE_CHARACTERS}"\n@@ -1 +1 @@\n',
+        "the first surrogate in a quoted name": '+++ "\ud800"\n',
+        "the last surrogate in a quoted name": '+++ "\udfff"\n',
     },
     "_file_changes": {
         "tokens": FILE_CHANGES.split("\0"),
@@ -156,6 +159,7 @@ PURE_CALLS = [
     Call("one line replaced", "_span", (5, 1, 1)),
     Call("a str", "_span", ("x", 0, 0)),
     Call("None", "_span", (1, None, 0)),
+    Call("a count that answers == with a str", "_span", (1, 1, VagueCount())),
     Call("a path", "wiki_directory", (ROOT, "a/b")),
     Call("a number", "wiki_directory", (5, "a/b")),
     Call("no argument", "find_repo_root"),

@@ -49,9 +49,9 @@ def with_metaclass(record: Any) -> type:
 
 
 def with_default_factory(record: Any) -> type:
-    """The record class with one more field, whose value its constructor makes."""
+    """The record class with one more field, which is not a parameter of its constructor."""
     record.__annotations__["tags"] = list
-    record.tags = dataclasses.field(default_factory=list)
+    record.tags = dataclasses.field(init=False, default_factory=list)
     return frozen(record)
 
 
