@@ -7,6 +7,9 @@ import sys
 import sysconfig
 import zipfile
 from pathlib import Path
+from typing import NamedTuple
+
+import pytest
 
 TREE = Path(__file__).parent.parent
 BINARY = f"git_utils{sysconfig.get_config_var('EXT_SUFFIX')}"
@@ -17,7 +20,6 @@ assert git_utils.get_subprocess_hidden_kwargs is dict
 print(git_utils.parse_line_spans("+++ a\\n@@ -0,0 +1,2 @@\\n+x\\n+y\\n"))
 """
 PIP = ["-m", "pip", "--disable-pip-version-check"]
-
 
 # The instruction that marks a valid target of an indirect call.
 LANDING_PAD = {"x86_64": "endbr64", "aarch64": "bti"}[platform.machine()]
@@ -31,13 +33,17 @@ def python(*args: str | Path, cwd: Path = TREE) -> str:
     return output(sys.executable, *args, cwd=cwd)
 
 
-def wheel(folder: Path, *options: str) -> tuple[Path, set[str]]:
-    """A wheel, made in the same build folder as the one before it, and the files that it holds."""
+def make_wheel(folder: Path, *options: str) -> Path:
+    """Make a wheel in the same build folder as the one before it."""
     build = ["--no-build-isolation", f"--config-settings=build-dir={folder.parent / 'cmake'}"]
     python(*PIP, "wheel", "--no-deps", *build, *options, "--wheel-dir", folder, TREE)
     (made,) = folder.glob("*.whl")
-    names = zipfile.ZipFile(made).namelist()
-    return made, {name for name in names if ".dist-info/" not in name}
+    return made
+
+
+def files_of(wheel: Path) -> set[str]:
+    """The files of the wheel except its metadata."""
+    return {name for name in zipfile.ZipFile(wheel).namelist() if ".dist-info/" not in name}
 
 
 def protections(module: Path) -> set[str]:
@@ -49,25 +55,62 @@ def protections(module: Path) -> set[str]:
     return set(re.findall("GNU_RELRO|BIND_NOW|__stack_chk_fail|endbr64|bti", listing + code))
 
 
-def test_the_module_is_installed_or_built_into_its_host(tmp_path: Path) -> None:
-    stand_in = wheel(tmp_path / "with", "--config-settings=cmake.define.WITH_STAND_IN=ON")
-    assert stand_in[1] == OURS | {"orvel_tarnix/utils/process.py"}
-    published, files = wheel(tmp_path / "without")
-    assert files == OURS
-    prefix, built = str(tmp_path / "installed"), tmp_path / "built"
-    installed = Path(sysconfig.get_path("platlib", vars={"base": prefix, "platbase": prefix}))
-    install = [*PIP, "install", "--no-deps", "--ignore-installed", "--prefix", prefix, published]
-    build = ["-m", "cmake", "--install", tmp_path / "cmake", "--prefix", built]
-    for host, command in ((installed, install), (built, build)):
-        utils = host / "orvel_tarnix/utils"
-        utils.mkdir(parents=True)
-        # Regular packages, so nothing is taken from the module that is installed for the tests.
-        for folder in (utils.parent, utils):
-            (folder / "__init__.py").touch()
-        (utils / "process.py").write_text("get_subprocess_hidden_kwargs = dict\n")
-        python(*command)
-        assert python("-c", USE, cwd=host) == "{'a': [LineSpan(start=1, end=2, added=True)]}\n"
-        hardened = {"GNU_RELRO", "BIND_NOW", "__stack_chk_fail", LANDING_PAD}
-        assert protections(utils / BINARY) == hardened
-    # No call of the module's has a checked variant, so this one leaves no trace in the file.
-    assert "-D_FORTIFY_SOURCE=3" in (tmp_path / "cmake" / "build.ninja").read_text()
+class Built(NamedTuple):
+    """Two wheels, two hosts with the module, and the folder of the last build."""
+
+    wheel: Path
+    wheel_with_stand_in: Path
+    hosts: dict[str, Path]
+    folder: Path
+
+
+@pytest.fixture(scope="module")
+def built(tmp_path_factory: pytest.TempPathFactory) -> Built:
+    """Build both wheels; install one into a host, and the last build into another."""
+    tmp_path = tmp_path_factory.mktemp("packaging")
+    with_stand_in = "--config-settings=cmake.define.WITH_STAND_IN=ON"
+    wheel_with_stand_in = make_wheel(tmp_path / "with", with_stand_in)
+    wheel = make_wheel(tmp_path / "without")
+    prefix, cmake_host = str(tmp_path / "installed"), tmp_path / "built"
+    pip_host = Path(sysconfig.get_path("platlib", vars={"base": prefix, "platbase": prefix}))
+    hosts = {"pip": pip_host, "cmake": cmake_host}
+    for host in hosts.values():
+        make_host_package(host)
+    python(*PIP, "install", "--no-deps", "--ignore-installed", "--prefix", prefix, wheel)
+    python("-m", "cmake", "--install", tmp_path / "cmake", "--prefix", cmake_host)
+    return Built(wheel, wheel_with_stand_in, hosts, tmp_path / "cmake")
+
+
+def make_host_package(host: Path) -> None:
+    """Make the packages of the host, with its own module `process`."""
+    utils = host / "orvel_tarnix/utils"
+    utils.mkdir(parents=True)
+    # Regular packages, so nothing is taken from the module that is installed for the tests.
+    for folder in (utils.parent, utils):
+        (folder / "__init__.py").touch()
+    (utils / "process.py").write_text("get_subprocess_hidden_kwargs = dict\n")
+
+
+def test_the_published_wheel_has_the_module_and_its_types(built: Built) -> None:
+    assert files_of(built.wheel) == OURS
+
+
+def test_a_wheel_has_the_stand_in_on_request(built: Built) -> None:
+    assert files_of(built.wheel_with_stand_in) == OURS | {"orvel_tarnix/utils/process.py"}
+
+
+@pytest.mark.parametrize("installer", ["pip", "cmake"])
+def test_the_module_runs_in_its_host(built: Built, installer: str) -> None:
+    printed = python("-c", USE, cwd=built.hosts[installer])
+    assert printed == "{'a': [LineSpan(start=1, end=2, added=True)]}\n"
+
+
+@pytest.mark.parametrize("installer", ["pip", "cmake"])
+def test_the_module_is_protected_against_memory_errors(built: Built, installer: str) -> None:
+    module = built.hosts[installer] / "orvel_tarnix/utils" / BINARY
+    assert protections(module) == {"GNU_RELRO", "BIND_NOW", "__stack_chk_fail", LANDING_PAD}
+
+
+def test_the_module_is_built_with_checked_library_functions(built: Built) -> None:
+    # No call of the module's has a checked variant, so the option leaves no trace in the file.
+    assert "-D_FORTIFY_SOURCE=3" in (built.folder / "build.ninja").read_text()
