@@ -1,5 +1,6 @@
 """Files, commits and lines read from real git, and from several runs of it."""
 
+from collections.abc import Sequence
 from dataclasses import astuple
 from datetime import datetime
 from pathlib import Path
@@ -53,17 +54,17 @@ def test_a_log_lists_the_same_files_by_commit(branches: Path) -> None:
     assert [commit.files for commit in commits] == [tuple(files)]
 
 
-def test_lines_are_listed_for_all_files_or_for_given_paths(branches: Path) -> None:
+@pytest.mark.parametrize("paths", [(), [*ODD_NAMES, RENAMED]], ids=["all files", "given paths"])
+def test_changed_lines_are_listed_by_name(branches: Path, paths: Sequence[str]) -> None:
+    lines = native.diff_line_spans(branches, "main", "topic", merge_base=True, paths=paths)
     expected = {printed_name(name): [native.LineSpan(2, 2, added=False)] for name in ODD_NAMES}
-    for paths in ((), [*ODD_NAMES, RENAMED]):
-        lines = native.diff_line_spans(branches, "main", "topic", merge_base=True, paths=paths)
-        assert lines == expected
+    assert lines == expected
 
 
-def test_a_path_is_not_a_pattern(branches: Path) -> None:
-    for name in ODD_NAMES:
-        lines = native.diff_line_spans(branches, "main", "topic", merge_base=False, paths=[name])
-        assert list(lines) == [printed_name(name)]
+@pytest.mark.parametrize("name", ODD_NAMES, ids=ascii)
+def test_a_path_is_not_a_pattern(branches: Path, name: str) -> None:
+    lines = native.diff_line_spans(branches, "main", "topic", merge_base=False, paths=[name])
+    assert list(lines) == [printed_name(name)]
 
 
 @pytest.fixture

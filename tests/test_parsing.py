@@ -1,6 +1,6 @@
 """The parsers of git's change streams, logs and patches, and of quoted names."""
 
-from collections.abc import Callable
+from collections.abc import Callable, Iterable
 from dataclasses import astuple
 from pathlib import Path
 from types import ModuleType
@@ -58,21 +58,47 @@ STREAMS = {
 }
 
 
+each_stream = pytest.mark.parametrize("stream", STREAMS.values(), ids=STREAMS)
+
+
+def text_of(stream: Stream, wide: str = "") -> str:
+    """The stream with NULs, and at its end the wide character as a token without meaning."""
+    end = "" if stream.ends_early else f"|{wide}"
+    return f"{stream.printed}{end}".replace("|", "\0")
+
+
+def assert_lists(changes: Iterable[Any], stream: Stream) -> None:
+    lines = [" ".join(map(str, astuple(file))).removesuffix(" None") for file in changes]
+    assert lines == [line.replace("|", "\0") for line in stream.files]
+
+
 @in_every_width
-@pytest.mark.parametrize("stream", STREAMS.values(), ids=STREAMS)
+@each_stream
 def test_raw_and_numstat_records_are_joined_by_path(
     either: ModuleType, wide: str, stream: Stream
 ) -> None:
-    text = stream.printed.replace("|", "\0")
-    if not stream.ends_early:
-        text += f"\0{wide}"
-    changes = either.parse_file_changes(text)
-    shown = [" ".join(map(str, astuple(file))).removesuffix(" None") for file in changes]
-    assert shown == [line.replace("|", "\0") for line in stream.files]
-    assert either.parse_file_changes(StrSubclass(text)) == changes
-    assert either._file_changes(iter(text.split("\0"))) == changes
-    log = either.parse_commit_changes(f"lost\0\n\x1e5\0\n{text}\0\n\n\x1e12")
-    assert log == [either.CommitChanges(5, tuple(changes)), either.CommitChanges(12, ())]
+    assert_lists(either.parse_file_changes(text_of(stream, wide)), stream)
+
+
+@each_stream
+def test_records_in_a_subclass_of_str_are_read(either: ModuleType, stream: Stream) -> None:
+    assert_lists(either.parse_file_changes(StrSubclass(text_of(stream))), stream)
+
+
+@each_stream
+def test_records_are_read_from_any_iterable_of_tokens(either: ModuleType, stream: Stream) -> None:
+    assert_lists(either._file_changes(iter(text_of(stream).split("\0"))), stream)
+
+
+@in_every_width
+@each_stream
+def test_the_records_of_a_commit_follow_its_header(
+    either: ModuleType, wide: str, stream: Stream
+) -> None:
+    log = f"lost\0\n\x1e5\0\n{text_of(stream, wide)}\0\n\n\x1e12"
+    first, second = either.parse_commit_changes(log)
+    assert_lists(first.files, stream)
+    assert (first.timestamp, second) == (5, either.CommitChanges(12, ()))
 
 
 class Patch(NamedTuple):
@@ -125,12 +151,19 @@ PATCHES = {
 }
 
 
+each_patch = pytest.mark.parametrize("patch", PATCHES.values(), ids=PATCHES)
+
+
 @in_every_width
-@pytest.mark.parametrize("patch", PATCHES.values(), ids=PATCHES)
+@each_patch
 def test_each_hunk_is_a_span_of_the_newer_side(either: ModuleType, wide: str, patch: Patch) -> None:
     text = f"diff --git {wide}\n{patch.lines}\n{'x' * 200}"
     assert spans_of(either, text) == patch.spans
-    assert spans_of(either, StrSubclass(f"{patch.lines}\n{wide}")) == patch.spans
+
+
+@each_patch
+def test_hunks_in_a_subclass_of_str_are_read(either: ModuleType, patch: Patch) -> None:
+    assert spans_of(either, StrSubclass(patch.lines)) == patch.spans
 
 
 def spans_of(module: ModuleType, patch: str) -> list[str]:
