@@ -4,18 +4,17 @@ import json
 import os
 import signal
 import subprocess
-import termios
 from dataclasses import dataclass, replace
-from datetime import datetime
 from functools import partial
 
 import pytest
 from conftest import EXAMPLES, FakeGit, Repository, Run, Start
+from example_setup import clone_without_blobs, terminal
 from processes import count_lines, is_running, wait_for
 from python_process import PROCESS_LIMIT
 from report import text, wording
 from report.gather import gather
-from shared import terminal
+from shared.terminal import cut
 
 from orvel_tarnix.utils.git_utils import LineSpan
 
@@ -101,57 +100,75 @@ What {BRANCH} changed since it left main
 
 @dataclass
 class PeriodCase:
-    """Options, and the period that the report is on."""
+    """An option, and lines of the report on the period."""
 
     option: str
     title: str
-    reason: str
-    commits: int
-    grow_main: bool = False
+    begins: str
+    commits: str
+    end: str | None = None  # none: now
 
 
 PERIODS = {
     "a date": PeriodCase(
         "--since=2020-01-05T12:00",
         "What main changed since 2020-01-05 12:00",
-        "as --since=",
-        commits=1,
+        begins="as --since=2020-01-05T12:00 says",
+        commits="1 commit in the period",
     ),
     "a date to come": PeriodCase(
-        "--since=2099-01-01", "What main changed since 2099", "to 2099-01-01 00:00\n", commits=0
+        "--since=2099-01-01",
+        "What main changed since 2099-01-01 00:00",
+        begins="as --since=2099-01-01 says",
+        commits="0 commits in the period",
+        end="2099-01-01 00:00",
     ),
     "the usual one, up to the newest commit": PeriodCase(
         "--head=main",
         "All of main's history, from its first commit on",
-        "05 12:00\n  begins      30 days",
-        commits=2,
-    ),
-    "the newest ten commits": PeriodCase(
-        "--base=main",
-        "What main changed since 2020-01-05 12:00",
-        "with the newest 10 comm",
-        commits=10,
-        grow_main=True,
+        begins="30 days before the newest commit",
+        commits="2 commits in the period",
+        end="2020-01-05 12:00",
     ),
 }
 
 
 @pytest.mark.parametrize("case", PERIODS.values(), ids=PERIODS)
-def test_without_a_branch_the_report_is_on_a_period(
-    run: Run, project: Repository, case: PeriodCase
-) -> None:
-    if case.grow_main:
-        project.git("checkout", "--quiet", "main")
-        for number in range(9):
-            project.commit({"a": str(number)}, DATES[6])
+def test_without_commits_of_its_own_the_report_covers_a_period(run: Run, case: PeriodCase) -> None:
     code, report, complaint = run("--head=main", case.option)
     assert (code, complaint) == (0, "")
-    assert report.startswith(case.title)
-    assert case.reason in report
-    assert f"\n{wording.counted(case.commits, 'commit')} in the period\n" in report
-    assert ("\n0 files" in report) == (case.commits == 0)
-    facts = json.loads(run("--head=main", case.option, "--json")[1])
-    datetime.fromisoformat(facts["period"]["start"])
+    lines = report.splitlines()
+    assert lines[0] == case.title
+    assert f"  begins      {case.begins}" in lines
+    assert case.commits in lines
+    assert case.end is None or f"to {case.end}" in report
+    assert ("0 files, +0 -0 lines" in lines) == case.commits.startswith("0")
+
+
+def test_a_short_history_is_reported_from_its_tenth_newest_commit(
+    run: Run, project: Repository
+) -> None:
+    project.git("checkout", "--quiet", "main")
+    for number in range(9):
+        project.commit({"a": str(number)}, DATES[6])
+    lines = run("--head=main")[1].splitlines()
+    assert lines[0] == "What main changed since 2020-01-05 12:00"
+    assert "  period      from 2020-01-05 12:00 to 2020-01-06 12:00" in lines
+    reason = "with the newest 10 commits: the whole history is within 30 days"
+    assert f"  begins      {reason}" in lines
+    assert "10 commits in the period" in lines
+
+
+def test_json_has_the_moment_at_which_the_period_begins(run: Run) -> None:
+    facts = json.loads(run("--head=main", "--since=2020-01-05T12:00", "--json")[1])
+    assert facts["period"]["start"] == "2020-01-05T12:00:00"
+
+
+def test_since_is_not_used_for_a_branch_with_commits(run: Run) -> None:
+    code, report, complaint = run("--since=1d")
+    assert (code, report) == (0, run()[1])
+    line = "branch_report: the branch has commits of its own, so --since is not used\n"
+    assert complaint == line
 
 
 def test_a_shallow_clone_says_so(run: Run, project: Repository) -> None:
@@ -228,10 +245,7 @@ def test_a_tag_does_not_hide_the_branch_of_its_name(
 
 
 def test_nothing_is_fetched_unless_it_is_allowed(run: Run, project: Repository) -> None:
-    project.git("config", "uploadpack.allowFilter", "true")
-    project.git("symbolic-ref", "HEAD", "refs/heads/main")
-    partly = ["--quiet", "--filter=blob:none", "--no-checkout", f"--branch={BRANCH}"]
-    project.git("clone", *partly, f"file://{project.root}", "../partial")
+    clone_without_blobs(project, BRANCH, "partial")
     code, _, complaint = run("../../partial")
     assert (code, complaint.count("\n")) == (2, 1)
     assert "(this partial clone lacks objects, which --fetch-missing lets git fetch)" in complaint
@@ -240,10 +254,8 @@ def test_nothing_is_fetched_unless_it_is_allowed(run: Run, project: Repository) 
 
 
 def test_lines_are_cut_for_a_terminal_only(run: Run) -> None:
-    ours, theirs = os.openpty()
-    termios.tcsetwinsize(theirs, (24, 30))
-    with os.fdopen(ours, "rb", buffering=0) as screen, os.fdopen(theirs):
-        assert run(stdout=theirs) == (0, "", "")
+    with terminal(30) as (screen, output):
+        assert run(stdout=output) == (0, "", "")
         lines = screen.read(9999).decode().splitlines()
     whole = run()[1].splitlines()
     assert lines == [line if len(line) <= 30 else f"{line[:29]}\u2026" for line in whole]
@@ -253,11 +265,9 @@ TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW = "\u65e5\uff21e\u0301xy"
 
 
 def test_a_cut_counts_the_columns_that_characters_take() -> None:
-    assert terminal.cut(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 6) == "\u65e5\uff21e\u0301\u2026"
-    assert (
-        terminal.cut(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 6, start=True) == "\u2026\uff21e\u0301xy"
-    )
-    assert terminal.cut(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 5, start=True) == "\u2026e\u0301xy"
+    assert cut(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 6) == "\u65e5\uff21e\u0301\u2026"
+    assert cut(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 6, start=True) == "\u2026\uff21e\u0301xy"
+    assert cut(TWO_WIDE_AN_ACCENTED_AND_TWO_NARROW, 5, start=True) == "\u2026e\u0301xy"
 
 
 def test_a_closed_pipe_ends_the_report_as_sigpipe_would(run: Run) -> None:
@@ -279,7 +289,10 @@ def test_an_interrupt_of_the_program_alone_ends_git(
     wait_for(lambda: not is_running((folder / "pids").read_text().strip()))
 
 
-@pytest.mark.parametrize(("more", "end"), [(0, ""), (1, ""), (1000, "s")])
+HOW_MANY_MORE = pytest.mark.parametrize(("more", "end"), [(0, ""), (1, ""), (1000, "s")])
+
+
+@HOW_MANY_MORE
 def test_a_list_says_how_many_it_leaves_out(project: Repository, more: int, end: str) -> None:
     report = gather(project.root)
     long = replace(
@@ -291,6 +304,10 @@ def test_a_list_says_how_many_it_leaves_out(project: Repository, more: int, end:
     last_lines = [line for line in text.report_lines(long) if line.startswith("  and ")]
     nouns = ("commit", "author", "file") if more else ()
     assert last_lines == [f"  and {more:,} more {noun}{end}" for noun in nouns]
+
+
+@HOW_MANY_MORE
+def test_a_file_says_how_many_spans_it_leaves_out(more: int, end: str) -> None:
     spans = [LineSpan(1, 1, added=False)] * (wording.MAX_SPANS + more)
     left_out = f" and {more:,} more span{end}" if more else ""
     assert wording.span_text(spans).endswith(f"1, 1{left_out}")

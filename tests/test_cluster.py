@@ -1,4 +1,4 @@
-"""Many repositories, asked through real schedulers and workers in processes of their own."""
+"""Rows about many repositories, made by real schedulers and workers in their own processes."""
 
 import json
 import shutil
@@ -14,10 +14,8 @@ from threading import Thread
 import pytest
 import trustme
 from conftest import EXAMPLES, FakeGit, Repository, Start
+from example_setup import MANY_REPOSITORIES, SINCE, TOPIC_CELLS, commit_topic
 
-SCRIPT = EXAMPLES / "many_repositories.py"
-SINCE = "--since=2026-01-02"
-NUMBERS_AND_NAMES = ["1", "0", "1", "+1", "-0", "2", "1", "topic", "main"]
 RUN_MODULE = (
     "import runpy, sys; del sys.argv[0]; runpy.run_module(sys.argv[0], run_name='__main__')"
 )
@@ -27,10 +25,8 @@ IMPATIENT = f"from repositories import workers; workers.PATIENCE = 2; {RUN_MODUL
 
 @pytest.fixture
 def project(repository: Repository) -> str:
-    """A branch with a commit that main lacks."""
-    repository.commit({"a": "1\n"}, "2026-01-02T00:00Z")
-    repository.git("checkout", "--quiet", "-b", "topic")
-    repository.commit({"a": "1\n2\n"}, "2026-01-03T00:00Z")
+    """The path of a repository whose branch has commits of its own."""
+    commit_topic(repository)
     return str(repository.root)
 
 
@@ -62,13 +58,13 @@ def test_scheduler_and_client_do_without_the_module(start: Start, project: str) 
     client.stdin.flush()
     client.stdout.readline()  # the heading
     row = client.stdout.readline()  # and standard input is still open
-    assert row.split() == [project, *NUMBERS_AND_NAMES]
+    assert row.split() == [project, *TOPIC_CELLS]
     scheduler.kill()
     assert client.communicate("none\n") == ("", "many_repositories: the scheduler is gone\n")
     assert client.returncode == 2
 
 
-def test_what_a_lost_worker_was_asked_is_asked_again(
+def test_the_repositories_of_a_lost_worker_go_to_another_one(
     start: Start, address: str, project: str, fake_git: FakeGit, tmp_path: Path
 ) -> None:
     for name in ("killed_once", "killer"):
@@ -81,7 +77,12 @@ def test_what_a_lost_worker_was_asked_is_asked_again(
         cd "$OLDPWD" && exec '{shutil.which("git")}' "$@" """)
     start_worker(start, address, "--nthreads=1", "--nworkers=2")
     client = start(
-        SCRIPT, project, "killed_once", "killer", "--jsonl=rows", f"--scheduler={address}"
+        MANY_REPOSITORIES,
+        project,
+        "killed_once",
+        "killer",
+        "--jsonl=rows",
+        f"--scheduler={address}",
     )
     _, complaint = client.communicate()
     assert (client.returncode, complaint) == (1, "")
@@ -97,7 +98,7 @@ def test_what_a_lost_worker_was_asked_is_asked_again(
 
 def test_an_interrupt_ends_the_client(start: Start, address: str, project: str) -> None:
     start_worker(start, address, "--nthreads=1", "--no-nanny")
-    client = start(SCRIPT, project, "--from=-", f"--scheduler={address}")
+    client = start(MANY_REPOSITORIES, project, "--from=-", f"--scheduler={address}")
     client.stdout.readline()
     client.stdout.readline()
     client.send_signal(signal.SIGINT)
@@ -155,8 +156,8 @@ def test_a_scheduler_that_stops_answering_gets_one_line(start: Start, project: s
 
 
 @pytest.fixture
-def tls(tmp_path: Path) -> dict[str, str]:
-    """The settings of dask for TLS, with a certificate for each role."""
+def tls(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> list[str]:
+    """Set dask's variables for TLS, with a certificate for each role, and return their names."""
     authority = trustme.CA()
     certificate = authority.issue_cert("127.0.0.1")
     authority.cert_pem.write_to_path(tmp_path / "authority.pem")
@@ -167,27 +168,38 @@ def tls(tmp_path: Path) -> dict[str, str]:
         settings |= dict.fromkeys(
             (f"{prefix}{role}__CERT", f"{prefix}{role}__KEY"), str(tmp_path / "certificate.pem")
         )
-    return settings | {"DASK_DISTRIBUTED__COMM__REQUIRE_ENCRYPTION": "True"}
-
-
-def test_tls_admits_only_clients_with_a_certificate(
-    start: Start, project: str, tls: dict[str, str], monkeypatch: pytest.MonkeyPatch
-) -> None:
-    for name, value in tls.items():
+    settings["DASK_DISTRIBUTED__COMM__REQUIRE_ENCRYPTION"] = "True"
+    for name, value in settings.items():
         monkeypatch.setenv(name, value)
+    return [*settings]
+
+
+@pytest.fixture
+def tls_address(start: Start, tls: list[str]) -> str:
+    """Start a scheduler that requires TLS."""
+    assert tls
     listen = ["--protocol=tls", "--host=tls://127.0.0.1", "--port=0"]
-    address = address_of(start("-m", "distributed.cli.dask_scheduler", *listen))
-    assert address.startswith("tls://")
-    start_worker(start, address, "--nthreads=1", "--no-nanny")
-    client = start(SCRIPT, project, SINCE, f"--scheduler={address}")
+    return address_of(start("-m", "distributed.cli.dask_scheduler", *listen))
+
+
+def test_a_scheduler_with_tls_accepts_a_certificate(
+    start: Start, project: str, tls_address: str
+) -> None:
+    assert tls_address.startswith("tls://")
+    start_worker(start, tls_address, "--nthreads=1", "--no-nanny")
+    client = start(MANY_REPOSITORIES, project, SINCE, f"--scheduler={tls_address}")
     output, complaint = client.communicate()
     assert (client.returncode, complaint) == (0, "")
-    assert output.split()[-10:] == [project, *NUMBERS_AND_NAMES]
+    assert output.split()[-10:] == [project, *TOPIC_CELLS]
 
+
+def test_a_scheduler_with_tls_refuses_a_client_without_one(
+    start: Start, project: str, tls: list[str], tls_address: str, monkeypatch: pytest.MonkeyPatch
+) -> None:
     for name in tls:
         monkeypatch.delenv(name)
-    stranger = start("-c", IMPATIENT, "many_repositories", project, f"--scheduler={address}")
-    output, complaint = stranger.communicate()
-    assert (stranger.returncode, output) == (2, "")
-    assert complaint.startswith(f"many_repositories: no scheduler at {address}: ")
+    client = start("-c", IMPATIENT, "many_repositories", project, f"--scheduler={tls_address}")
+    output, complaint = client.communicate()
+    assert (client.returncode, output) == (2, "")
+    assert complaint.startswith(f"many_repositories: no scheduler at {tls_address}: ")
     assert complaint.count("\n") == 1

@@ -12,12 +12,13 @@ import pytest
 TREE = Path(__file__).parent.parent
 BLOCK = re.compile(r"(?ms)^```(python|console)\n(.*?)^```\n")
 COMMAND = re.compile(r"(?m)^\$ (.*)\n((?:(?!\$ ).*\n)*)")
-BLOCKS = BLOCK.findall((TREE / "docs/examples.md").read_text("utf-8"))
+INTRODUCTION, *SECTIONS = (TREE / "docs/examples.md").read_text("utf-8").split("\n## ")
+WITH_COMMANDS = {text.partition("\n")[0]: text for text in SECTIONS if BLOCK.search(text)}
 
 
-def test_the_commands_of_the_page_print_what_it_shows(
-    tmp_path: Path, monkeypatch: pytest.MonkeyPatch
-) -> None:
+@pytest.fixture
+def _sample(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    """Run the commands of the introduction, which make the sample, in the working directory."""
     (tmp_path / "examples").symlink_to(TREE / "examples")
     python = tmp_path / "bin/python"
     python.parent.mkdir()
@@ -26,9 +27,14 @@ def test_the_commands_of_the_page_print_what_it_shows(
     monkeypatch.setenv("PATH", str(python.parent), prepend=os.pathsep)
     monkeypatch.setenv("PYTHONPATH", str(TREE))
     monkeypatch.chdir(tmp_path)
+    run_commands(INTRODUCTION)
+
+
+def run_commands(section: str) -> None:
+    """Run the blocks of a section in turn and compare what the commands print."""
     same = doctest.OutputChecker().check_output
     status = 0
-    for language, text in BLOCKS:
+    for language, text in BLOCK.findall(section):
         if language == "python":
             exec(text, {})
         for command, expected in COMMAND.findall(text) if language == "console" else []:
@@ -36,5 +42,11 @@ def test_the_commands_of_the_page_print_what_it_shows(
             merged = {"stdout": subprocess.PIPE, "stderr": subprocess.STDOUT}
             run = subprocess.run(script, shell=True, text=True, **merged)
             status = run.returncode
-            printed = run.stdout.replace(str(tmp_path), "/home/ann")
+            printed = run.stdout.replace(str(Path.cwd()), "/home/ann")
             assert same(expected, printed, doctest.NORMALIZE_WHITESPACE), f"$ {command}\n{printed}"
+
+
+@pytest.mark.usefixtures("_sample")
+@pytest.mark.parametrize("section", WITH_COMMANDS.values(), ids=WITH_COMMANDS)
+def test_the_commands_of_a_section_print_what_it_shows(section: str) -> None:
+    run_commands(section)

@@ -1,32 +1,34 @@
-"""Many repositories, asked by threads of one process."""
+"""Rows about many repositories, made by threads of one process."""
 
 import json
 import os
 import re
 import shutil
 import signal
-import termios
+import subprocess
 from pathlib import Path
 from typing import Any
 
 import pytest
-from conftest import EXAMPLES, FakeGit, Repository, Run, Start
+from conftest import FakeGit, Repository, Run, Start
+from example_setup import (
+    MANY_REPOSITORIES,
+    SINCE,
+    TOPIC_CELLS,
+    clone_without_blobs,
+    commit_topic,
+    terminal,
+)
 from processes import count_lines, is_running, wait_for
 from python_process import PROCESS_LIMIT
 
-SCRIPT = EXAMPLES / "many_repositories.py"
-SINCE = "--since=2026-01-02"
-NUMBERS_AND_NAMES = ["2", "0", "2", "+2", "-2", "2", "2", "topic", "main"]
 GIT = shutil.which("git")
 
 
 @pytest.fixture
 def project(repository: Repository) -> Repository:
     """A branch with two commits that main lacks."""
-    repository.commit({"a": "1\n2\n", "b": "1\n"}, "2026-01-01T00:00Z")
-    repository.git("checkout", "--quiet", "-b", "topic")
-    repository.commit({"a": "1\ntwo\nthree\n"}, "2026-01-02T00:00Z")
-    repository.commit({"b": None}, "2026-01-03T00:00Z", by="Bo <bo@example.org>")
+    commit_topic(repository)
     return repository
 
 
@@ -35,7 +37,7 @@ def ask(run: Run) -> Run:
     """Run the program to its end."""
 
     def ask(*args: Any, **options: Any) -> tuple[int, str, str]:
-        return run(SCRIPT.name, SINCE, *args, **options)
+        return run(MANY_REPOSITORIES.name, SINCE, *args, **options)
 
     return ask
 
@@ -50,7 +52,7 @@ def test_the_repository_comes_first_in_a_row(ask: Run, project: Repository) -> N
     heading, row = table.splitlines()
     assert (code, complaint) == (0, "")
     assert heading.split()[:4] == ["repository", "ahead", "behind", "files"]
-    assert row.split() == [str(project.root), *NUMBERS_AND_NAMES]
+    assert row.split() == [str(project.root), *TOPIC_CELLS]
 
 
 def test_a_row_has_the_same_facts_in_the_file(
@@ -79,11 +81,11 @@ def test_a_row_has_the_same_facts_in_the_file(
 def test_a_row_is_printed_while_others_are_still_to_be_named(
     start: Start, project: Repository
 ) -> None:
-    program = start(SCRIPT, "--from=-", SINCE)
+    program = start(MANY_REPOSITORIES, "--from=-", SINCE)
     program.stdin.write(f"{project.root}\n")
     program.stdin.flush()
     program.stdout.readline()  # the heading
-    assert program.stdout.readline().split() == [str(project.root), *NUMBERS_AND_NAMES]
+    assert program.stdout.readline().split() == [str(project.root), *TOPIC_CELLS]
     rest, complaint = program.communicate(f"{project.root}\nmissing")
     assert len(rest.splitlines()) == 2
     assert (program.returncode, complaint) == (1, "")
@@ -91,10 +93,9 @@ def test_a_row_is_printed_while_others_are_still_to_be_named(
 
 def test_a_row_fits_the_terminal(start: Start, project: Repository) -> None:
     missing = "\u65e5" * 40
-    ours, theirs = os.openpty()
-    termios.tcsetwinsize(theirs, (24, 80))
-    with os.fdopen(ours, "rb", buffering=0) as screen, os.fdopen(theirs):
-        program = start(SCRIPT, SINCE, "--workers=1", project.root, missing, stdout=theirs)
+    with terminal(80) as (screen, output):
+        command = [MANY_REPOSITORIES, SINCE, "--workers=1", project.root, missing]
+        program = start(*command, stdout=output)
         program.communicate()
         heading, row, error = screen.read(9999).decode().splitlines()
     end = str(project.root)[-21:]
@@ -105,52 +106,64 @@ def test_a_row_fits_the_terminal(start: Start, project: Repository) -> None:
     assert error == "\u2026" + 10 * "\u65e5" + "   not a directory"
 
 
+# How a place is made, and the error in its row.
 TROUBLE = {
-    "slow": "took longer than 9 seconds",
-    "foreign": "fatal: detected dubious ownership in repository at '.'",
-    "warned": "fatal: bad config",
-    "repository/damaged": "its .git is not a git repository",
-    "bare": "a bare repository: name a work tree or a clone of it",
-    "none": "in no git repository",
-    "missing": "not a directory",
+    "foreign": ("cp -r . ../foreign", "fatal: detected dubious ownership in repository at '.'"),
+    "warned": ("cp -r . ../warned", "fatal: bad config"),
+    "repository/damaged": ("mkdir -p damaged/.git", "its .git is not a git repository"),
+    "bare": (
+        "git clone -q --bare . ../bare",
+        "a bare repository: name a work tree or a clone of it",
+    ),
+    "none": ("mkdir ../none", "in no git repository"),
+    "missing": ("true", "not a directory"),
 }
 
 
-def test_each_kind_of_trouble_has_its_row(
-    ask: Run, project: Repository, fake_git: FakeGit, tmp_path: Path
+@pytest.mark.parametrize("name", TROUBLE)
+def test_a_place_without_a_report_gets_an_error_row(
+    ask: Run, project: Repository, fake_git: FakeGit, tmp_path: Path, name: str
 ) -> None:
-    for name in ("slow", "foreign", "warned"):
-        shutil.copytree(project.root, tmp_path / name)
-    project.git("clone", "--quiet", "--bare", ".", "../bare")
-    (tmp_path / "none").mkdir()
-    (tmp_path / "repository/damaged/.git").mkdir(parents=True)
-    folder = fake_git(f"""
-        echo "$GIT_ALLOW_PROTOCOL $GIT_NO_LAZY_FETCH" >> seen
+    made_by, error = TROUBLE[name]
+    subprocess.run(made_by, shell=True, cwd=project.root, check=True)
+    fake_git(f"""
         case "$OLDPWD" in
-        */slow) exec sleep 1000;;
         */foreign) export GIT_TEST_ASSUME_DIFFERENT_OWNER=1;;
         */warned) printf 'warning: unused\\nhint: none\\nfatal: bad config\\n' >&2; exit 128;;
         esac
         cd "$OLDPWD" && exec '{GIT}' "$@" """)
-    trouble = {str(tmp_path / name): error for name, error in TROUBLE.items()}
-    code, table, complaint = ask(project.root, *trouble, "--timeout=9", "--jsonl=rows")
+    place = str(tmp_path / name)
+    code, table, complaint = ask(project.root, place, "--jsonl=rows")
     assert (code, complaint) == (1, "")
-    assert [str(project.root), *NUMBERS_AND_NAMES] in map(str.split, table.splitlines())
-    assert f"{tmp_path}/none  in no git repository\n" in table
+    assert [str(project.root), *TOPIC_CELLS] in map(str.split, table.splitlines())
+    assert f"\n{place}  {error}\n" in table
     errors = {row["root"]: row.get("error") for row in rows_of(tmp_path / "rows")}
-    assert errors == {str(project.root): None} | trouble
+    assert errors == {str(project.root): None, place: error}
+
+
+def test_a_slow_repository_gets_an_error_row(
+    ask: Run, project: Repository, fake_git: FakeGit
+) -> None:
+    fake_git("exec sleep 1000")
+    code, table, complaint = ask(project.root, "--timeout=0.5")
+    assert (code, complaint) == (1, "")
+    assert table.endswith(f"\n{project.root}  took longer than 0.5 seconds\n")
+
+
+def test_git_may_not_fetch(ask: Run, project: Repository, fake_git: FakeGit) -> None:
+    folder = fake_git(f"""
+        echo "$GIT_ALLOW_PROTOCOL $GIT_NO_LAZY_FETCH" >> seen
+        cd "$OLDPWD" && exec '{GIT}' "$@" """)
+    assert ask(project.root)[0] == 0
     assert set((folder / "seen").read_text().splitlines()) == {"none 1"}
 
 
 def test_a_partial_clone_says_what_helps(ask: Run, project: Repository, tmp_path: Path) -> None:
-    project.git("config", "uploadpack.allowFilter", "true")
-    project.git("symbolic-ref", "HEAD", "refs/heads/main")
-    partly = ["--quiet", "--filter=blob:none", "--no-checkout", "--branch=topic"]
-    project.git("clone", *partly, f"file://{project.root}", "../partial")
+    clone_without_blobs(project, "topic", "partial")
     partial = tmp_path / "partial"
     assert "which --fetch-missing lets git fetch" in ask(partial)[1]
     code, table, _ = ask(partial, "--fetch-missing")
-    assert (code, table.split()[-9:]) == (0, [*NUMBERS_AND_NAMES[:-1], "origin/main"])
+    assert (code, table.split()[-9:]) == (0, [*TOPIC_CELLS[:-1], "origin/main"])
 
 
 def test_a_tag_does_not_hide_the_default_branch(ask: Run, project: Repository) -> None:
@@ -168,31 +181,55 @@ def test_an_orphan_branch_is_compared_with_the_default_branch(
     assert row.split()[1:] == ["1", "1", "2", "+0", "-2", "1", "1", "alone", "main"]
 
 
-def test_ten_thousand_roots_are_resumed(start: Start, project: Repository, tmp_path: Path) -> None:
-    trouble = {f"{tmp_path}/none/{number}": "not a directory" for number in range(9_999)}
-    (tmp_path / "roots").write_text("\n".join([*trouble, str(project.root)]))
-    command = [SCRIPT, "--from=roots", "--jsonl=rows", "--resume"]
-    stopped = r"many_repositories: stopped after \d+ rows; run it again with --resume to continue\n"
-    printed = 0
-    for stop, code, line in ((signal.SIGINT, 130, stopped), (signal.SIGKILL, -9, "")):
-        program = start(*command)
-        lines = [program.stdout.readline() for _ in range(500)]
-        program.send_signal(stop)
-        printed += len([*lines, *program.stdout]) - 1  # the heading
-        assert re.fullmatch(line, program.stderr.read())
-        assert program.wait() == code
-        # Each row is in the file before it is printed.
-        assert (tmp_path / "rows").read_text().count("\n") >= printed
+@pytest.fixture
+def errors(project: Repository, tmp_path: Path) -> dict[str, str | None]:
+    """Write a file of ten thousand roots, one of them a repository; return the error of each."""
+    errors = {f"{tmp_path}/none/{number}": "not a directory" for number in range(9_999)}
+    errors |= {str(project.root): None}
+    (tmp_path / "roots").write_text("\n".join(errors))
+    return errors
+
+
+RESUMABLE = [MANY_REPOSITORIES, "--from=roots", "--jsonl=rows", "--resume"]
+
+
+def stop(program: subprocess.Popen[str], how: signal.Signals) -> int:
+    """Stop a program after 500 lines and return how many it printed."""
+    lines = [program.stdout.readline() for _ in range(500)]
+    program.send_signal(how)
+    lines += program.stdout
+    program.wait(PROCESS_LIMIT)
+    return len(lines)
+
+
+@pytest.mark.usefixtures("errors")
+@pytest.mark.parametrize("how", [signal.SIGINT, signal.SIGKILL])
+def test_a_row_is_in_the_file_before_it_is_printed(
+    start: Start, tmp_path: Path, how: signal.Signals
+) -> None:
+    printed = stop(start(*RESUMABLE), how) - 1  # the heading
+    assert count_lines(tmp_path / "rows") >= printed
+
+
+@pytest.mark.usefixtures("errors")
+def test_an_interrupt_says_how_to_continue(start: Start) -> None:
+    program = start(*RESUMABLE)
+    stop(program, signal.SIGINT)
+    line = r"many_repositories: stopped after \d+ rows; run it again with --resume to continue\n"
+    assert re.fullmatch(line, program.stderr.read())
+    assert program.returncode == 130
+
+
+def test_a_killed_run_is_continued(
+    start: Start, errors: dict[str, str | None], tmp_path: Path
+) -> None:
+    stop(start(*RESUMABLE), signal.SIGKILL)
     with (tmp_path / "rows").open("a") as cut_short:
         cut_short.write('{"since": "30d", "root": "/so')
-    start(*command).communicate()
-    when_all_are_answered = start(*command)
-    assert when_all_are_answered.communicate() == ("", "")
-    assert when_all_are_answered.returncode == 1
+    start(*RESUMABLE).communicate()
     rows = rows_of(tmp_path / "rows")
     assert len(rows) == 10_000
-    errors = {row["root"]: row.get("error") for row in rows}
-    assert errors == trouble | {str(project.root): None}
+    assert {row["root"]: row.get("error") for row in rows} == errors
 
 
 @pytest.mark.parametrize("only_the_program", [True, False])
@@ -200,7 +237,7 @@ def test_an_interrupt_ends_the_program_and_every_git(
     start: Start, project: Repository, fake_git: FakeGit, *, only_the_program: bool
 ) -> None:
     folder = fake_git("echo $$ >> pids; exec sleep 1000")
-    program = start(SCRIPT, *[project.root] * 3, "--from=-", "--workers=3")
+    program = start(MANY_REPOSITORIES, *[project.root] * 3, "--from=-", "--workers=3")
     wait_for(lambda: count_lines(folder / "pids") == 3)
     (os.kill if only_the_program else os.killpg)(program.pid, signal.SIGINT)
     assert program.wait(PROCESS_LIMIT) == 130
@@ -216,7 +253,7 @@ def test_a_closed_pipe_ends_every_git(
     folder = fake_git(f"""
         case "$OLDPWD" in */slow) echo $$ >> pids; exec sleep 1000;; esac
         cd "$OLDPWD" && exec '{GIT}' "$@" """)
-    program = start(SCRIPT, "slow", "--from=-")
+    program = start(MANY_REPOSITORIES, "slow", "--from=-")
     wait_for(lambda: count_lines(folder / "pids") == 1)
     program.stdout.close()
     program.stdin.write(f"{project.root}\n" * 2)
@@ -284,6 +321,11 @@ def test_a_file_of_another_question_is_refused_and_kept(
     assert (tmp_path / "rows").read_text() == other
 
 
+def test_a_run_with_nothing_left_to_read_keeps_its_exit_code(ask: Run, tmp_path: Path) -> None:
+    (tmp_path / "rows").write_text(ROW)
+    assert ask("/r", "--jsonl=rows", "--resume") == (1, "", "")
+
+
 def test_rows_are_added_to_only_with_resume(ask: Run, project: Repository, tmp_path: Path) -> None:
     (tmp_path / "rows").write_text(ROW)
     code, _, complaint = ask(project.root, "--jsonl=rows")
@@ -304,7 +346,7 @@ def test_a_device_is_refused_without_reading_it(
 def test_a_second_run_on_the_same_file_is_refused(
     start: Start, ask: Run, project: Repository, tmp_path: Path
 ) -> None:
-    first = start(SCRIPT, project.root, "--from=-", "--jsonl=rows", SINCE)
+    first = start(MANY_REPOSITORIES, project.root, "--from=-", "--jsonl=rows", SINCE)
     first.stdout.readline()
     first.stdout.readline()
     code, _, complaint = ask(project.root, "--jsonl=rows", "--resume")
