@@ -44,7 +44,7 @@ class Commit:
 
     @property
     def is_merge(self) -> bool:
-        """Whether it joins histories."""
+        """Whether it has several parents."""
         return len(self.parents) > 1
 
 

@@ -21,7 +21,7 @@ from typing import Any
 from shared import git as shared
 
 MODULE = "orvel_tarnix.utils.git_utils"
-BATCH_SECONDS = 0.05  # later rows of a batch wait, as a batch's rows arrive together
+BATCH_SECONDS = 0.05  # a batch's rows are only shown together, so it must be short
 NUMBERS = ("ahead", "behind", "files", "added", "deleted", "commits", "authors")
 NAMES = ("repository", "branch", "compared_with")
 

@@ -14,7 +14,7 @@ SECONDS_TO_START = 1  # seconds to wait for a process that is being started
 
 
 class StoppableProcess(subprocess.Popen):
-    """A process that can be ended from another thread than the one that waits for it."""
+    """A process that another thread than the waiting one can end."""
 
     by_thread: ClassVar[dict[int, "StoppableProcess"]] = {}
     starting: ClassVar[set[int]] = set()  # threads that start a process which is not yet known
@@ -31,7 +31,7 @@ class StoppableProcess(subprocess.Popen):
         finally:
             self.starting.discard(thread)
         if self.is_stopped and thread == main_thread().ident:
-            signal.raise_signal(signal.SIGINT)  # which came while this process was started
+            signal.raise_signal(signal.SIGINT)  # it arrived while this process was being started
 
 
 def stop_processes() -> None:
@@ -45,7 +45,7 @@ def stop_processes() -> None:
 
 
 def end_on_interrupt(name: str, progress: Callable[[], str]) -> None:
-    """From now on let Ctrl-C end the program with a line that says how far it has come."""
+    """From now on, let Ctrl-C end the program with one line about its progress."""
 
     def end(*_: object) -> None:
         if get_ident() in StoppableProcess.starting:

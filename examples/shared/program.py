@@ -12,7 +12,7 @@ from shared.git import NO_FETCHING, explain
 from shared.interrupt import end_on_interrupt, stop_processes
 from shared.terminal import printable
 
-# As of a program that SIGPIPE killed, 128 and the number of the signal: its result is unknown.
+# As if SIGPIPE had killed the program (128 and the number of the signal): its result is unknown.
 PIPE_CLOSED = 141
 
 
