@@ -10,6 +10,7 @@ import subprocess
 import tracemalloc
 import weakref
 from inspect import signature
+from itertools import pairwise
 from pathlib import Path
 from types import FunctionType
 from unittest.mock import patch
@@ -185,9 +186,10 @@ def memory_after_20_copies() -> int:
 def test_collected_copies_keep_no_memory() -> None:
     tracemalloc.start()
     try:
-        before = memory_after_20_copies()
-        kept = (memory_after_20_copies() - before) / 20
+        memory = [memory_after_20_copies() for _ in range(6)]
     finally:
         tracemalloc.stop()
+    # A leak grows in every round, a cache of the interpreter only in some.
+    kept = min(after - before for before, after in pairwise(memory)) / 20
     # The interpreter itself keeps about 100 bytes, the smallest table of a copy takes 900.
     assert kept < 500
