@@ -16,7 +16,13 @@ BUILD = "make --old-file=.venv/created --old-file=.venv/group-build build/releas
 TEST = f"{BUILD} && build/release/venv/bin/python -m pytest -qx --numprocesses=auto"
 # Run for each file, in addition to the tests of its folder. capi/ has no tests of its own: every
 # test calls it.
-COMMON_TESTS = ["test_rebinding.py", "test_records.py", "test_order.py", "test_namespace.py"]
+COMMON_TESTS = [
+    "test_rebinding.py",
+    "test_records.py",
+    "test_import.py",
+    "test_order.py",
+    "test_namespace.py",
+]
 TESTS_OF_FOLDER = {
     "commands": ["test_commands.py"],
     "parsing": ["test_parsing.py"],
