@@ -213,7 +213,9 @@ def test_a_full_disk_keeps_the_document_that_was_there(run: Run, project: Reposi
     out.write_text("before")
     many = document([result("src/a.py", 3)] * 100)
     code, _, complaint = run(f"--sarif={out}", given=many, preexec_fn=allow_small_files_only)
-    assert (code, complaint) == (2, "changed_findings: [Errno 27] File too large\n")
+    assert code == 2
+    # A module that counts its covered lines cannot write these either, and says so at exit.
+    assert complaint.splitlines()[0] == "changed_findings: [Errno 27] File too large"
     assert out.read_text() == "before"
     assert [*project.root.glob(".out*")] == []
 
