@@ -17,6 +17,9 @@ from pathlib import Path
 from typing import Self
 
 MODES = ("calls", "names", "tables", "lists", "classes", "garbage")
+# CPython 3.13 itself aborts in this mode: an assertion of the build without the lock fails when one
+# thread looks through all objects while another appends to a list. The reference shows it too.
+ABORTING_MODES = {"free-threaded": ("garbage",)}
 NATIVE, REFERENCE = "orvel_tarnix.utils.git_utils", "plain_python"
 # CPython 3.13 itself aborts when it runs out of memory: with assertions where it loses an
 # exception, without the lock where it creates a list. And once a second thread has run, as in the
@@ -135,6 +138,8 @@ def main(
     seen = [Interpreter(Path(interpreters), Path(source), kind) for kind in kinds.split()]
     for each in seen:
         for mode in MODES:
+            if mode in ABORTING_MODES.get(each.kind, ()):
+                continue
             if each.kind == "thread-sanitizer":
                 each.race(f"({mode})", REFERENCE, mode, threads, seconds)
             each.race(mode, NATIVE, mode, threads, seconds)
