@@ -17,7 +17,7 @@ Ref author_of(const Module& module, Borrowed line) {
     auto [count, name] = unpack<2>(split_once(module, line, "\t"));
     const Ref commits = as_integer(module.call_method(count, "strip"_name));
     Ref email = text("");
-    const auto has = [&](const char* bracket) { return is_in({bracket, name}); };
+    const auto has = [&rest = name](const char* bracket) { return is_in({bracket, rest}); };
     if (has("<") && has(">")) {
         const auto [author_name, address] = unpack<2>(split_once(module, name, "<"));
         name = module.call_method(author_name, "strip"_name);
