@@ -3,10 +3,8 @@
 // The import takes a snapshot of each guard that is what our own statements make; each call
 // compares. A guard is modified when its name is bound to another object, and besides:
 // - a function, when its code or the content of its closure has been replaced;
-// - a record class, when it is abstract, has another `__init__` than at the import, a `__new__` or
-// a
-//   `__del__`, or another attribute under a field's name (a data descriptor there would receive the
-//   field's value).
+// - a record class, when it is abstract, has a `__new__`, a `__del__` or another `__init__`, or has
+//   another attribute under a field's name: a data descriptor would receive the field's value.
 // A dict is different: it is read at each use, so any plain dict will do, as long as its keys are
 // plain str and a look-up runs no Python code.
 #include "capi/module.hpp"
