@@ -100,11 +100,11 @@ def leaks(call: Call) -> Iterator[str]:
 
 
 def huge_name() -> None:
-    """Unquotes a name that is longer than the memory left for its bytes."""
-    name = "a" * (64 << 20)
+    """Reads a patch with a quoted name that is longer than the memory left for its bytes."""
+    patch = f'+++ "{"a" * (64 << 20)}"\n'
     size = int(Path("/proc/self/statm").read_text(encoding="ascii").split()[0])
     resource.setrlimit(resource.RLIMIT_AS, (size * resource.getpagesize() + (32 << 20),) * 2)
-    print(outcome(git_utils._unquote, name)[0])
+    print(outcome(git_utils.parse_line_spans, patch)[0])
 
 
 def main(check: Callable[[Call], Iterator[str]]) -> None:
