@@ -1,7 +1,7 @@
 #!/bin/sh
-# Runs `make test` with each compiler and prints one line for each. Fails if any of these runs fails,
-# or if a required compiler is not installed; an optional one is skipped. For each missing compiler
-# it prints the command that installs it.
+# Runs `make test` with each compiler and prints one line for each, followed by the end of the log if
+# the run failed. Fails if any run fails, or if a required compiler is not installed; an optional one
+# is skipped. For each missing compiler it prints the command that installs it.
 #
 # Usage: compilers.sh required|optional COMPILER...
 # "+libc++" after a compiler's name selects clang's own C++ library.
@@ -27,5 +27,6 @@ for name in "$@"; do
     began=$(date +%s)
     make test CXX="$compiler" > "$logs/$name.log" 2>&1 || { result=FAILED && failed=1; }
     echo "$name: $result in $(($(date +%s) - began)) s, see $logs/$name.log"
+    [ "$result" = passed ] || tail -n 40 "$logs/$name.log"
 done
 exit "$failed"
