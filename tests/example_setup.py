@@ -2,9 +2,8 @@
 
 import os
 import termios
-from collections.abc import Iterator
-from contextlib import contextmanager
-from io import FileIO
+from collections.abc import Callable
+from contextlib import suppress
 
 from conftest import EXAMPLES, Repository
 
@@ -30,10 +29,16 @@ def clone_without_blobs(repository: Repository, branch: str, name: str) -> None:
     repository.git("clone", *partly, f"file://{repository.root}", f"../{name}")
 
 
-@contextmanager
-def terminal(columns: int) -> Iterator[tuple[FileIO, int]]:
-    """What a terminal of so many columns shows, and the descriptor to write to."""
+def lines_on_a_terminal(columns: int, run: Callable[[int], object]) -> list[str]:
+    """What a terminal of so many columns shows of the output of a program, which run() gets."""
     ours, theirs = os.openpty()
     termios.tcsetwinsize(theirs, (24, columns))
-    with os.fdopen(ours, "rb", buffering=0) as screen, os.fdopen(theirs):
-        yield screen, theirs
+    with os.fdopen(ours, "rb", buffering=0) as screen:
+        with os.fdopen(theirs):
+            run(theirs)
+        shown = b""
+        # The kernel passes output on in the background, so one read() may return a part of it.
+        with suppress(OSError):  # EIO at the end
+            while True:
+                shown += screen.read(4096)
+    return shown.decode().splitlines()

@@ -22,5 +22,8 @@ def count_lines(file: Path) -> int:
 
 def is_running(pid: str) -> bool:
     """Whether there is such a process that has not ended."""
-    status = Path("/proc", pid, "stat")
-    return status.exists() and status.read_text().rpartition(")")[2].split()[0] != "Z"
+    try:
+        status = Path("/proc", pid, "stat").read_text()
+    except (FileNotFoundError, ProcessLookupError):  # it may end between open() and read()
+        return False
+    return status.rpartition(")")[2].split()[0] not in {"Z", "X"}

@@ -9,7 +9,7 @@ from functools import partial
 
 import pytest
 from conftest import EXAMPLES, FakeGit, Repository, Run, Start
-from example_setup import clone_without_blobs, terminal
+from example_setup import clone_without_blobs, lines_on_a_terminal
 from processes import count_lines, is_running, wait_for
 from python_process import PROCESS_LIMIT
 from report import text, wording
@@ -254,9 +254,7 @@ def test_nothing_is_fetched_unless_it_is_allowed(run: Run, project: Repository) 
 
 
 def test_lines_are_cut_for_a_terminal_only(run: Run) -> None:
-    with terminal(30) as (screen, output):
-        assert run(stdout=output) == (0, "", "")
-        lines = screen.read(9999).decode().splitlines()
+    lines = lines_on_a_terminal(30, lambda output: run(stdout=output))
     whole = run()[1].splitlines()
     assert lines == [line if len(line) <= 30 else f"{line[:29]}\u2026" for line in whole]
 

@@ -17,7 +17,7 @@ from example_setup import (
     TOPIC_CELLS,
     clone_without_blobs,
     commit_topic,
-    terminal,
+    lines_on_a_terminal,
 )
 from processes import count_lines, is_running, wait_for
 from python_process import PROCESS_LIMIT
@@ -91,13 +91,10 @@ def test_a_row_is_printed_while_others_are_still_to_be_named(
     assert (program.returncode, complaint) == (1, "")
 
 
-def test_a_row_fits_the_terminal(start: Start, project: Repository) -> None:
-    missing = "\u65e5" * 40
-    with terminal(80) as (screen, output):
-        command = [MANY_REPOSITORIES, SINCE, "--workers=1", project.root, missing]
-        program = start(*command, stdout=output)
-        program.communicate()
-        heading, row, error = screen.read(9999).decode().splitlines()
+def test_a_row_fits_the_terminal(ask: Run, project: Repository) -> None:
+    roots = [project.root, "\u65e5" * 40]
+    lines = lines_on_a_terminal(80, lambda output: ask(*roots, "--workers=1", stdout=output))
+    heading, row, error = lines
     end = str(project.root)[-21:]
     assert len(heading) <= 80
     assert row.startswith(f"\u2026{end}      2       0")
