@@ -114,10 +114,12 @@ private:
             Unit added = 0;
             Unit kept = 0;
             for (std::ptrdiff_t i = 0; i < block; ++i) {
-                const bool ends = at_[i] == '\n';
-                removed = static_cast<Unit>(removed + (ends & (at_[i + 1] == '-')));
-                added = static_cast<Unit>(added + (ends & (at_[i + 1] == '+')));
-                kept = static_cast<Unit>(kept + (ends & (at_[i + 1] == ' ')));
+                // A mask instead of a condition keeps this vector code; no kind of line is 0.
+                const auto mask = static_cast<Unit>(-static_cast<int>(at_[i] == '\n'));
+                const auto kind = static_cast<Unit>(at_[i + 1] & mask);
+                removed = static_cast<Unit>(removed + (kind == '-'));
+                added = static_cast<Unit>(added + (kind == '+'));
+                kept = static_cast<Unit>(kept + (kind == ' '));
             }
             const std::int64_t old_after = old_left - removed - kept;
             const std::int64_t new_after = new_left - added - kept;
