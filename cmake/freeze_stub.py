@@ -58,7 +58,7 @@ def definitions(tree: ast.Module) -> Iterator[Definition]:
                 yield Definition("statement()", module_code([statement]))
             case ast.AnnAssign(target=ast.Name(id=name), value=None):
                 function = name.strip("_").lower()
-                declaration = f"namespace constants {{\nRef {function}(const Module& module);\n}}"
+                declaration = f"namespace constants {{\nRef {function}(const ModuleState& module);\n}}"
                 yield Definition(f'constant("{name}", constants::{function})', None, declaration)
             case ast.ClassDef():
                 fields = record_fields(statement)
@@ -145,7 +145,7 @@ def parameters(definition: ast.FunctionDef) -> list[ast.arg]:
 def function_declaration(definition: ast.FunctionDef) -> str:
     """The declaration of a body."""
     names = [each.arg + "_" * (each.arg in CPP_KEYWORDS) for each in parameters(definition)]
-    arguments = ", ".join(["const Module& module", *(f"Borrowed {name}" for name in names)])
+    arguments = ", ".join(["const ModuleState& module", *(f"Borrowed {name}" for name in names)])
     return f"Ref {definition.name}({arguments});"
 
 
@@ -182,7 +182,7 @@ def declarations_header(made: list[Definition]) -> str:
     lines = [
         "// Generated from the stub by freeze_stub.py.",
         "#pragma once",
-        '#include "capi/module.hpp"',
+        '#include "capi/module_state.hpp"',
         # Hidden, so that a missing definition is a linker error.
         'namespace [[gnu::visibility("hidden")]] git_utils {',
         *(each.declaration for each in made if each.declaration),

@@ -32,11 +32,11 @@ public:
         TokenStream<Unit> tokens(text_);
         Units<Unit> token;
         while (tokens.next(token)) {
-            std::int64_t stamp = 0;
-            const Verdict verdict = read_commit_header(token, stamp);
+            std::int64_t timestamp = 0;
+            const Verdict verdict = read_commit_header(token, timestamp);
             add(verdict);
             if (verdict == Verdict::yes) {
-                pieces_.push_back(stamp);
+                pieces_.push_back(timestamp);
                 tokens.continue_after(files_of(tokens.of_this_commit()));
             }
         }
@@ -82,16 +82,18 @@ public:
 
     void name() {
         Units<Unit> text = text_;
-        pieces_.push_back(static_cast<std::int64_t>(cut_to_name(text)));
+        pieces_.push_back(static_cast<std::int64_t>(trim_name(text)));
         std::string bytes;
-        pieces_.push_back(unquote(text, bytes, append_utf8) ? 1 : 0);
+        const auto append = [&](char32_t letter) { return append_utf8(bytes, letter); };
+        pieces_.push_back(unquote(text, bytes, append) ? 1 : 0);
         pieces_.insert(pieces_.end(), bytes.begin(), bytes.end());
     }
 
     void branch() {
         add(short_form(text_, [](Unit unit) { return unit == ' ' || unit == 0x85; }));
-        const DirectoryName name(text_, [](Unit unit) { return unit >= '0' && unit <= 'z'; });
-        for (const Unit unit : name.characters()) {
+        std::array<Unit, max_directory_name + 1> buffer;
+        const auto is_alphanumeric = [](Unit unit) { return unit >= '0' && unit <= 'z'; };
+        for (const Unit unit : directory_name(text_, std::span(buffer), is_alphanumeric)) {
             pieces_.push_back(static_cast<std::int64_t>(unit));
         }
     }

@@ -19,26 +19,26 @@ Ref dict_of(std::initializer_list<Entry> entries) {
 
 }  // namespace
 
-Ref logger(const Module& module) {
+Ref logger(const ModuleState& module) {
     return call(
         {module.attribute(module["logging"_name], "getLogger"_name), module["__name__"_name]});
 }
 
-Ref time_spec_forms(const Module& /*module*/) {
+Ref time_spec_forms(const ModuleState& /*module*/) {
     return text(
         "a positive whole number followed by m (minutes), h (hours), d (days) or w (weeks), "
         "such as 7d or 24h, or an ISO date such as 2026-09-01");
 }
 
-Ref relative_spec(const Module& module) {
+Ref relative_spec(const ModuleState& module) {
     return module.call_method(module["re"_name], "compile"_name, R"((\d+)([mhdw]))");
 }
 
-Ref spec_units(const Module& /*module*/) {
+Ref spec_units(const ModuleState& /*module*/) {
     return dict_of({{"m", "minutes"}, {"h", "hours"}, {"d", "days"}, {"w", "weeks"}});
 }
 
-Ref status_by_letter(const Module& /*module*/) {
+Ref status_by_letter(const ModuleState& /*module*/) {
     return dict_of({{"A", "added"},
                     {"C", "copied"},
                     {"D", "deleted"},
@@ -47,26 +47,26 @@ Ref status_by_letter(const Module& /*module*/) {
                     {"T", "modified"}});
 }
 
-Ref two_path_letters(const Module& /*module*/) {
+Ref two_path_letters(const ModuleState& /*module*/) {
     return Ref::steal(PyFrozenSet_New(text(scan::two_path_letters).get()));
 }
 
-Ref commit_start(const Module& /*module*/) { return text({&scan::commit_start, 1}); }
+Ref commit_start(const ModuleState& /*module*/) { return text({&scan::commit_start, 1}); }
 
-Ref patch_options(const Module& /*module*/) {
+Ref patch_options(const ModuleState& /*module*/) {
     return tuple_of({"--no-color", "--no-ext-diff", "--no-textconv", "--no-prefix", "-M", "-U0"});
 }
 
-Ref hunk_header(const Module& module) {
+Ref hunk_header(const ModuleState& module) {
     return module.call_method(module["re"_name], "compile"_name, scan::hunk_header_pattern);
 }
 
-Ref c_escape(const Module& module) {
+Ref c_escape(const ModuleState& module) {
     return call({module.attribute(module["re"_name], "compile"_name), scan::c_escape_pattern,
                  module.attribute(module["re"_name], "DOTALL"_name)});
 }
 
-Ref c_escapes(const Module& /*module*/) {
+Ref c_escapes(const ModuleState& /*module*/) {
     return dict_of({{"a", "\a"},
                     {"b", "\b"},
                     {"f", "\f"},
@@ -76,6 +76,6 @@ Ref c_escapes(const Module& /*module*/) {
                     {"v", "\v"}});
 }
 
-Ref max_pathspec_chars(const Module& /*module*/) { return integer(16000); }
+Ref max_pathspec_chars(const ModuleState& /*module*/) { return integer(16000); }
 
 }  // namespace git_utils::constants

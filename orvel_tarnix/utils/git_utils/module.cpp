@@ -12,14 +12,14 @@ namespace {
 
 // How the import binds one name.
 struct Definition {
-    PyMethodDef body;             // of a function
-    Ref (*value)(const Module&);  // of a constant
+    PyMethodDef body;                  // of a function
+    Ref (*value)(const ModuleState&);  // of a constant
 };
 
 // An import or class statement binds its own names.
 constexpr Definition statement() { return {}; }
 
-constexpr Definition constant(const char* name, Ref (*value)(const Module&)) {
+constexpr Definition constant(const char* name, Ref (*value)(const ModuleState&)) {
     return {{name, nullptr, 0, nullptr}, value};
 }
 
@@ -56,13 +56,13 @@ Ref unmarshalled_stub() {
 // This call evaluates defaults and annotations. The interpreter itself reports wrong calls, and
 // gives the function its signature and its name in log records and tracebacks.
 Ref function_of(const Ref& module, PyMethodDef& body, Borrowed code) {
-    const Ref maker = Ref::steal(PyFunction_New(code.get(), Module::of(module).globals()));
+    const Ref maker = Ref::steal(PyFunction_New(code.get(), ModuleState::of(module).globals()));
     return call({maker, Ref::steal(PyCFunction_New(&body, module.get()))});
 }
 
 // Binds the docstring, then the names of the imports, constants, classes and functions.
 void run_stub(const Ref& module) {
-    const Module& self = Module::of(module);
+    const ModuleState& self = ModuleState::of(module);
     const Ref stub = unmarshalled_stub();
     const auto bind = [&](const char* name, Borrowed value) {
         check(PyDict_SetItemString(self.globals(), name, value.get()));
@@ -83,11 +83,12 @@ void run_stub(const Ref& module) {
 }
 
 void run_import(PyObject* module) {
-    const Ref self = Module::create(module);
+    const Ref self = ModuleState::create(module);
     // As exec() does: frozen statements and C-level imports find `__builtins__` in the globals.
-    check(PyDict_SetItemString(Module::of(self).globals(), "__builtins__", PyEval_GetBuiltins()));
+    check(PyDict_SetItemString(ModuleState::of(self).globals(), "__builtins__",
+                               PyEval_GetBuiltins()));
     run_stub(self);
-    Module::remember(self, guards::all);
+    ModuleState::remember(self, guards::all);
 }
 
 int execute(PyObject* module) {

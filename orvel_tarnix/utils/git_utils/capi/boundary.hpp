@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "capi/errors.hpp"
-#include "capi/module.hpp"
+#include "capi/module_state.hpp"
 
 namespace git_utils {
 
@@ -31,7 +31,7 @@ PyObject* guarded(Callback callback) {
 
 // The number of parameters of a body, without the module.
 template <class... Arguments>
-constexpr std::size_t arity_of(Ref (*)(const Module&, Arguments...)) {
+constexpr std::size_t arity_of(Ref (*)(const ModuleState&, Arguments...)) {
     return sizeof...(Arguments);
 }
 
@@ -47,7 +47,7 @@ PyObject* enter(PyObject* self, PyObject* const* arguments, Py_ssize_t count) {
     }
     return guarded([&] {
         return [&]<std::size_t... index>(std::index_sequence<index...>) {
-            return body(Module::of(self), arguments[index]...);
+            return body(ModuleState::of(self), arguments[index]...);
         }(std::make_index_sequence<arity>());
     });
 }

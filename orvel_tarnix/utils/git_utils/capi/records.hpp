@@ -14,7 +14,7 @@
 #include <cstdint>
 #include <tuple>
 
-#include "capi/module.hpp"
+#include "capi/module_state.hpp"
 
 namespace git_utils {
 
@@ -26,7 +26,7 @@ inline Ref allocate(Borrowed type) {
 
 // Sets the fields of a new instance in order, as the constructor of an unmodified class does.
 template <class Record>
-void set_fields(const Module& module, Borrowed instance, const Record& record) {
+void set_fields(const ModuleState& module, Borrowed instance, const Record& record) {
     auto field = Record::fields.begin();
     for (PyObject* value : record.values()) {
         check(PyObject_GenericSetAttr(instance.get(), module.name(*field++), value));
@@ -36,7 +36,7 @@ void set_fields(const Module& module, Borrowed instance, const Record& record) {
 // type(**record), where `type` is what the record's name is bound to. Setting the fields of an
 // unmodified class takes 0.2 us, calling its constructor 1.3 us.
 template <class Record>
-Ref construct(const Module& module, Borrowed type, const Record& record) {
+Ref construct(const ModuleState& module, Borrowed type, const Record& record) {
     if (!module.is_unmodified(Record::type, type)) {
         return std::apply([&](auto... values) { return call({type, values...}); }, record.values());
     }
@@ -64,7 +64,7 @@ struct alignas(PyObject*) InlineValues {
 template <class Record>
 class RecordFiller {
 public:
-    explicit RecordFiller(const Module& module)
+    explicit RecordFiller(const ModuleState& module)
         : module_(module), type_(module.remembered(Record::type)) {}
 
     Ref operator()(const Record& record) {
@@ -108,7 +108,7 @@ private:
         return known;
     }
 
-    const Module& module_;
+    const ModuleState& module_;
     Ref type_;
     bool layout_is_verified_ = false;
 };

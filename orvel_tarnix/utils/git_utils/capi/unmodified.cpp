@@ -7,7 +7,7 @@
 //   another attribute under a field's name: a data descriptor would receive the field's value.
 // A dict is different: it is read at each use, so any plain dict will do, as long as its keys are
 // plain str and a look-up runs no Python code.
-#include "capi/module.hpp"
+#include "capi/module_state.hpp"
 #include "declarations.hpp"
 #include "scan/patch_scanner.hpp"
 #include "scan/quoted_name.hpp"
@@ -25,7 +25,7 @@ constexpr Py_ssize_t snapshot_parts = 2;
 // Calls `visit` with each part of a function until it returns false. The parts are owned meanwhile,
 // since another thread may replace them.
 template <class Visit>
-bool visit_function(const Module& module, Borrowed function, Visit visit) {
+bool visit_function(const ModuleState& module, Borrowed function, Visit visit) {
     if (!PyFunction_Check(function.get())) {
         return true;
     }
@@ -54,7 +54,7 @@ bool makes_plain_instances(const PyTypeObject* type) {
 }
 
 template <class Visit>
-bool visit_class(const Module& module, Borrowed object, Borrowed attributes, Visit visit) {
+bool visit_class(const ModuleState& module, Borrowed object, Borrowed attributes, Visit visit) {
     auto* type = reinterpret_cast<PyTypeObject*>(object.get());
     if (!makes_plain_instances(type)) {
         return false;
@@ -71,7 +71,7 @@ bool visit_class(const Module& module, Borrowed object, Borrowed attributes, Vis
 }
 
 template <class Visit>
-bool visit_parts(const Module& module, Borrowed object, Borrowed attributes, Visit visit) {
+bool visit_parts(const ModuleState& module, Borrowed object, Borrowed attributes, Visit visit) {
     return PyType_Check(object.get()) ? visit_class(module, object, attributes, visit)
                                       : visit_function(module, object, visit);
 }
@@ -81,7 +81,8 @@ bool is_same(Borrowed object, const Operand& expected) {
 }
 
 // tuple == (first, *names)
-bool are_names(const Module& module, Borrowed tuple, PyObject* first, std::span<const Name> names) {
+bool are_names(const ModuleState& module, Borrowed tuple, PyObject* first,
+               std::span<const Name> names) {
     const Ref expected = list_of({first});
     for (const Name each : names) {
         append(expected, module.name(each));
@@ -91,7 +92,7 @@ bool are_names(const Module& module, Borrowed tuple, PyObject* first, std::span<
 
 // Whether the function is the __init__ that dataclass(frozen=True) generates for these fields: it
 // only calls `object.__setattr__(self, "field", field)` for one after the other.
-bool sets_fields(const Module& module, Borrowed init, std::span<const Name> fields) {
+bool sets_fields(const ModuleState& module, Borrowed init, std::span<const Name> fields) {
     if (init.get() == nullptr || !PyFunction_Check(init.get())) {
         return false;
     }
@@ -107,7 +108,7 @@ bool sets_fields(const Module& module, Borrowed init, std::span<const Name> fiel
 // Whether the object is the class that dataclass(frozen=True) itself creates from our declaration.
 // A replacement for dataclass during the import may have returned anything: an object that is not a
 // class, or a class with a metaclass, a __post_init__, other fields or descriptors.
-bool is_as_declared(const Module& module, Borrowed object, std::span<const Name> fields) {
+bool is_as_declared(const ModuleState& module, Borrowed object, std::span<const Name> fields) {
     if (!Py_IS_TYPE(object.get(), &PyType_Type)) {
         return false;
     }
@@ -124,7 +125,7 @@ bool is_as_declared(const Module& module, Borrowed object, std::span<const Name>
 }
 
 // Whether it is re.compile(source, flags), not another object that `re` gave during the import.
-bool is_pattern(const Module& module, Borrowed object, const char* source, int flags) {
+bool is_pattern(const ModuleState& module, Borrowed object, const char* source, int flags) {
     // Python code cannot create an immutable type.
     const PyTypeObject* type = Py_TYPE(object.get());
     return (type->tp_flags & Py_TPFLAGS_IMMUTABLETYPE) != 0 &&
@@ -147,7 +148,7 @@ bool has_plain_keys(Borrowed object) {
 }
 
 // Whether any other guard is what our own statements make.
-bool is_own_value(const Module& module, Name name, Borrowed object) {
+bool is_own_value(const ModuleState& module, Name name, Borrowed object) {
     constexpr int dotall = 16;   // re.DOTALL
     constexpr int unicode = 32;  // re.UNICODE, which every pattern of str has
     switch (name.index) {
@@ -162,7 +163,7 @@ bool is_own_value(const Module& module, Name name, Borrowed object) {
 
 // The snapshot of the object that the name is bound to; nothing if it is not what our own
 // statements make, so that the fast path never runs.
-Ref snapshot_of(const Module& module, Name name, Borrowed object) {
+Ref snapshot_of(const ModuleState& module, Name name, Borrowed object) {
     const Ref attributes = empty_list();
     const auto record = std::ranges::find(record_classes, name.index,
                                           [](const RecordClass& each) { return each.type.index; });
@@ -188,8 +189,8 @@ Ref snapshot_of(const Module& module, Name name, Borrowed object) {
 
 }  // namespace
 
-void Module::remember(const Ref& self, std::span<const Name> guards) {
-    auto& module = *reinterpret_cast<Module*>(self.get());
+void ModuleState::remember(const Ref& self, std::span<const Name> guards) {
+    auto& module = *reinterpret_cast<ModuleState*>(self.get());
     for (const Name each : guards) {
         const Ref bound = module.find(each);
         if (bound && module.remembered_[each.index] == nullptr) {
@@ -198,16 +199,16 @@ void Module::remember(const Ref& self, std::span<const Name> guards) {
     }
 }
 
-Ref Module::remembered(Name guard) const {
+Ref ModuleState::remembered(Name guard) const {
     return Ref::borrow(PyTuple_GET_ITEM(remembered_[guard.index], snapshot_object));
 }
 
-bool Module::is_unmodified(Name guard) const {
+bool ModuleState::is_unmodified(Name guard) const {
     const Ref bound = find(guard);
     return bound && is_unmodified(guard, bound);
 }
 
-bool Module::is_unmodified(Name guard, Borrowed bound) const {
+bool ModuleState::is_unmodified(Name guard, Borrowed bound) const {
     PyObject* snapshot = remembered_[guard.index];
     // Null for a guard that was modified from the start, and after the garbage collector has
     // cleared this object: a finaliser may still call our functions.
@@ -231,7 +232,7 @@ bool Module::is_unmodified(Name guard, Borrowed bound) const {
                        });
 }
 
-bool Module::are_unmodified(std::span<const Name> guards) const {
+bool ModuleState::are_unmodified(std::span<const Name> guards) const {
     return std::ranges::all_of(guards, [&](Name each) { return is_unmodified(each); });
 }
 

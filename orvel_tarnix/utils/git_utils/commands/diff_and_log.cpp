@@ -9,7 +9,7 @@ Ref since_merge_base(Borrowed base, Borrowed head) {
 }
 
 // The command of diff_line_spans() without its paths
-Ref patch_command(const Module& module, Borrowed base, Borrowed head, Borrowed merge_base,
+Ref patch_command(const ModuleState& module, Borrowed base, Borrowed head, Borrowed merge_base,
                   Borrowed diff_filter) {
     Ref command = list_of({"-c", "core.quotepath=off", "--literal-pathspecs", "diff"});
     extend(command, module["_PATCH_OPTIONS"_name]);
@@ -33,14 +33,14 @@ Ref with_paths(Borrowed command, Borrowed batch) {
 
 }  // namespace
 
-Ref diff_file_changes(const Module& module, Borrowed repo_root, Borrowed base, Borrowed head) {
+Ref diff_file_changes(const ModuleState& module, Borrowed repo_root, Borrowed base, Borrowed head) {
     return call({module["parse_file_changes"_name],
                  call({module["_git_output"_name], repo_root,
                        list_of({"diff", "--raw", "--numstat", "-M", "-z", "--no-textconv",
                                 since_merge_base(base, head)})})});
 }
 
-Ref log_commit_changes(const Module& module, Borrowed repo_root, Borrowed since, Borrowed ref,
+Ref log_commit_changes(const ModuleState& module, Borrowed repo_root, Borrowed since, Borrowed ref,
                        Borrowed max_commits) {
     const Ref args =
         list_of({"log", format_text("--since=%U", {format(since, text("%Y-%m-%d %H:%M:%S"))}),
@@ -53,7 +53,7 @@ Ref log_commit_changes(const Module& module, Borrowed repo_root, Borrowed since,
         {module["parse_commit_changes"_name], call({module["_git_output"_name], repo_root, args})});
 }
 
-Ref diff_line_spans(const Module& module, Borrowed repo_root, Borrowed base, Borrowed head,
+Ref diff_line_spans(const ModuleState& module, Borrowed repo_root, Borrowed base, Borrowed head,
                     Borrowed merge_base, Borrowed paths, Borrowed diff_filter) {
     Ref spans = empty_dict();
     const Ref command = patch_command(module, base, head, merge_base, diff_filter);
@@ -71,7 +71,7 @@ Ref diff_line_spans(const Module& module, Borrowed repo_root, Borrowed base, Bor
     return spans;
 }
 
-Ref _path_batches(const Module& module, Borrowed paths) {
+Ref _path_batches(const ModuleState& module, Borrowed paths) {
     Ref batch = empty_list();
     Ref batches = list_of({batch});
     Ref length = integer(0);

@@ -7,15 +7,15 @@ namespace {
 
 // The fast path of parse_commit_changes().
 template <class Unit>
-Ref read_log(const Module& module, scan::Units<Unit> output) {
+Ref read_log(const ModuleState& module, scan::Units<Unit> output) {
     Ref commits = empty_list();
     RecordFiller<CommitChanges> fill_commit(module);
     FileChangeReader file_changes(module);
     scan::TokenStream<Unit> tokens(output);
     scan::Units<Unit> token;
     while (tokens.next(token)) {
-        std::int64_t stamp = 0;
-        const scan::Verdict verdict = scan::read_commit_header(token, stamp);
+        std::int64_t seconds = 0;
+        const scan::Verdict verdict = scan::read_commit_header(token, seconds);
         if (verdict == scan::Verdict::no) {
             continue;  // a token before the first commit
         }
@@ -25,47 +25,47 @@ Ref read_log(const Module& module, scan::Units<Unit> output) {
             return {};
         }
         tokens.continue_after(scanner.rest());
-        const Ref timestamp = integer(stamp);
+        const Ref timestamp = integer(seconds);
         append(commits, fill_commit(CommitChanges{.timestamp = timestamp, .files = files}));
     }
     return commits;
 }
 
-// commits.append(CommitChanges(int(stamp), tuple(_file_changes(body))))
-void append_commit(const Module& module, Borrowed commits, Borrowed stamp, Borrowed body) {
+// commits.append(CommitChanges(int(timestamp), tuple(_file_changes(body))))
+void append_commit(const ModuleState& module, Borrowed commits, Borrowed timestamp, Borrowed body) {
     const Ref type = module["CommitChanges"_name];
-    const Ref timestamp = as_integer(stamp);
+    const Ref seconds = as_integer(timestamp);
     const Ref changes = call({module["_file_changes"_name], body});
     const Ref files = Ref::steal(PySequence_Tuple(changes.get()));
-    append(commits, construct(module, type, CommitChanges{.timestamp = timestamp, .files = files}));
+    append(commits, construct(module, type, CommitChanges{.timestamp = seconds, .files = files}));
 }
 
 }  // namespace
 
-Ref parse_commit_changes(const Module& module, Borrowed output) {
+Ref parse_commit_changes(const ModuleState& module, Borrowed output) {
     if (Ref commits = fast_path<guards::commit_changes>(
             module, output, [&](auto characters) { return read_log(module, characters); })) {
         return commits;
     }
     Ref commits = empty_list();
-    Ref stamp = none();
+    Ref timestamp = none();
     Ref body;
     const Ref tokens = iterate(module.call_method(output, "split"_name, scan::separator));
     while (const Ref token = next(tokens)) {
         const Ref header = module.call_method(token, "lstrip"_name, "\n");
         if (is_true(call(
                 {module.attribute(header, "startswith"_name), module["_COMMIT_START"_name]}))) {
-            if (!is(stamp, Py_None)) {
-                append_commit(module, commits, stamp, body);
+            if (!is(timestamp, Py_None)) {
+                append_commit(module, commits, timestamp, body);
             }
-            stamp = module.call_method(slice(header, {1, Py_None}), "strip"_name);
+            timestamp = module.call_method(slice(header, {1, Py_None}), "strip"_name);
             body = empty_list();
-        } else if (!is(stamp, Py_None)) {
+        } else if (!is(timestamp, Py_None)) {
             append(body, token);
         }
     }
-    if (!is(stamp, Py_None)) {
-        append_commit(module, commits, stamp, body);
+    if (!is(timestamp, Py_None)) {
+        append_commit(module, commits, timestamp, body);
     }
     return commits;
 }

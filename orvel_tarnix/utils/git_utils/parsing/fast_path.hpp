@@ -5,7 +5,7 @@
 // fallback then executes the Python statements from the start. Callers cannot tell which one ran.
 #pragma once
 
-#include "capi/module.hpp"
+#include "capi/module_state.hpp"
 #include "capi/text.hpp"
 
 namespace git_utils {
@@ -41,7 +41,7 @@ consteval bool includes(std::span<const Name> wanted) {
 
 // read(characters of the text), unless the text is not exactly a str or one of `names` is modified.
 template <const auto& names, class Read>
-auto fast_path(const Module& module, Borrowed text, Read read) {
+auto fast_path(const ModuleState& module, Borrowed text, Read read) {
     constexpr std::span<const Name> wanted = names;  // NOLINT(*-redundant-parentheses)
     static_assert(guards::includes(wanted), "guards::all lacks the guards of a fast path");
     using Result = decltype(read(std::span<const Py_UCS1>()));

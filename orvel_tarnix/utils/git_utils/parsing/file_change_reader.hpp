@@ -12,7 +12,7 @@ namespace git_utils {
 // Reads one diff after another: a log has one for each commit.
 class FileChangeReader {
 public:
-    explicit FileChangeReader(const Module& module)
+    explicit FileChangeReader(const ModuleState& module)
         : module_(module), fill_(module), statuses_(module["_STATUS_BY_LETTER"_name]) {}
 
     // (FileChange(...), ...) of the files that the scanner finds; nothing when it declines.
@@ -58,7 +58,7 @@ private:
         return status_;
     }
 
-    const Module& module_;
+    const ModuleState& module_;
     RecordFiller<FileChange> fill_;
     Ref statuses_;
     // The letter of the last file, which most files share, and its status.

@@ -6,7 +6,7 @@ namespace git_utils {
 namespace {
 
 // The fast path of parse_file_changes().
-Ref read_files(const Module& module, Borrowed output) {
+Ref read_files(const ModuleState& module, Borrowed output) {
     const Ref changes = fast_path<guards::file_changes>(module, output, [&](auto characters) {
         scan::ChangeScanner scanner{scan::TokenStream(characters)};
         return FileChangeReader(module).read(scanner);
@@ -17,7 +17,7 @@ Ref read_files(const Module& module, Borrowed output) {
 // The local variables of _file_changes(): one cursor over the tokens, and the two maps.
 class FileChangesState {
 public:
-    FileChangesState(const Module& module, Borrowed tokens)
+    FileChangesState(const ModuleState& module, Borrowed tokens)
         : module_(module),
           cursor_(iterate(tokens)),
           statuses_(empty_dict()),
@@ -102,7 +102,7 @@ private:
                            call({module_["_line_count"_name], deleted})}));
     }
 
-    const Module& module_;
+    const ModuleState& module_;
     Ref cursor_;
     Ref statuses_;
     Ref counts_;
@@ -110,7 +110,7 @@ private:
 
 }  // namespace
 
-Ref parse_file_changes(const Module& module, Borrowed output) {
+Ref parse_file_changes(const ModuleState& module, Borrowed output) {
     if (Ref changes = read_files(module, output)) {
         return changes;
     }
@@ -118,13 +118,13 @@ Ref parse_file_changes(const Module& module, Borrowed output) {
         {module["_file_changes"_name], module.call_method(output, "split"_name, scan::separator)});
 }
 
-Ref _file_changes(const Module& module, Borrowed tokens) {
+Ref _file_changes(const ModuleState& module, Borrowed tokens) {
     FileChangesState state(module, tokens);
     state.read_records();
     return state.changes();
 }
 
-Ref _line_count(const Module& module, Borrowed field) {
+Ref _line_count(const ModuleState& module, Borrowed field) {
     return is_true(module.call_method(field, "isdigit"_name)) ? as_integer(field) : integer(0);
 }
 

@@ -15,7 +15,7 @@ namespace {
 template <class Unit>
 class PatchReader {
 public:
-    PatchReader(const Module& module, scan::Units<Unit> patch)
+    PatchReader(const ModuleState& module, scan::Units<Unit> patch)
         : module_(module), scanner_(patch), fill_(module), spans_(empty_dict()) {}
 
     // {path: [LineSpan(...), ...], ...}; nothing when it declines.
@@ -62,7 +62,7 @@ private:
 
     // _patch_path(text); nothing when it declines
     Ref patch_path(scan::Units<Unit> text) const {
-        switch (scan::cut_to_name(text)) {
+        switch (scan::trim_name(text)) {
             case scan::NameForm::none:
                 return none();
             case scan::NameForm::quoted:
@@ -74,10 +74,8 @@ private:
 
     Ref unquoted(scan::Units<Unit> text) const {
         std::string bytes;
-        const auto append_escape = [&](std::string& target, Py_UCS4 code) {
-            return append_unescaped(target, code);
-        };
-        if (!scan::unquote(text, bytes, append_escape)) {
+        const auto append = [&](Py_UCS4 code) { return append_unescaped(bytes, code); };
+        if (!scan::unquote(text, bytes, append)) {
             return {};
         }
         return Ref::steal(
@@ -101,7 +99,7 @@ private:
         });
     }
 
-    const Module& module_;
+    const ModuleState& module_;
     scan::PatchScanner<Unit> scanner_;
     RecordFiller<LineSpan> fill_;
     Ref spans_;
@@ -110,7 +108,7 @@ private:
 };
 
 // A count in a hunk header; 1 if omitted
-Ref count_of(const Module& module, Borrowed header, int group) {
+Ref count_of(const ModuleState& module, Borrowed header, int group) {
     const Ref count = module.call_method(header, "group"_name, group);
     return is(count, Py_None) ? integer(1) : as_integer(count);
 }
@@ -125,7 +123,7 @@ long long lines_left(Borrowed count) {
 // The local variables of parse_line_spans().
 class LineSpansState {
 public:
-    explicit LineSpansState(const Module& module) : module_(module), spans_(empty_dict()) {}
+    explicit LineSpansState(const ModuleState& module) : module_(module), spans_(empty_dict()) {}
 
     void read(Borrowed line) {
         if (old_left_ > 0 || new_left_ > 0) {
@@ -169,7 +167,7 @@ private:
         }
     }
 
-    const Module& module_;
+    const ModuleState& module_;
     Ref spans_;
     Ref path_ = none();
     long long old_left_ = 0;
@@ -178,7 +176,7 @@ private:
 
 }  // namespace
 
-Ref parse_line_spans(const Module& module, Borrowed patch) {
+Ref parse_line_spans(const ModuleState& module, Borrowed patch) {
     if (Ref spans = fast_path<guards::line_spans>(module, patch, [&](auto characters) {
             return PatchReader(module, characters).read();
         })) {
@@ -192,7 +190,7 @@ Ref parse_line_spans(const Module& module, Borrowed patch) {
     return state.spans();
 }
 
-Ref _span(const Module& module, Borrowed start, Borrowed new_count, Borrowed old_count) {
+Ref _span(const ModuleState& module, Borrowed start, Borrowed new_count, Borrowed old_count) {
     if (is_equal({new_count, 0})) {
         // max(start, 1)
         const Ref one = integer(1);

@@ -6,14 +6,14 @@ namespace git_utils {
 namespace {
 
 // raw += text.encode("utf-8")
-void append_encoded(const Module& module, Ref& raw, Borrowed text) {
+void append_encoded(const ModuleState& module, Ref& raw, Borrowed text) {
     const Ref bytes = module.call_method(text, "encode"_name, module.name("utf-8"_name));
     raw = Ref::steal(PyNumber_InPlaceAdd(raw.get(), bytes.get()));
 }
 
 }  // namespace
 
-Ref _patch_path(const Module& module, Borrowed text) {
+Ref _patch_path(const ModuleState& module, Borrowed text) {
     Ref name = module.call_method(text, "removesuffix"_name, "\t");
     if (is_equal({name, module.name("/dev/null"_name)})) {
         return none();
@@ -25,7 +25,7 @@ Ref _patch_path(const Module& module, Borrowed text) {
     return name;
 }
 
-Ref _unquote(const Module& module, Borrowed text) {
+Ref _unquote(const ModuleState& module, Borrowed text) {
     Ref raw = Ref::steal(PyByteArray_FromStringAndSize(nullptr, 0));
     Ref position = integer(0);
     const Ref escapes =

@@ -12,7 +12,7 @@ Ref part_of(Borrowed str, scan::Units<Unit> units) {
     return is_whole ? Ref::borrow(str.get()) : to_str(units);
 }
 
-Ref short_form(const Module& module, Borrowed name) {
+Ref short_form(const ModuleState& module, Borrowed name) {
     const auto is_space = [](Py_UCS4 character) { return Py_UNICODE_ISSPACE(character) != 0; };
     if (Ref rest = read_exact_str(name, [&](auto characters) {
             return part_of(name, scan::short_form(characters, is_space));
@@ -32,10 +32,11 @@ Ref short_form(const Module& module, Borrowed name) {
     return rest;
 }
 
-Ref directory_name(const Module& module, Borrowed branch) {
+Ref directory_name(const ModuleState& module, Borrowed branch) {
     const auto is_alphanumeric = [](Py_UCS4 each) { return Py_UNICODE_ISALNUM(each) != 0; };
-    if (Ref name = read_exact_str(branch, [&](auto characters) {
-            return to_str(scan::DirectoryName(characters, is_alphanumeric).characters());
+    if (Ref name = read_exact_str(branch, [&]<class Unit>(scan::Units<Unit> characters) {
+            std::array<Unit, scan::max_directory_name + 1> buffer;
+            return to_str(scan::directory_name(characters, std::span(buffer), is_alphanumeric));
         })) {
         return name;
     }
@@ -56,19 +57,14 @@ Ref directory_name(const Module& module, Borrowed branch) {
 
 }  // namespace
 
-Ref resolve_display_branch(const Module& module, Borrowed repo_root) {
+Ref resolve_display_branch(const ModuleState& module, Borrowed repo_root) {
     const auto [output, errors, code] = unpack<3>(
         call({module["run_git_command"_name], repo_root, list_of({"branch", "--show-current"})}));
-    if (is_equal({code, 0})) {
-        Ref branch = module.call_method(output, "strip"_name);
-        if (is_true(branch)) {
-            return branch;
-        }
-    }
-    return none();
+    const Ref branch = is_equal({code, 0}) ? module.call_method(output, "strip"_name) : none();
+    return is_true(branch) ? branch : none();
 }
 
-Ref normalize_branch_name(const Module& module, Borrowed name) {
+Ref normalize_branch_name(const ModuleState& module, Borrowed name) {
     if (!is_true(name)) {
         return none();
     }
@@ -76,16 +72,16 @@ Ref normalize_branch_name(const Module& module, Borrowed name) {
     return is_true(rest) ? rest : none();
 }
 
-Ref sanitize_branch_name(const Module& module, Borrowed branch) {
+Ref sanitize_branch_name(const ModuleState& module, Borrowed branch) {
     const Ref name = directory_name(module, branch);
     return is_true(name) ? name : text("default");
 }
 
-Ref wiki_root(const Module& /*module*/, Borrowed repo_root) {
+Ref wiki_root(const ModuleState& /*module*/, Borrowed repo_root) {
     return divide({divide({repo_root, "memory"}), "lore-book"});
 }
 
-Ref wiki_directory(const Module& module, Borrowed repo_root, Borrowed branch) {
+Ref wiki_directory(const ModuleState& module, Borrowed repo_root, Borrowed branch) {
     return divide({call({module["wiki_root"_name], repo_root}),
                    call({module["sanitize_branch_name"_name], branch})});
 }

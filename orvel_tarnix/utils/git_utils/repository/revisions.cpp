@@ -4,7 +4,7 @@ namespace git_utils {
 namespace {
 
 // Of a git result triple: the stripped stdout, or None if git failed or printed nothing
-Ref printed_or_none(const Module& module, Borrowed result) {
+Ref printed_or_none(const ModuleState& module, Borrowed result) {
     const auto [output, errors, code] = unpack<3>(result);
     const Ref printed = module.call_method(output, "strip"_name);
     return is_equal({code, 0}) && is_true(printed) ? printed : none();
@@ -17,7 +17,7 @@ bool has_succeeded(Borrowed result) {
 
 }  // namespace
 
-Ref get_head_commit(const Module& module, Borrowed repo_root, Borrowed short_) {
+Ref get_head_commit(const ModuleState& module, Borrowed repo_root, Borrowed short_) {
     Ref args = list_of({"rev-parse", "HEAD"});
     if (is_true(short_)) {
         args = list_of({"rev-parse", "--short", "HEAD"});
@@ -25,7 +25,7 @@ Ref get_head_commit(const Module& module, Borrowed repo_root, Borrowed short_) {
     return printed_or_none(module, call({module["run_git_command"_name], repo_root, args}));
 }
 
-Ref get_default_branch(const Module& module, Borrowed repo_root) {
+Ref get_default_branch(const ModuleState& module, Borrowed repo_root) {
     const auto [output, errors, code] =
         unpack<3>(call({module["run_git_command"_name], repo_root,
                         list_of({"symbolic-ref", "refs/remotes/origin/HEAD"})}));
@@ -44,7 +44,7 @@ Ref get_default_branch(const Module& module, Borrowed repo_root) {
     return text("main");
 }
 
-Ref branch_exists(const Module& module, Borrowed repo_root, Borrowed branch) {
+Ref branch_exists(const ModuleState& module, Borrowed repo_root, Borrowed branch) {
     if (has_succeeded(call({module["run_git_command"_name], repo_root,
                             list_of({"rev-parse", "--verify", branch})}))) {
         return boolean(true);
@@ -57,7 +57,7 @@ Ref branch_exists(const Module& module, Borrowed repo_root, Borrowed branch) {
          list_of({"rev-parse", "--verify", format_text("origin/%U", {characters_of(branch)})})})));
 }
 
-Ref resolve_commit(const Module& module, Borrowed repo_root, Borrowed name) {
+Ref resolve_commit(const ModuleState& module, Borrowed repo_root, Borrowed name) {
     if (!is_true(name) || is_true(module.call_method(name, "startswith"_name, "-"))) {
         return none();
     }
@@ -66,7 +66,7 @@ Ref resolve_commit(const Module& module, Borrowed repo_root, Borrowed name) {
     return printed_or_none(module, call({module["run_git_command"_name], repo_root, args}));
 }
 
-Ref count_commits(const Module& module, Borrowed repo_root, Borrowed base, Borrowed head) {
+Ref count_commits(const ModuleState& module, Borrowed repo_root, Borrowed base, Borrowed head) {
     const Ref output =
         call({module["_git_output"_name], repo_root,
               list_of({"rev-list", "--count",
@@ -75,7 +75,7 @@ Ref count_commits(const Module& module, Borrowed repo_root, Borrowed base, Borro
     return is_true(count) ? as_integer(count) : integer(0);
 }
 
-Ref commit_before(const Module& module, Borrowed repo_root, Borrowed ref, Borrowed moment) {
+Ref commit_before(const ModuleState& module, Borrowed repo_root, Borrowed ref, Borrowed moment) {
     const Ref args =
         list_of({"rev-list", "-1",
                  format_text("--before=%U", {format(moment, text("%Y-%m-%d %H:%M:%S"))}), ref});

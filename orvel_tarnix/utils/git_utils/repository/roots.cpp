@@ -3,13 +3,13 @@
 namespace git_utils {
 namespace {
 
-Ref working_directory(const Module& module) {
+Ref working_directory(const ModuleState& module) {
     return module.call_method(module["Path"_name], "cwd"_name);
 }
 
 }  // namespace
 
-Ref find_git_root(const Module& module, Borrowed start) {
+Ref find_git_root(const ModuleState& module, Borrowed start) {
     const Ref origin = is(start, Py_None) ? working_directory(module) : Ref::borrow(start.get());
     const Ref current = module.call_method(origin, "absolute"_name);
     const Ref candidates = list_of({current});
@@ -24,7 +24,7 @@ Ref find_git_root(const Module& module, Borrowed start) {
     return none();
 }
 
-Ref find_repo_root(const Module& module) {
+Ref find_repo_root(const ModuleState& module) {
     const Ref root = call({module["find_git_root"_name]});
     return is_true(root) ? root : working_directory(module);
 }

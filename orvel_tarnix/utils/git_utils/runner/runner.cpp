@@ -51,7 +51,7 @@ void unpack_keywords(Borrowed callable, Borrowed keywords, Borrowed extra) {
 }
 
 // subprocess.run(["git"] + args, ...) in the repository root, with the host's extra keywords
-Ref launch(const Module& module, Borrowed repo_root, Borrowed args, Borrowed timeout) {
+Ref launch(const ModuleState& module, Borrowed repo_root, Borrowed args, Borrowed timeout) {
     const Ref run = module.attribute(module["subprocess"_name], "run"_name);
     const Ref command = add({list_of({"git"}), args});
     const Ref keywords = empty_dict();
@@ -67,7 +67,7 @@ Ref launch(const Module& module, Borrowed repo_root, Borrowed args, Borrowed tim
     return call_unpacked(run, tuple_of({command}), keywords);
 }
 
-Ref run(const Module& module, Borrowed repo_root, Borrowed args, Borrowed timeout) {
+Ref run(const ModuleState& module, Borrowed repo_root, Borrowed args, Borrowed timeout) {
     const Ref result = launch(module, repo_root, args, timeout);
     if (is_unequal({module.attribute(result, "returncode"_name), 0})) {
         call({module.attribute(module["logger"_name], "debug"_name),
@@ -80,13 +80,14 @@ Ref run(const Module& module, Borrowed repo_root, Borrowed args, Borrowed timeou
                      module.attribute(result, "returncode"_name)});
 }
 
-Ref logger_warning(const Module& module) {
+Ref logger_warning(const ModuleState& module) {
     return module.attribute(module["logger"_name], "warning"_name);
 }
 
 }  // namespace
 
-Ref run_git_command(const Module& module, Borrowed repo_root, Borrowed args, Borrowed timeout) {
+Ref run_git_command(const ModuleState& module, Borrowed repo_root, Borrowed args,
+                    Borrowed timeout) {
     try {
         return run(module, repo_root, args, timeout);
     } catch (const PythonError&) {
@@ -104,7 +105,7 @@ Ref run_git_command(const Module& module, Borrowed repo_root, Borrowed args, Bor
     }
 }
 
-Ref _git_output(const Module& module, Borrowed repo_root, Borrowed args) {
+Ref _git_output(const ModuleState& module, Borrowed repo_root, Borrowed args) {
     const auto [output, errors, code] =
         unpack<3>(call({module["run_git_command"_name], repo_root, args}));
     if (!is_unequal({code, 0})) {

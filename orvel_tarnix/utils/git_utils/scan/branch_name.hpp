@@ -33,31 +33,23 @@ Units<Unit> short_form(Units<Unit> name, IsSpace is_space) {
     return name;
 }
 
-// The directory name of a branch: at most a hundred characters, two for each slash or backslash
-template <class Unit>
-class DirectoryName {
-public:
-    template <class IsAlphanumeric>
-    DirectoryName(Units<Unit> branch, IsAlphanumeric is_alphanumeric) {
-        for (const Unit unit : branch) {
-            if (size_ >= max_directory_name) {
-                break;
-            }
-            const bool is_kept = unit == '-' || unit == '_' || unit == '.' || is_alphanumeric(unit);
-            characters_[size_++] = is_kept ? unit : Unit{'_'};
-            if (unit == '/' || unit == '\\') {
-                characters_[size_++] = '_';
-            }
+// The directory name of a branch, written to the buffer: at most a hundred characters, two for each
+// slash or backslash
+template <class Unit, class IsAlphanumeric>
+Units<Unit> directory_name(Units<Unit> branch, std::span<Unit, max_directory_name + 1> buffer,
+                           IsAlphanumeric is_alphanumeric) {
+    std::size_t size = 0;
+    for (const Unit unit : branch) {
+        if (size >= max_directory_name) {
+            break;
+        }
+        const bool is_kept = unit == '-' || unit == '_' || unit == '.' || is_alphanumeric(unit);
+        buffer[size++] = is_kept ? unit : Unit{'_'};
+        if (unit == '/' || unit == '\\') {
+            buffer[size++] = '_';
         }
     }
-
-    [[nodiscard]] Units<Unit> characters() const {
-        return {characters_.data(), std::min(size_, max_directory_name)};
-    }
-
-private:
-    std::array<Unit, max_directory_name + 1> characters_{};
-    std::size_t size_ = 0;
-};
+    return buffer.first(std::min(size, max_directory_name));
+}
 
 }  // namespace git_utils::scan

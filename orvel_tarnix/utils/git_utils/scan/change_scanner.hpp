@@ -49,16 +49,16 @@ private:
     bool ends_at_commit_ = false;
 };
 
-// Reads the stamp of a commit's header, in seconds since the epoch.
+// Reads the timestamp of a commit's header, in seconds since the epoch.
 template <class Unit>
-Verdict read_commit_header(Units<Unit> token, std::int64_t& stamp) {
+Verdict read_commit_header(Units<Unit> token, std::int64_t& timestamp) {
     token = without_leading_line_feeds(token);
     if (token.empty() || token.front() != static_cast<Unit>(commit_start)) {
         return Verdict::no;
     }
     token = token.subspan(1);
     // int() also accepts white space, a sign and underscores.
-    const bool is_plain = read_number(token, stamp) == Verdict::yes && token.empty();
+    const bool is_plain = read_number(token, timestamp) == Verdict::yes && token.empty();
     return is_plain ? Verdict::yes : Verdict::undecided;
 }
 

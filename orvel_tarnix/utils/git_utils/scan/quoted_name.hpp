@@ -12,9 +12,9 @@ inline constexpr const char* c_escape_pattern = R"(\\([0-7]{3}|.))";
 
 enum class NameForm { none, quoted, plain };
 
-// Cuts a final tab and the quotes off the name that a header line of a patch gives.
+// Cuts a final tab and the quotes off a name in a header line of a patch.
 template <class Unit>
-NameForm cut_to_name(Units<Unit>& text) {
+NameForm trim_name(Units<Unit>& text) {
     if (!text.empty() && text.back() == '\t') {
         text = text.first(text.size() - 1);
     }
@@ -68,10 +68,10 @@ int octal_at(Units<Unit> text) {
     return value;
 }
 
-// Appends the bytes of a name without its quotes; append_unescaped(bytes, letter) appends those of
-// an escape that is not octal. False where _unquote() raises.
-template <class Unit, class AppendMeaning>
-bool unquote(Units<Unit> text, std::string& bytes, AppendMeaning append_unescaped) {
+// Appends the bytes of a name without its quotes; append_unescaped(letter) appends those of an
+// escape that is not octal. False where _unquote() raises.
+template <class Unit, class AppendUnescaped>
+bool unquote(Units<Unit> text, std::string& bytes, AppendUnescaped append_unescaped) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] != '\\' || i + 1 == text.size()) {
             if (!append_utf8(bytes, text[i])) {
@@ -86,7 +86,7 @@ bool unquote(Units<Unit> text, std::string& bytes, AppendMeaning append_unescape
         if (octal >= 0) {
             bytes.push_back(static_cast<char>(octal));
             i += octal_digits;
-        } else if (!append_unescaped(bytes, text[++i])) {
+        } else if (!append_unescaped(text[++i])) {
             return false;
         }
     }

@@ -4,13 +4,13 @@ namespace git_utils {
 namespace {
 
 // text.split(separator, 1)
-Ref split_once(const Module& module, Borrowed text, const char* separator) {
+Ref split_once(const ModuleState& module, Borrowed text, const char* separator) {
     return module.call_method(text, "split"_name, separator, 1);
 }
 
 // The author on one line of the summary: the count, a tab, the name and <the address>; nothing for
 // a line without a tab.
-Ref author_of(const Module& module, Borrowed line) {
+Ref author_of(const ModuleState& module, Borrowed line) {
     if (!is_in({"\t", line})) {
         return {};
     }
@@ -33,7 +33,7 @@ Ref author_of(const Module& module, Borrowed line) {
 
 }  // namespace
 
-Ref get_authors_for_period(const Module& module, Borrowed repo_root, Borrowed since) {
+Ref get_authors_for_period(const ModuleState& module, Borrowed repo_root, Borrowed since) {
     const Ref moment = call({module["parse_time_spec"_name], since});
     const Ref written = module.call_method(moment, "strftime"_name, "%Y-%m-%d %H:%M:%S");
     const Ref args =

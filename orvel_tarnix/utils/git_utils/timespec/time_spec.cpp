@@ -4,7 +4,7 @@ namespace git_utils {
 namespace {
 
 // datetime.now() - timedelta(**{unit: amount}); nothing for an amount that is not positive
-Ref relative_moment(const Module& module, Borrowed match) {
+Ref relative_moment(const ModuleState& module, Borrowed match) {
     const Ref amount = as_integer(module.call_method(match, "group"_name, 1));
     if (!is_greater({amount, 0})) {
         return {};
@@ -18,7 +18,7 @@ Ref relative_moment(const Module& module, Borrowed match) {
 }
 
 // An ISO date or date-time as local wall-clock time
-Ref iso_moment(const Module& module, Borrowed spec) {
+Ref iso_moment(const ModuleState& module, Borrowed spec) {
     Ref moment = module.call_method(module["datetime"_name], "fromisoformat"_name, spec);
     if (is(module.attribute(moment, "tzinfo"_name), Py_None)) {
         return moment;
@@ -31,7 +31,7 @@ Ref iso_moment(const Module& module, Borrowed spec) {
 }
 
 // The moment that the spec names; nothing if it matches no form
-Ref moment_of(const Module& module, Borrowed since, Borrowed spec, Borrowed match) {
+Ref moment_of(const ModuleState& module, Borrowed since, Borrowed spec, Borrowed match) {
     try {
         if (is_true(match)) {
             return relative_moment(module, match);
@@ -55,7 +55,7 @@ Ref moment_of(const Module& module, Borrowed since, Borrowed spec, Borrowed matc
 
 }  // namespace
 
-Ref parse_time_spec(const Module& module, Borrowed since) {
+Ref parse_time_spec(const ModuleState& module, Borrowed since) {
     const Ref spec = module.call_method(since, "strip"_name);
     const Ref match = module.call_method(module["_RELATIVE_SPEC"_name], "fullmatch"_name, spec);
     if (Ref moment = moment_of(module, since, spec, match)) {

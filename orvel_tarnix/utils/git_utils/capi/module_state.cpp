@@ -1,4 +1,4 @@
-#include "capi/module.hpp"
+#include "capi/module_state.hpp"
 
 namespace git_utils {
 namespace {
@@ -14,7 +14,7 @@ Ref interned_names() {
 
 }  // namespace
 
-Ref Module::create(PyObject* module) {
+Ref ModuleState::create(PyObject* module) {
     static PyType_Slot slots[] = {
         {Py_tp_traverse, reinterpret_cast<void*>(traverse)},
         {Py_tp_clear, reinterpret_cast<void*>(clear)},
@@ -22,8 +22,8 @@ Ref Module::create(PyObject* module) {
         {0, nullptr},
     };
     static PyType_Spec spec = {
-        .name = "git_utils.Module",
-        .basicsize = sizeof(Module),
+        .name = "git_utils.ModuleState",
+        .basicsize = sizeof(ModuleState),
         .itemsize = 0,
         .flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC | Py_TPFLAGS_DISALLOW_INSTANTIATION |
                  Py_TPFLAGS_IMMUTABLETYPE,
@@ -32,14 +32,14 @@ Ref Module::create(PyObject* module) {
     const Ref type = Ref::steal(PyType_FromSpec(&spec));
     auto* heap_type = reinterpret_cast<PyTypeObject*>(type.get());
     Ref self = Ref::steal(heap_type->tp_alloc(heap_type, 0));
-    auto& created = *reinterpret_cast<Module*>(self.get());
+    auto& created = *reinterpret_cast<ModuleState*>(self.get());
     created.globals_ = Py_NewRef(PyModule_GetDict(module));
     created.names_ = interned_names().release();
     return self;
 }
 
-int Module::traverse(PyObject* self, visitproc visit, void* arg) {
-    const Module& module = of(self);
+int ModuleState::traverse(PyObject* self, visitproc visit, void* arg) {
+    const ModuleState& module = of(self);
     Py_VISIT(Py_TYPE(self));
     Py_VISIT(module.globals_);
     for (PyObject* each : module.remembered_) {
@@ -48,18 +48,18 @@ int Module::traverse(PyObject* self, visitproc visit, void* arg) {
     return 0;
 }
 
-int Module::clear(PyObject* self) {
-    auto& module = *reinterpret_cast<Module*>(self);
+int ModuleState::clear(PyObject* self) {
+    auto& module = *reinterpret_cast<ModuleState*>(self);
     for (PyObject*& each : module.remembered_) {
         Py_CLEAR(each);
     }
     return 0;
 }
 
-void Module::dealloc(PyObject* self) {
+void ModuleState::dealloc(PyObject* self) {
     PyObject_GC_UnTrack(self);
     clear(self);
-    auto& module = *reinterpret_cast<Module*>(self);
+    auto& module = *reinterpret_cast<ModuleState*>(self);
     Py_CLEAR(module.globals_);
     Py_CLEAR(module.names_);
     PyTypeObject* type = Py_TYPE(self);
@@ -67,7 +67,7 @@ void Module::dealloc(PyObject* self) {
     Py_DECREF(type);
 }
 
-Ref Module::find(Name wanted) const {
+Ref ModuleState::find(Name wanted) const {
     PyObject* found = nullptr;
     if (check(PyDict_GetItemRef(globals_, name(wanted), &found)) == 0) {
         PyObject* builtins = PyEval_GetBuiltins();
@@ -76,7 +76,7 @@ Ref Module::find(Name wanted) const {
     return Ref::maybe(found);
 }
 
-Ref Module::operator[](Name wanted) const {
+Ref ModuleState::operator[](Name wanted) const {
     if (Ref found = find(wanted)) {
         return found;
     }

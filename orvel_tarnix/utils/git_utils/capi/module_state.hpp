@@ -15,7 +15,7 @@
 namespace git_utils {
 
 // The strings that the C++ code looks up or calls by. The build collects them from the literals
-// "..."_name in the sources; a Module holds each of them interned.
+// "..."_name in the sources; a ModuleState holds each of them interned.
 inline constexpr auto name_spellings = std::to_array<std::string_view>({
 #include "names_in_use.inc"
 });
@@ -52,11 +52,13 @@ concept VariableOrLiteral = !std::same_as<Argument, Ref>;
 
 // A Python object of its own, so that the garbage collector sees the cycle from the globals through
 // a function to its body and back. It never changes after the import.
-class Module {
+class ModuleState {
 public:
-    // The Module for the namespace of `module`; the functions own it.
+    // The ModuleState for the namespace of `module`; the functions own it.
     static Ref create(PyObject* module);
-    static const Module& of(Borrowed self) { return *reinterpret_cast<const Module*>(self.get()); }
+    static const ModuleState& of(Borrowed self) {
+        return *reinterpret_cast<const ModuleState*>(self.get());
+    }
 
     [[nodiscard]] PyObject* globals() const { return globals_; }
     // The interned string itself.
