@@ -20,7 +20,7 @@ Ref read_log(const ModuleState& module, scan::Units<Unit> output) {
             continue;  // a token before the first commit
         }
         scan::ChangeScanner<Unit> scanner(tokens.of_this_commit());
-        const Ref files = file_changes.read(scanner);
+        const Ref files = file_changes.read(scanner, PyTuple_New);
         if (verdict == scan::Verdict::undecided || !files) {
             return {};
         }

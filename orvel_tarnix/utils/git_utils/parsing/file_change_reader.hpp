@@ -15,21 +15,23 @@ public:
     explicit FileChangeReader(const ModuleState& module)
         : module_(module), fill_(module), statuses_(module["_STATUS_BY_LETTER"_name]) {}
 
-    // (FileChange(...), ...) of the files that the scanner finds; nothing when it declines.
+    // The FileChange of each file that the scanner finds, in a list or a tuple, which the parameter
+    // creates; nothing when it declines.
     template <class Unit>
-    Ref read(scan::ChangeScanner<Unit>& scanner) {
+    Ref read(scan::ChangeScanner<Unit>& scanner, PyObject* (*new_sequence)(Py_ssize_t)) {
         // Without the GIL another thread may have rebound the name since the guards were checked.
         if (!PyDict_CheckExact(statuses_.get())) {
             return {};
         }
         const auto count = static_cast<Py_ssize_t>(scanner.count());
-        const Ref changes = Ref::steal(PyTuple_New(count));
+        const Ref changes = Ref::steal(new_sequence(count));
+        PyObject** items = PySequence_Fast_ITEMS(changes.get());
         scan::ScannedFile<Unit> file;
         for (Py_ssize_t index = 0; index < count; ++index) {
             if (scanner.next(file) != scan::Verdict::yes) {
                 return {};
             }
-            PyTuple_SET_ITEM(changes.get(), index, record_of(file).release());
+            items[index] = record_of(file).release();
         }
         return scanner.next(file) == scan::Verdict::no ? changes : Ref();
     }

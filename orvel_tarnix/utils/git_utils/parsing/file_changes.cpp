@@ -5,15 +5,6 @@
 namespace git_utils {
 namespace {
 
-// The fast path of parse_file_changes().
-Ref read_files(const ModuleState& module, Borrowed output) {
-    const Ref changes = fast_path<guards::file_changes>(module, output, [&](auto characters) {
-        scan::ChangeScanner scanner{scan::TokenStream(characters)};
-        return FileChangeReader(module).read(scanner);
-    });
-    return changes ? Ref::steal(PySequence_List(changes.get())) : Ref();
-}
-
 // The local variables of _file_changes(): one cursor over the tokens, and the two maps.
 class FileChangesState {
 public:
@@ -111,7 +102,10 @@ private:
 }  // namespace
 
 Ref parse_file_changes(const ModuleState& module, Borrowed output) {
-    if (Ref changes = read_files(module, output)) {
+    if (Ref changes = fast_path<guards::file_changes>(module, output, [&](auto characters) {
+            scan::ChangeScanner scanner{scan::TokenStream(characters)};
+            return FileChangeReader(module).read(scanner, PyList_New);
+        })) {
         return changes;
     }
     return call(
