@@ -58,7 +58,9 @@ def definitions(tree: ast.Module) -> Iterator[Definition]:
                 yield Definition("statement()", module_code([statement]))
             case ast.AnnAssign(target=ast.Name(id=name), value=None):
                 function = name.strip("_").lower()
-                declaration = f"namespace constants {{\nRef {function}(const ModuleState& module);\n}}"
+                declaration = (
+                    f"namespace constants {{\nRef {function}(const ModuleState& module);\n}}"
+                )
                 yield Definition(f'constant("{name}", constants::{function})', None, declaration)
             case ast.ClassDef():
                 fields = record_fields(statement)
