@@ -105,8 +105,9 @@ test: ## run the tests against the installed module; TESTS=tests/test_x.py selec
 	@$(venv_python) -m pytest --numprocesses=auto \
 	    $(or $(TESTS),$(addprefix --ignore=,$(tests_for_check)))
 
-include checks/debian.mk checks/checks.mk checks/compilers.mk checks/dist.mk \
-    checks/platforms/windows.mk checks/page/page.mk
+include checks/debian.mk checks/checks.mk checks/compilers/compilers.mk \
+    checks/interpreters/interpreters.mk checks/platforms/dist.mk checks/platforms/windows.mk \
+    checks/page/page.mk checks/release.mk
 
 .PHONY: bench
 bench: tools .venv/module .venv/group-bench .venv/group-examples ## print the table of ratios; BENCH="--repo PATH"

@@ -58,7 +58,7 @@ lint: build/asan/module .venv/group-test .venv/group-check ## run the formatters
 	@.venv/bin/clang-format --dry-run -Werror $(cpp_sources)
 	@.venv/bin/ruff check --quiet
 	@.venv/bin/ruff format --quiet --check
-	@.venv/bin/ast-grep scan --rule checks/boundary.yml --error orvel_tarnix
+	@.venv/bin/ast-grep scan --rule checks/lint/boundary.yml --error orvel_tarnix
 	@$(CXX) $(fuzz_scanners_options) -fsyntax-only fuzz/fuzz_scanners.cpp
 	@$(venv_python) -m pytest --quiet checks
 	@printf '%s\n' $(filter orvel_tarnix/%.cpp,$(cpp_sources)) | \
@@ -122,5 +122,3 @@ mutants: tools .venv/module $(test_needs) .venv/group-mutants ## plant COUNT=10 
 .PHONY: clang
 clang:
 	@$(call need,command -v clang++,clang libclang-rt-14-dev)
-
-include checks/interpreters/interpreters.mk

@@ -40,7 +40,7 @@ $(published:%=try-%): try-%: $(platforms)/%/wheel
 	@$(call environment,$*,$(platforms)/$*/empty)
 	@PYTHONPATH=.venv/$(site_packages) $(platforms)/$*/empty/bin/python \
 	    checks/platforms/check_accepted.py $(platforms)/$*/*.whl
-	@$(platforms)/$*/empty/bin/python -I checks/smoke.py "$(CURDIR)"
+	@$(platforms)/$*/empty/bin/python -I checks/platforms/smoke.py "$(CURDIR)"
 
 # The tests run with pytest of .venv, which is plain Python.
 $(platforms)/%/venv/created: $(platforms)/%/wheel .venv/group-test

@@ -5,4 +5,4 @@ supported_compilers := g++-12 g++-13 g++-14 clang++-14 clang++-15 clang++-16 cla
 
 .PHONY: compilers
 compilers: tools .venv/group-build .venv/group-test ## run the tests with each compiler that is installed, or each of COMPILERS=
-	@sh checks/compilers.sh $(if $(COMPILERS),required $(COMPILERS),optional $(supported_compilers))
+	@sh checks/compilers/compilers.sh $(if $(COMPILERS),required $(COMPILERS),optional $(supported_compilers))

@@ -9,7 +9,7 @@ from pathlib import Path
 
 import pytest
 
-TREE = Path(__file__).parents[1]
+TREE = Path(__file__).parents[2]
 SOURCES = "orvel_tarnix/utils/git_utils"
 STUB = f"{SOURCES}.pyi"
 # Changes that the compiler refuses, and changes that the linker refuses. Each change: file,

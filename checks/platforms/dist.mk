@@ -14,4 +14,4 @@ dist: tools $(published:%=try-%) ## build, check and try what is published (in d
 	@"$(python)" -m venv --clear build/archive
 	@build/archive/bin/pip install --quiet --disable-pip-version-check \
 	    --config-settings=cmake.define.WITH_STAND_IN=ON dist/*.tar.gz
-	@build/archive/bin/python -I checks/smoke.py
+	@build/archive/bin/python -I checks/platforms/smoke.py
