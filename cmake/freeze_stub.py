@@ -35,7 +35,7 @@ from typing import NamedTuple
 # The file name in tracebacks and log records. Coverage tools and debuggers do not open a file whose
 # name begins with "<".
 FILE_NAME = "<frozen>/git_utils.pyi"
-BYTES_A_LINE = 20
+BYTES_PER_LINE = 20
 # The compiler strips the indentation of docstrings, so this is replaced after compiling.
 PLACEHOLDER = "the docstring"
 CPP_KEYWORDS = {"class", "default", "delete", "long", "new", "operator", "short", "this", "union"}
@@ -199,7 +199,7 @@ def declarations_header(made: list[Definition]) -> str:
 def frozen_header(docstring: str, made: list[Definition]) -> str:
     """The header with the table and the marshalled code."""
     data = marshal.dumps((docstring, tuple(each.code for each in made)))
-    rows = (data[at : at + BYTES_A_LINE] for at in range(0, len(data), BYTES_A_LINE))
+    rows = (data[at : at + BYTES_PER_LINE] for at in range(0, len(data), BYTES_PER_LINE))
     lines = [
         "// Generated from the stub by freeze_stub.py.",
         # A cast in it is not a constant expression; clang-tidy expects initialisation at run time.

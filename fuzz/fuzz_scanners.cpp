@@ -125,7 +125,7 @@ private:
             const Span span = span_of(hunk);
             pieces_.insert(pieces_.end(), {span.start, span.end, span.added ? 1 : 0});
         }
-        return verdict != Verdict::undecided;
+        return verdict != Verdict::declined;
     }
 
     void add(Verdict verdict) { pieces_.push_back(static_cast<std::int64_t>(verdict)); }

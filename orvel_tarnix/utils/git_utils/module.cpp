@@ -12,23 +12,25 @@ namespace {
 
 // How the import binds one name.
 struct Definition {
-    PyMethodDef body;                  // of a function
+    const char* name;
     Ref (*value)(const ModuleState&);  // of a constant
+    PyMethodDef body;                  // of a function
 };
 
 // An import or class statement binds its own names.
 constexpr Definition statement() { return {}; }
 
 constexpr Definition constant(const char* name, Ref (*value)(const ModuleState&)) {
-    return {{name, nullptr, 0, nullptr}, value};
+    return {name, value, {}};
 }
 
 template <auto body>
 constexpr Definition function(const char* name) {
     // The API takes functions of every signature as PyCFunction; the flag says which one it is.
-    return {{name, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(enter<body>)),
-             METH_FASTCALL, nullptr},
-            nullptr};
+    return {name,
+            nullptr,
+            {name, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(enter<body>)),
+             METH_FASTCALL, nullptr}};
 }
 
 // The table of definitions, and the marshalled code that they run.
@@ -55,45 +57,40 @@ Ref unmarshalled_stub() {
 //         return find_git_root
 // This call evaluates defaults and annotations. The interpreter itself reports wrong calls, and
 // gives the function its signature and its name in log records and tracebacks.
-Ref function_of(const Ref& module, PyMethodDef& body, Borrowed code) {
-    const Ref maker = Ref::steal(PyFunction_New(code.get(), ModuleState::of(module).globals()));
-    return call({maker, Ref::steal(PyCFunction_New(&body, module.get()))});
+Ref function_of(Borrowed state, PyMethodDef& body, Borrowed code) {
+    const Ref maker = Ref::steal(PyFunction_New(code.get(), ModuleState::of(state).globals()));
+    return call({maker, Ref::steal(PyCFunction_New(&body, state.get()))});
 }
 
-// Binds the docstring, then the names of the imports, constants, classes and functions.
-void run_stub(const Ref& module) {
-    const ModuleState& self = ModuleState::of(module);
+// Binds the built-ins, as exec() does, since frozen statements and C-level imports find them in the
+// globals; the docstring; and the names of the imports, constants, classes and functions.
+void run_stub(Borrowed state) {
+    const ModuleState& module = ModuleState::of(state);
     const Ref stub = unmarshalled_stub();
     const auto bind = [&](const char* name, Borrowed value) {
-        check(PyDict_SetItemString(self.globals(), name, value.get()));
+        check(PyDict_SetItemString(module.globals(), name, value.get()));
     };
+    bind("__builtins__", PyEval_GetBuiltins());
     bind("__doc__", PyTuple_GET_ITEM(stub.get(), 0));
     PyObject* codes = PyTuple_GET_ITEM(stub.get(), 1);
     Py_ssize_t index = 0;
     for (Definition& each : definitions) {
         PyObject* code = PyTuple_GET_ITEM(codes, index++);
         if (each.value != nullptr) {
-            bind(each.body.ml_name, each.value(self));
+            bind(each.name, each.value(module));
         } else if (each.body.ml_meth != nullptr) {
-            bind(each.body.ml_name, function_of(module, each.body, code));
+            bind(each.name, function_of(state, each.body, code));
         } else {
-            Ref::steal(PyEval_EvalCode(code, self.globals(), self.globals()));
+            Ref::steal(PyEval_EvalCode(code, module.globals(), module.globals()));
         }
     }
 }
 
-void run_import(PyObject* module) {
-    const Ref self = ModuleState::create(module);
-    // As exec() does: frozen statements and C-level imports find `__builtins__` in the globals.
-    check(PyDict_SetItemString(ModuleState::of(self).globals(), "__builtins__",
-                               PyEval_GetBuiltins()));
-    run_stub(self);
-    ModuleState::remember(self, guards::all);
-}
-
 int execute(PyObject* module) {
     const PyObject* done = guarded([&] {
-        run_import(module);
+        const Ref state = ModuleState::create(module);
+        run_stub(state);
+        ModuleState::take_snapshots(state, guards::all);
         return none();
     });
     return done == nullptr ? -1 : 0;
@@ -106,7 +103,7 @@ PyModuleDef_Slot slots[] = {
     {0, nullptr},
 };
 
-PyModuleDef definition = {
+PyModuleDef module_definition = {
     .m_base = PyModuleDef_HEAD_INIT,
     .m_name = "git_utils",
     .m_doc = nullptr,
@@ -122,4 +119,4 @@ PyModuleDef definition = {
 }  // namespace git_utils
 
 PyMODINIT_FUNC PyInit_git_utils();
-PyMODINIT_FUNC PyInit_git_utils() { return PyModuleDef_Init(&git_utils::definition); }
+PyMODINIT_FUNC PyInit_git_utils() { return PyModuleDef_Init(&git_utils::module_definition); }

@@ -5,7 +5,7 @@
 
 namespace git_utils {
 
-// The result of an API call that returns a negative number after raising.
+// Throws if an API call has returned a negative number, else returns it.
 template <class Status>
 Status check(Status status) {
     if (status < 0) {

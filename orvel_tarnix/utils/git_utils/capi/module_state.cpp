@@ -42,15 +42,17 @@ int ModuleState::traverse(PyObject* self, visitproc visit, void* arg) {
     const ModuleState& module = of(self);
     Py_VISIT(Py_TYPE(self));
     Py_VISIT(module.globals_);
-    for (PyObject* each : module.remembered_) {
+    for (PyObject* each : module.snapshots_) {
         Py_VISIT(each);
     }
     return 0;
 }
 
+// Keeps the globals and names, since a finaliser may still call our functions. The collector also
+// clears the dict of the globals, which breaks the cycle.
 int ModuleState::clear(PyObject* self) {
     auto& module = *reinterpret_cast<ModuleState*>(self);
-    for (PyObject*& each : module.remembered_) {
+    for (PyObject*& each : module.snapshots_) {
         Py_CLEAR(each);
     }
     return 0;

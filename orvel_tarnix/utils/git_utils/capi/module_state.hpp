@@ -1,4 +1,7 @@
 // What every body is bound to: the module's globals, as a Python function has them.
+//
+// This is not the state of PyModule_GetState(): like Python functions, ours own their globals and
+// outlive their module object.
 #pragma once
 
 #include <algorithm>
@@ -86,13 +89,13 @@ public:
             PyObject_VectorcallMethod(name(method), objects.data(), objects.size(), nullptr));
     }
 
-    // Remembers the objects that guard the fast paths, at the end of the import (unmodified.cpp).
-    static void remember(const Ref& self, std::span<const Name> guards);
-    // The remembered object, whatever the name is bound to now: without the GIL another thread can
-    // rebind it at any moment.
-    [[nodiscard]] Ref remembered(Name guard) const;
-    // Whether the name is still bound to the remembered object, and nothing that decides what the
-    // object does has been replaced.
+    // Takes a snapshot of each guard of the fast paths, at the end of the import (guards.cpp).
+    static void take_snapshots(Borrowed self, std::span<const Name> guards);
+    // The object of the snapshot, whatever the name is bound to now: without the GIL another thread
+    // can rebind it at any moment.
+    [[nodiscard]] Ref original(Name guard) const;
+    // Whether the name is still bound to the object of the snapshot, and nothing that decides what
+    // the object does has been replaced.
     [[nodiscard]] bool is_unmodified(Name guard) const;
     [[nodiscard]] bool is_unmodified(Name guard, Borrowed bound) const;
     [[nodiscard]] bool are_unmodified(std::span<const Name> guards) const;
@@ -105,8 +108,8 @@ private:
     [[maybe_unused]] PyObject ob_base_;  // the head of every Python object
     PyObject* globals_;
     PyObject* names_;
-    // For each name null or a snapshot of the object it was bound to (unmodified.cpp)
-    std::array<PyObject*, name_spellings.size()> remembered_;
+    // For each name null or a snapshot of the object it was bound to (guards.cpp)
+    std::array<PyObject*, name_spellings.size()> snapshots_;
 };
 
 }  // namespace git_utils

@@ -129,14 +129,13 @@ inline bool is_in(Pair pair) {
 }
 
 // left + right, left - right, left / right, object[key]
-inline Ref add(Pair pair) { return Ref::steal(PyNumber_Add(pair[0].get(), pair[1].get())); }
-inline Ref subtract(Pair pair) {
-    return Ref::steal(PyNumber_Subtract(pair[0].get(), pair[1].get()));
+inline Ref binary(PyObject* (*operation)(PyObject*, PyObject*), Pair pair) {
+    return Ref::steal(operation(pair[0].get(), pair[1].get()));
 }
-inline Ref divide(Pair pair) {
-    return Ref::steal(PyNumber_TrueDivide(pair[0].get(), pair[1].get()));
-}
-inline Ref item(Pair pair) { return Ref::steal(PyObject_GetItem(pair[0].get(), pair[1].get())); }
+inline Ref add(Pair pair) { return binary(PyNumber_Add, pair); }
+inline Ref subtract(Pair pair) { return binary(PyNumber_Subtract, pair); }
+inline Ref divide(Pair pair) { return binary(PyNumber_TrueDivide, pair); }
+inline Ref item(Pair pair) { return binary(PyObject_GetItem, pair); }
 // object[begin:end]; None stands for a bound that is left out.
 Ref slice(Borrowed object, Pair bounds);
 

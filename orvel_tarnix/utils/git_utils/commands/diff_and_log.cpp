@@ -1,3 +1,4 @@
+// Diffs and logs: the commands whose output the parsers read.
 #include "declarations.hpp"
 
 namespace git_utils {

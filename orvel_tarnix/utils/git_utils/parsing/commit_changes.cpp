@@ -21,7 +21,7 @@ Ref read_log(const ModuleState& module, scan::Units<Unit> output) {
         }
         scan::ChangeScanner<Unit> scanner(tokens.of_this_commit());
         const Ref files = file_changes.read(scanner, PyTuple_New);
-        if (verdict == scan::Verdict::undecided || !files) {
+        if (verdict == scan::Verdict::declined || !files) {
             return {};
         }
         tokens.continue_after(scanner.rest());

@@ -5,13 +5,14 @@
 // fallback then executes the Python statements from the start. Callers cannot tell which one ran.
 #pragma once
 
+#include "capi/characters.hpp"
 #include "capi/module_state.hpp"
-#include "capi/text.hpp"
 
 namespace git_utils {
 
 // The guards of each fast path: the module-level names whose work it does without looking them up.
-// It may run only while all of them are unmodified. The import remembers the guards of all.
+// It may run only while all of them are unmodified. The import takes snapshots of the guards of
+// all.
 namespace guards {
 
 template <std::size_t left, std::size_t right>

@@ -2,8 +2,8 @@
 // log share it.
 #pragma once
 
+#include "capi/characters.hpp"
 #include "capi/records.hpp"
-#include "capi/text.hpp"
 #include "declarations.hpp"
 #include "scan/change_scanner.hpp"
 

@@ -6,9 +6,9 @@ namespace git_utils {
 namespace {
 
 // The local variables of _file_changes(): one cursor over the tokens, and the two maps.
-class FileChangesState {
+class FileChangesFallback {
 public:
-    FileChangesState(const ModuleState& module, Borrowed tokens)
+    FileChangesFallback(const ModuleState& module, Borrowed tokens)
         : module_(module),
           cursor_(iterate(tokens)),
           statuses_(empty_dict()),
@@ -113,7 +113,7 @@ Ref parse_file_changes(const ModuleState& module, Borrowed output) {
 }
 
 Ref _file_changes(const ModuleState& module, Borrowed tokens) {
-    FileChangesState state(module, tokens);
+    FileChangesFallback state(module, tokens);
     state.read_records();
     return state.changes();
 }

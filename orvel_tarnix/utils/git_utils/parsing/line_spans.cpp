@@ -32,7 +32,7 @@ public:
             }
             scan::HunkHeader hunk;
             const scan::Verdict verdict = scan::read_hunk_header(line, hunk);
-            if (verdict == scan::Verdict::undecided) {
+            if (verdict == scan::Verdict::declined) {
                 return {};
             }
             if (verdict == scan::Verdict::yes) {
@@ -121,9 +121,9 @@ long long lines_left(Borrowed count) {
 }
 
 // The local variables of parse_line_spans().
-class LineSpansState {
+class LineSpansFallback {
 public:
-    explicit LineSpansState(const ModuleState& module) : module_(module), spans_(empty_dict()) {}
+    explicit LineSpansFallback(const ModuleState& module) : module_(module), spans_(empty_dict()) {}
 
     void read(Borrowed line) {
         if (old_left_ > 0 || new_left_ > 0) {
@@ -182,7 +182,7 @@ Ref parse_line_spans(const ModuleState& module, Borrowed patch) {
         })) {
         return spans;
     }
-    LineSpansState state(module);
+    LineSpansFallback state(module);
     const Ref lines = iterate(module.call_method(patch, "split"_name, "\n"));
     while (const Ref line = next(lines)) {
         state.read(line);

@@ -1,4 +1,5 @@
-#include "capi/text.hpp"
+// Names of branches, and the wiki's directories that are named after them.
+#include "capi/characters.hpp"
 #include "declarations.hpp"
 #include "scan/branch_name.hpp"
 

@@ -1,3 +1,4 @@
+// Questions about revisions, each answered by git's exit code or one line.
 #include "declarations.hpp"
 
 namespace git_utils {

@@ -1,3 +1,4 @@
+// Finding the root of a repository.
 #include "declarations.hpp"
 
 namespace git_utils {

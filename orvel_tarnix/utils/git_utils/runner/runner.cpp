@@ -1,3 +1,4 @@
+// Running git.
 #include "declarations.hpp"
 
 namespace git_utils {

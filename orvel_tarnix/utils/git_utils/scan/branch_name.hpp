@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "scan/text.hpp"
+#include "scan/units.hpp"
 
 namespace git_utils::scan {
 

@@ -1,7 +1,7 @@
 // Reading git's NUL-separated streams of raw records, numstat records and commit headers.
 #pragma once
 
-#include "scan/text.hpp"
+#include "scan/units.hpp"
 
 namespace git_utils::scan {
 
@@ -59,7 +59,7 @@ Verdict read_commit_header(Units<Unit> token, std::int64_t& timestamp) {
     token = token.subspan(1);
     // int() also accepts white space, a sign and underscores.
     const bool is_plain = read_number(token, timestamp) == Verdict::yes && token.empty();
-    return is_plain ? Verdict::yes : Verdict::undecided;
+    return is_plain ? Verdict::yes : Verdict::declined;
 }
 
 // One file; its paths are parts of the scanned text. The letter is NUL if the record has none.
@@ -77,10 +77,10 @@ inline bool names_two_paths(char letter) {
 }
 
 // Reads a numstat count; anything but a number, such as the "-" of a binary file, counts 0. False
-// if that is undecided.
+// if that is declined.
 template <class Unit>
 bool read_count(Units<Unit> field, std::int64_t& count) {
-    if (read_number(field, count) == Verdict::undecided) {
+    if (read_number(field, count) == Verdict::declined) {
         return false;
     }
     if (!field.empty()) {
@@ -92,7 +92,7 @@ bool read_count(Units<Unit> field, std::int64_t& count) {
 // Reads the records of one diff as git writes them: a raw record for each file, in the order of the
 // paths, then the numstat records in the same order, some of which may be missing. Two cursors, one
 // in each section, pair them without a map. Since the paths ascend, none comes twice; a stream in
-// any other order is undecided.
+// any other order is declined.
 template <class Unit>
 class ChangeScanner {
 public:
@@ -114,13 +114,13 @@ public:
         const Units<Unit> previous = file_.path;
         const Verdict verdict = next_raw_record(raw_);
         if (verdict != Verdict::yes || file_.path.empty()) {
-            // A numstat record that is left names no file of the raw section, or is out of order.
-            const bool is_over = verdict != Verdict::undecided && numstat_verdict_ == Verdict::no;
-            return is_over ? Verdict::no : Verdict::undecided;
+            // A remaining numstat record names no file of the raw section, or is out of order.
+            const bool is_over = verdict != Verdict::declined && numstat_verdict_ == Verdict::no;
+            return is_over ? Verdict::no : Verdict::declined;
         }
         // Git sorts by UTF-8 bytes, which is the order of the characters.
         if (!std::ranges::lexicographical_compare(previous, file_.path)) {
-            return Verdict::undecided;
+            return Verdict::declined;
         }
         file = file_;
         if (numstat_verdict_ == Verdict::yes &&
@@ -151,7 +151,7 @@ private:
         }
         const Unit letter = letter_index == record.size() ? Unit{0} : record[letter_index];
         if (letter >= 0x80) {
-            return Verdict::undecided;
+            return Verdict::declined;
         }
         file_.letter = static_cast<char>(letter);
         if (names_two_paths(file_.letter)) {
@@ -171,7 +171,7 @@ private:
             Units<Unit> added;
             Units<Unit> deleted;
             if (!token.empty() && token.front() == ':') {
-                numstat_verdict_ = Verdict::undecided;
+                numstat_verdict_ = Verdict::declined;
             } else if (cut_at_tab(token, added) && cut_at_tab(token, deleted)) {
                 numstat_record_.path = token;
                 if (token.empty()) {
@@ -180,7 +180,7 @@ private:
                 }
                 const bool is_plain = read_count(added, numstat_record_.additions) &&
                                       read_count(deleted, numstat_record_.deletions);
-                numstat_verdict_ = is_plain ? Verdict::yes : Verdict::undecided;
+                numstat_verdict_ = is_plain ? Verdict::yes : Verdict::declined;
             }
         }
     }

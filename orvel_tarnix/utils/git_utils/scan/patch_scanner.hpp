@@ -1,7 +1,7 @@
 // Reading a zero-context patch line by line.
 #pragma once
 
-#include "scan/text.hpp"
+#include "scan/units.hpp"
 
 namespace git_utils::scan {
 
@@ -114,7 +114,7 @@ private:
             Unit added = 0;
             Unit kept = 0;
             for (std::ptrdiff_t i = 0; i < block; ++i) {
-                // A mask instead of a condition keeps this vector code; no kind of line is 0.
+                // A mask instead of a branch lets the compiler vectorise the loop.
                 const auto mask = static_cast<Unit>(-static_cast<int>(at_[i] == '\n'));
                 const auto kind = static_cast<Unit>(at_[i + 1] & mask);
                 removed = static_cast<Unit>(removed + (kind == '-'));

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "scan/text.hpp"
+#include "scan/units.hpp"
 
 namespace git_utils::scan {
 

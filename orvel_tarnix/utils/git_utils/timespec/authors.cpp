@@ -1,3 +1,4 @@
+// The authors of a period.
 #include "declarations.hpp"
 
 namespace git_utils {

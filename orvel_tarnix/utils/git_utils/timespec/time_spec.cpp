@@ -1,3 +1,4 @@
+// Time specs: a number of units before now, or an ISO date.
 #include "declarations.hpp"
 
 namespace git_utils {

@@ -64,11 +64,11 @@ Units<Unit> without_leading_line_feeds(Units<Unit> text) {
     return text;
 }
 
-// Undecided if only the interpreter can tell: digits beyond ASCII, numbers of more than 18 digits
-enum class Verdict { undecided, no, yes };
+// Declined if only the fallback can decide, as for digits beyond ASCII or an unusual order
+enum class Verdict { declined, no, yes };
 
 // Cuts a number of at most 18 ASCII digits, which fit in 64 bits, off the front of `text`.
-// Undecided for more digits and for a character beyond ASCII, which may be a digit too.
+// Declined for more digits and for a character beyond ASCII, which may be a digit too.
 template <class Unit>
 Verdict read_number(Units<Unit>& text, std::int64_t& number) {
     constexpr std::size_t max_digits = 18;
@@ -78,12 +78,12 @@ Verdict read_number(Units<Unit>& text, std::int64_t& number) {
         const Unit unit = text[digits];
         if (unit < '0' || unit > '9') {
             if (unit >= 0x80) {
-                return Verdict::undecided;
+                return Verdict::declined;
             }
             break;
         }
         if (digits == max_digits) {
-            return Verdict::undecided;
+            return Verdict::declined;
         }
         number = number * 10 + (unit - '0');
     }

@@ -76,9 +76,7 @@ bool visit_parts(const ModuleState& module, Borrowed object, Borrowed attributes
                                       : visit_function(module, object, visit);
 }
 
-bool is_same(Borrowed object, const Operand& expected) {
-    return is_equal({object, expected.get()});
-}
+bool equals(Borrowed object, const Operand& expected) { return is_equal({object, expected.get()}); }
 
 // tuple == (first, *names)
 bool are_names(const ModuleState& module, Borrowed tuple, PyObject* first,
@@ -102,7 +100,7 @@ bool sets_fields(const ModuleState& module, Borrowed init, std::span<const Name>
     return are_names(module, part("co_varnames"_name), module.name("self"_name), fields) &&
            are_names(module, part("co_consts"_name), Py_None, fields) &&
            are_names(module, part("co_names"_name), module.name("__setattr__"_name), {}) &&
-           is_same(part("co_argcount"_name), static_cast<int>(fields.size() + 1));
+           equals(part("co_argcount"_name), static_cast<int>(fields.size() + 1));
 }
 
 // Whether the object is the class that dataclass(frozen=True) itself creates from our declaration.
@@ -130,8 +128,8 @@ bool is_pattern(const ModuleState& module, Borrowed object, const char* source, 
     const PyTypeObject* type = Py_TYPE(object.get());
     return (type->tp_flags & Py_TPFLAGS_IMMUTABLETYPE) != 0 &&
            std::string_view(type->tp_name) == "re.Pattern" &&
-           is_same(module.attribute(object, "pattern"_name), source) &&
-           is_same(module.attribute(object, "flags"_name), flags);
+           equals(module.attribute(object, "pattern"_name), source) &&
+           equals(module.attribute(object, "flags"_name), flags);
 }
 
 bool has_plain_keys(Borrowed object) {
@@ -189,18 +187,18 @@ Ref snapshot_of(const ModuleState& module, Name name, Borrowed object) {
 
 }  // namespace
 
-void ModuleState::remember(const Ref& self, std::span<const Name> guards) {
+void ModuleState::take_snapshots(Borrowed self, std::span<const Name> guards) {
     auto& module = *reinterpret_cast<ModuleState*>(self.get());
     for (const Name each : guards) {
         const Ref bound = module.find(each);
-        if (bound && module.remembered_[each.index] == nullptr) {
-            module.remembered_[each.index] = snapshot_of(module, each, bound).release();
+        if (bound && module.snapshots_[each.index] == nullptr) {
+            module.snapshots_[each.index] = snapshot_of(module, each, bound).release();
         }
     }
 }
 
-Ref ModuleState::remembered(Name guard) const {
-    return Ref::borrow(PyTuple_GET_ITEM(remembered_[guard.index], snapshot_object));
+Ref ModuleState::original(Name guard) const {
+    return Ref::borrow(PyTuple_GET_ITEM(snapshots_[guard.index], snapshot_object));
 }
 
 bool ModuleState::is_unmodified(Name guard) const {
@@ -209,7 +207,7 @@ bool ModuleState::is_unmodified(Name guard) const {
 }
 
 bool ModuleState::is_unmodified(Name guard, Borrowed bound) const {
-    PyObject* snapshot = remembered_[guard.index];
+    PyObject* snapshot = snapshots_[guard.index];
     // Null for a guard that was modified from the start, and after the garbage collector has
     // cleared this object: a finaliser may still call our functions.
     if (snapshot == nullptr) {
