@@ -85,6 +85,7 @@ INTERRUPTED = {
 }
 
 
+@pytest.mark.ends_with_daemon_thread
 @pytest.mark.parametrize("run", INTERRUPTED.values(), ids=INTERRUPTED)
 def test_a_daemon_thread_inside_the_module_does_not_disturb_the_shutdown(run: str) -> None:
     for _ in range(5):
