@@ -1,5 +1,5 @@
-# The targets for developers. They write only to build/, dist/, .venv/ and .cache/; a complete
-# `make bench` also rewrites docs/speed.md.
+# The targets for developers. They write to build/, dist/, .venv/ and .cache/, and the bytecode that
+# Python caches; a complete `make bench` also rewrites docs/speed.md.
 
 MAKEFLAGS += --no-print-directory
 SHELL := /bin/sh
@@ -20,7 +20,7 @@ python = $$(head -n 1 build/interpreter.stamp)
 venv_python := .venv/bin/python
 venv_path := PATH="$(CURDIR)/.venv/bin:$$PATH"
 pip_install := $(venv_python) -m pip install --quiet --disable-pip-version-check
-sources := $(shell find orvel_tarnix cmake -name '*.[ch]pp' -o -name '*.py*' -o -name '*.map') \
+sources := $(shell find orvel_tarnix cmake -name '*.[ch]pp' -o -name '*.py' -o -name '*.pyi' -o -name '*.map') \
     CMakeLists.txt pyproject.toml
 
 .PHONY: help

@@ -25,7 +25,7 @@ def growth_rows() -> Iterator[Row]:
         for module, name in ((git_utils, "git_utils"), (plain_python, "plain Python")):
             parse = getattr(module, function)
             sides = {size: partial(parse, text) for size, text in texts.items()}
-            ratios = measure(least_rounds=3, **sides).ratios("large", "small")
+            ratios = measure(min_rounds=3, **sides).ratios("large", "small")
             yield Row(
                 f"`{function}` of {name}, {large:,} {unit}s: time per {unit}",
                 f"{small:,} {unit}s",

@@ -64,7 +64,7 @@ def _compare(
     readers: dict[str, Callable], repository: Path
 ) -> Iterator[tuple[str, dict[str, float | None]]]:
     sides = {name: partial(reader, repository) for name, reader in readers.items()}
-    measurement = measure(least_rounds=3, **sides)
+    measurement = measure(min_rounds=3, **sides)
     return ((name, measurement.ratios(name, "ours")) for name in readers if name != "ours")
 
 

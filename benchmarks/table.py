@@ -8,7 +8,7 @@ class Ratio(Enum):
     """What a ratio means, and so whether its target is a minimum or a maximum."""
 
     SPEEDUP = "at least {:g}x"
-    RELATIVE_TIME = "at most {:g} of its time"
+    RELATIVE_TIME = "at most {:g} times as long"
 
 
 @dataclass(frozen=True)

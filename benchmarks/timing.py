@@ -10,8 +10,8 @@ from time import perf_counter
 
 Call = Callable[[], object]
 
-# A sample repeats a short call until it takes at least this long.
-SHORTEST_SAMPLE = 0.005
+# Seconds; a sample repeats a short call until it takes at least this long.
+MIN_SAMPLE = 0.005
 
 
 @dataclass(frozen=True)
@@ -32,7 +32,7 @@ class Measurement:
         }
 
 
-def measure(*, duration: float = 2.0, least_rounds: int = 5, **sides: Call) -> Measurement:
+def measure(*, duration: float = 2.0, min_rounds: int = 5, **sides: Call) -> Measurement:
     """Times each side once per round, in random order, for about ``duration`` seconds."""
     loops = {side: _calibrate(call) for side, call in sides.items()}
     seconds: dict[bool, dict[str, list[float]]] = {
@@ -42,7 +42,7 @@ def measure(*, duration: float = 2.0, least_rounds: int = 5, **sides: Call) -> M
     order = Random(10)
     end = perf_counter() + duration
     rounds = 0
-    while rounds < least_rounds or perf_counter() < end:
+    while rounds < min_rounds or perf_counter() < end:
         rounds += 1
         for side, collector in order.sample(samples, len(samples)):
             sample = _time(sides[side], loops[side], collector=collector)
@@ -55,12 +55,13 @@ def _calibrate(call: Call) -> int:
     # The least of three: any one can be interrupted, and would then seem long enough.
     while (
         seconds := loops * min(_time(call, loops, collector=True) for _ in range(3))
-    ) < SHORTEST_SAMPLE:
-        loops = max(loops + 1, min(loops * 10, int(loops * SHORTEST_SAMPLE / seconds)))
+    ) < MIN_SAMPLE:
+        loops = max(loops + 1, min(loops * 10, int(loops * MIN_SAMPLE / seconds)))
     return loops
 
 
 def _time(call: Call, loops: int, *, collector: bool) -> float:
+    call()  # not timed, as the other side has left its own data in the caches
     result = None
     if not collector:
         gc.disable()

@@ -23,9 +23,9 @@ from calls import CALLS, Call, answer
 from canned_git import run_canned_git, subprocess_with
 from compare import StoppedClock, native
 
-CALLS_A_ROUND = 40
-MOST_ROUNDS = 50
-MOST_DRIFT = 0.1
+CALLS_PER_ROUND = 40
+MAX_ROUNDS = 50
+MAX_DRIFT = 0.1
 
 
 def prepare(module: ModuleType) -> None:
@@ -118,14 +118,20 @@ def garbage(_module: ModuleType) -> Callable[[], None]:
     return change
 
 
-CHANGES = {"calls": None, "names": names, "tables": tables, "lists": lists}
-CHANGES |= {"classes": classes, "garbage": garbage}
+# What one thread does meanwhile in each mode but "calls"
+CHANGES = {
+    "names": names,
+    "tables": tables,
+    "lists": lists,
+    "classes": classes,
+    "garbage": garbage,
+}
 
 
 def race(module: ModuleType, mode: str, threads: int, seconds: float) -> str:
     """Calls in all threads, or in all but one, which changes things; returns the counts."""
     expected = [answer(module, call) for call in CALLS]
-    change = CHANGES[mode] and CHANGES[mode](module)
+    change = CHANGES[mode](module) if mode in CHANGES else None
     ends = time.monotonic() + seconds
     done: list[tuple[object, int]] = []
 
@@ -136,7 +142,9 @@ def race(module: ModuleType, mode: str, threads: int, seconds: float) -> str:
         except AttributeError as error:  # what a patched class has made may lack its fields
             given = repr(error)
         # While names are rebound any answer is right that leaves the process alive.
-        assert change or given == expected[at], f"{CALLS[at]!r:.200} gave {given!r:.200}"
+        assert change is not None or given == expected[at], (
+            f"{CALLS[at]!r:.200} gave {given!r:.200}"
+        )
 
     def work(job: Callable[[], None]) -> None:
         number = 0
@@ -145,7 +153,7 @@ def race(module: ModuleType, mode: str, threads: int, seconds: float) -> str:
             number += 1
         done.append((job, number))
 
-    jobs = [*[call_one] * (threads - 1), change or call_one]
+    jobs = [*[call_one] * (threads - 1), call_one if change is None else change]
     workers = [threading.Thread(target=work, args=(job,)) for job in jobs]
     for each in workers:
         each.start()
@@ -159,21 +167,23 @@ def drift(module: ModuleType) -> str:
     """The most that one call changes the total number of references."""
 
     def references(call: Call) -> int:
-        for _ in range(CALLS_A_ROUND):
+        for _ in range(CALLS_PER_ROUND):
             answer(module, call)
         gc.collect()
         return sys.gettotalrefcount()
 
     worst = 0.0, ""
     for call in CALLS:
-        before, rounds = references(call), 0
+        before = references(call)
         # The interpreter's own caches fill for some hundred calls; a leak grows in every round.
-        while (
-            after := references(call)
-        ) - before >= CALLS_A_ROUND * MOST_DRIFT and rounds < MOST_ROUNDS:
-            before, rounds = after, rounds + 1
-        worst = max(worst, ((after - before) / CALLS_A_ROUND, call.name))
-    assert worst[0] < MOST_DRIFT, f"each call of {worst[1]} keeps {worst[0]} references"
+        for _ in range(MAX_ROUNDS):
+            after = references(call)
+            kept = (after - before) / CALLS_PER_ROUND
+            if kept < MAX_DRIFT:
+                break
+            before = after
+        worst = max(worst, (kept, call.name))
+    assert worst[0] < MAX_DRIFT, f"each call of {worst[1]} keeps {worst[0]} references"
     return f"{len(CALLS)} calls, at most {worst[0]} references a call"
 
 
