@@ -121,4 +121,4 @@ mutants: tools .venv/module $(test_needs) .venv/group-mutants ## plant COUNT=10 
 
 .PHONY: clang
 clang:
-	@$(call need,command -v clang++,clang libclang-rt-14-dev)
+	@$(call need,command -v clang++,clang libclang-rt-dev)

@@ -67,14 +67,14 @@ def survivors(file: str, count: int) -> list[Path]:
 def main(count: int, files: list[str]) -> None:
     """Prints the changed lines of each surviving mutant."""
     copy_tree()
-    differing = ["git", "diff", "--name-only", "main", "--", "orvel_tarnix/*pp"]
+    sources = "orvel_tarnix/*.cpp", "orvel_tarnix/*.hpp"
+    differing = ["git", "diff", "--name-only", "main", "--", *sources]
     for file in files or output_lines(*differing):
         original = Path(file).read_text(encoding="utf-8").splitlines()
         for mutant in survivors(file, count):
             changed = mutant.read_text(encoding="utf-8").splitlines()
-            print(
-                *difflib.unified_diff(original, changed, file, mutant.name, "", "", 0, ""), sep="\n"
-            )
+            lines = difflib.unified_diff(original, changed, file, mutant.name, n=0, lineterm="")
+            print(*lines, sep="\n")
 
 
 if __name__ == "__main__":

@@ -6,6 +6,7 @@
 # Usage: compilers.sh required|optional COMPILER...
 # "+libc++" after a compiler's name selects clang's own C++ library.
 
+set -u
 logs=build/compilers
 mkdir -p "$logs"
 need=$1

@@ -1,6 +1,7 @@
-"""Each rule in boundary.yml reports its own breach; `make lint` checks the sources."""
+"""Each rule in boundary.yml reports its own violation; `make lint` checks the sources."""
 
 import json
+import re
 import subprocess
 import sys
 from pathlib import Path
@@ -9,8 +10,8 @@ import pytest
 
 RULES = Path(__file__).with_name("boundary.yml")
 AST_GREP = Path(sys.executable).with_name("ast-grep")
-# The rule, where the breach is, and the breach
-BREACHES = [
+# The rule, the file with the violation, and the violation
+VIOLATIONS = [
     ("catch-all", "x.cpp", "void f() { try { g(); } catch (...) {} }"),
     ("destructor", "x.hpp", "class X {\n    ~X() { g(); }\n};"),
     ("noexcept", "x.cpp", "void f() noexcept { g(); }"),
@@ -37,11 +38,16 @@ BREACHES = [
 ]
 
 
-@pytest.mark.parametrize(("rule", "name", "breach"), BREACHES)
-def test_a_rule_reports_its_breach(tmp_path: Path, rule: str, name: str, breach: str) -> None:
+def test_each_rule_has_a_violation() -> None:
+    rules = re.findall(r"^id: (.+)$", RULES.read_text(), re.MULTILINE)
+    assert set(rules) == {rule for rule, _, _ in VIOLATIONS}
+
+
+@pytest.mark.parametrize(("rule", "name", "violation"), VIOLATIONS)
+def test_a_rule_reports_its_violation(tmp_path: Path, rule: str, name: str, violation: str) -> None:
     source = tmp_path / name
     source.parent.mkdir(exist_ok=True)
-    source.write_text(breach)
+    source.write_text(violation)
     command = [AST_GREP, "scan", "--rule", RULES, "--json", "--error", "."]
     scan = subprocess.run(command, cwd=tmp_path, stdout=subprocess.PIPE, check=False)
     reported = {each["ruleId"] for each in json.loads(scan.stdout)}

@@ -16,25 +16,27 @@ from selenium.webdriver import Chrome, ChromeOptions, ChromeService
 SUBJECT = "<img src=//x.invalid onerror=document.title=1><script>document.title=1</script>{{7*7}}"
 AUTHOR = "A\"' onload=x &lt;b&gt; B"
 BRANCH = 'fix"><svg/onload=document.title=1>' + "w" * 80
-ODD_FILES = "<script>document.title=1<", "w\u202e\n\"'" * 20
+SCRIPT_FILE = "<script>document.title=1<"
+WIDE_FILE = "w\u202e\n\"'" * 20
 MARKS = "\u0301\u0316" * 150  # above and below the letter that they follow
 MARKED_FILE = f"f{MARKS[:100]}ile"
-TREE = str(Path(__file__).parents[2])
-INTRUDERS = "script, img, iframe, object, embed, link, base, svg[onload], [onerror], body svg svg"
+TREE = Path(__file__).parents[2]
+FORBIDDEN = "script, img, iframe, object, embed, link, base, svg[onload], [onerror], body svg svg"
 FIGURES = ".tiles b, .counts b, .authors b, .chart > span, td"
 MAKE_PAGES = r"""
+report() { "$PYTHON" "$TREE"/examples/branch_report.py --html "$1"; }
 git init -q -b main; git config user.name "$AUTHOR"; git config user.email "b@&lt;b&gt;"
 seq 40 >file; git add file; git commit -qm start; git checkout -qb "$BRANCH"
-seq 2 39 >file; seq 9 >"$1"; seq 9 >"$2"; git add .; git commit -qm "$SUBJECT"
-"$0" "$PYTHONPATH"/examples/branch_report.py --html names.html
+seq 2 39 >file; seq 9 >"$SCRIPT_FILE"; seq 9 >"$WIDE_FILE"; git add .; git commit -qm "$SUBJECT"
+report names.html
 git checkout -q main; git checkout -qb large; seq 258848 >long; git add long; git commit -qm long
 { echo "reset refs/heads/large"; echo "from refs/heads/large^0"; for number in $(seq 1100); do
 printf 'commit refs/heads/large\ncommitter A <a@b> 1700000000 +0000\ndata 4\nmore\n'; done
 } | git fast-import --quiet
-"$0" "$PYTHONPATH"/examples/branch_report.py --html large.html
+report large.html
 git checkout -q main; git checkout -qb marks; git config user.name "Zal$MARKS"
-git mv file "$3"; git commit -qm "Sub${MARKS}ject"
-"$0" "$PYTHONPATH"/examples/branch_report.py --html marks.html
+git mv file "$MARKED_FILE"; git commit -qm "Sub${MARKS}ject"
+report marks.html
 """
 # Figures that wrap or overflow their box.
 BROKEN_FIGURES = """
@@ -58,11 +60,12 @@ REMOVE_MARKS = r"""
 def folder(tmp_path_factory: pytest.TempPathFactory) -> Path:
     """Make the pages: of odd names, of large figures, and of combining marks."""
     root = tmp_path_factory.mktemp("work")
-    names = {"AUTHOR": AUTHOR, "BRANCH": BRANCH, "SUBJECT": SUBJECT, "MARKS": MARKS}
-    env = {"PYTHONPATH": TREE, "PATH": os.environ["PATH"], "HOME": str(root)}
+    env = {"PYTHON": sys.executable, "TREE": str(TREE), "PYTHONPATH": str(TREE)}
+    env |= {"PATH": os.environ["PATH"], "HOME": str(root)}
     env |= {"GIT_CONFIG_NOSYSTEM": "1", "LC_ALL": "C.UTF-8"}
-    command = ["sh", "-ec", MAKE_PAGES, sys.executable, *ODD_FILES, MARKED_FILE]
-    subprocess.check_call(command, cwd=root, env=env | names)
+    env |= {"AUTHOR": AUTHOR, "BRANCH": BRANCH, "SUBJECT": SUBJECT, "MARKS": MARKS}
+    env |= {"SCRIPT_FILE": SCRIPT_FILE, "WIDE_FILE": WIDE_FILE, "MARKED_FILE": MARKED_FILE}
+    subprocess.check_call(["sh", "-ec", MAKE_PAGES], cwd=root, env=env)
     return root
 
 
@@ -94,7 +97,7 @@ def width(request: pytest.FixtureRequest) -> int:
 
 
 @pytest.fixture(params=["light", "dark"])
-def requested(
+def requested_addresses(
     browser: Chrome, folder: Path, width: int, request: pytest.FixtureRequest
 ) -> list[Any]:
     """Open the page of odd names with its details; give the addresses that it asked for."""
@@ -103,32 +106,32 @@ def requested(
     return addresses
 
 
-@pytest.mark.usefixtures("requested")
+@pytest.mark.usefixtures("requested_addresses")
 def test_names_are_shown_as_text(browser: Chrome) -> None:
     words = browser.find_element("tag name", "main").text
-    for name in (SUBJECT, AUTHOR, BRANCH, ODD_FILES[0], "w\\u202e\\n\"'"):
+    for name in (SUBJECT, AUTHOR, BRANCH, SCRIPT_FILE, "w\\u202e\\n\"'"):
         assert name in words
     assert browser.title.endswith(f"What {BRANCH} changed since it left main")
 
 
-def test_names_run_no_script(browser: Chrome, folder: Path, requested: list[Any]) -> None:
-    assert requested == [(folder / "names.html").as_uri()]
+def test_names_run_no_script(browser: Chrome, folder: Path, requested_addresses: list[Any]) -> None:
+    assert requested_addresses == [(folder / "names.html").as_uri()]
     assert browser.get_log("browser") == []
-    assert browser.find_elements("css selector", INTRUDERS) == []
+    assert browser.find_elements("css selector", FORBIDDEN) == []
 
 
-@pytest.mark.usefixtures("requested")
+@pytest.mark.usefixtures("requested_addresses")
 def test_names_fit_the_width(browser: Chrome, width: int) -> None:
     assert browser.execute_script("return document.documentElement.scrollWidth") <= width
 
 
-@pytest.mark.usefixtures("requested")
+@pytest.mark.usefixtures("requested_addresses")
 def test_an_added_file_has_one_bar_and_no_strip(browser: Chrome) -> None:
     bars = "li:has(.badge.added) :is(.size i, .strip)"
-    assert len(browser.find_elements("css selector", bars)) == len(ODD_FILES)
+    assert len(browser.find_elements("css selector", bars)) == 2  # SCRIPT_FILE and WIDE_FILE
 
 
-@pytest.mark.usefixtures("requested")
+@pytest.mark.usefixtures("requested_addresses")
 def test_names_pass_axe(browser: Chrome) -> None:
     (axe := Axe(browser)).inject()
     found = axe.run()

@@ -10,7 +10,7 @@ floor=$(echo "$tag" | sed -n 's/^manylinux_2_\([0-9]*\)_.*/\1/p')
 [ -n "$floor" ] || exit 1
 unpacked=$(mktemp -d)
 trap 'rm -rf "$unpacked"' EXIT
-python3 -m zipfile -e "$wheel" "$unpacked"
+.venv/bin/python -m zipfile -e "$wheel" "$unpacked"
 find "$unpacked" -name '*.so' -exec readelf --dyn-syms --wide {} + |
     grep -o '[^ ]*@GLIBC_2[.][0-9.]*' |
     awk -F '@GLIBC_2[.]' -v floor="$floor" '$2 + 0 > floor { print "too new: " $0 }' >&2

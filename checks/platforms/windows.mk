@@ -13,15 +13,16 @@ windows: tools $(windows)/libpython313.a .venv/group-build .venv/group-windows #
 	@$(venv_python) checks/platforms/check_dll.py \
 	    $(windows)/objects/orvel_tarnix/utils/git_utils.cp313-win_amd64.pyd $(windows)/python313.def
 
-# On Windows an extension module is linked against the list of what python313.dll exports. These are
-# the interpreter's public symbols, those of the CPython that builds.
+# On Windows an extension module is linked against the list of what python313.dll exports. It is
+# taken from the public symbols of the CPython that builds.
 $(windows)/python313.def: $(cpython_source)/unpacked build/interpreter.stamp
-	@mkdir -p $(windows)
+	@rm -rf $(windows)/include && mkdir -p $(windows)
 	@cp -R $(cpython_source)/Include $(windows)/include
 	@cp $(cpython_source)/PC/pyconfig.h.in $(windows)/include/pyconfig.h
+	@nm --dynamic --defined-only "$(python)" $$(ldd "$(python)" | awk '/libpython/ { print $$3 }') \
+	    > $(windows)/symbols
 	@{ echo "LIBRARY python313.dll"; echo "EXPORTS"; \
-	   nm --dynamic --defined-only "$(python)" $$(ldd "$(python)" | awk '/libpython/ { print $$3 }') | \
-	   awk '$$3 ~ /^_?Py/ { print $$3 ($$2 ~ /[BDR]/ ? " DATA" : "") }'; } > $@
+	   awk '$$3 ~ /^_?Py/ { print $$3 ($$2 ~ /[BDR]/ ? " DATA" : "") }' $(windows)/symbols; } > $@
 
 $(windows)/libpython313.a: $(windows)/python313.def .venv/group-windows
 	@$(venv_python) -m ziglang dlltool -m i386:x86-64 -d $< -l $@
