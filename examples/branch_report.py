@@ -20,7 +20,7 @@ from report.facts import Report, by_size
 from report.gather import gather, line_counts
 from report.text import report_lines
 from shared.program import ProgramError, forbid_fetching, run, write_atomically
-from shared.terminal import columns, cut
+from shared.terminal import fitting
 
 from orvel_tarnix.utils.git_utils import TIME_SPEC_FORMS, GitError
 
@@ -60,8 +60,7 @@ def _output(report: Report, options: argparse.Namespace) -> Iterator[str]:
     elif options.html:
         yield f"wrote {options.html}"
     else:
-        most = columns()
-        yield from (cut(line, most) if most else line for line in report_lines(report))
+        yield from map(fitting, report_lines(report))
 
 
 def _page(report: Report) -> str:

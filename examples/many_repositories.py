@@ -14,13 +14,13 @@ import os
 import sys
 from collections.abc import Iterator
 from functools import partial
+from itertools import chain
 from pathlib import Path
 
 from repositories import row
-from repositories.answers import Answers
-from repositories.rows_file import RowsFile
+from repositories.progress import Progress
 from repositories.table import print_rows
-from repositories.workers import DEFAULT_THREADS, ByValue, Cluster, Threads
+from repositories.workers import DEFAULT_THREADS, Answers, Cluster, Threads
 from shared import git
 from shared.interrupt import end_on_interrupt
 from shared.program import ProgramError, open_input, run
@@ -29,72 +29,38 @@ NAME = "many_repositories"
 CHUNK = 1 << 16  # bytes; read1() returns what is there, even a single line
 
 
-class Survey:
-    """The rows of many repositories, and how many there are so far."""
-
-    def __init__(self, options: argparse.Namespace) -> None:
-        self._options = options
-        self._file: RowsFile | None = None
-        self._rows = self._failed = 0
-
-    def finish(self) -> int:
-        """Print each row when it is known and return the exit code."""
-        options = self._options
-        if options.jsonl:
-            self._file = RowsFile(options.jsonl, options.since, resume=options.resume)
-            self._failed = self._file.failed
-        total = None if options.source else sum(map(len, self._chunks()))
-        question = row.Question(options.since, options.timeout, options.fetch_missing)
-        workers, ask = Threads(options.workers), question.rows
-        if options.scheduler:
-            warn = partial(print, f"{NAME}:", file=sys.stderr)
-            workers, ask = Cluster(options.scheduler, warn), ByValue(ask, row, git)
-        print_rows(map(self._take, Answers(workers, ask).about(self._chunks())), total)
-        return int(self._failed > 0)
-
-    def progress(self) -> str:
-        """How many rows there are, and how to continue."""
-        hint = "run it again with --resume to continue" if self._file else "--jsonl FILE keeps them"
-        return f"stopped after {self._rows} rows; {hint}"
-
-    def _take(self, answer: row.Row) -> row.Row:
-        if "refused" in answer:
-            raise ProgramError(answer["refused"])
-        if self._file:
-            self._file.add(answer)
-        self._rows += 1
-        self._failed += "error" in answer
-        return answer
-
-    def _chunks(self) -> Iterator[list[str]]:
-        """Absolute paths, without those that already have a row in the file."""
-        known = self._file.roots if self._file else set()
-        for chunk in self._roots():
-            paths = [root if _is_plain(root) else str(Path(root).absolute()) for root in chunk]
-            yield [path for path in paths if path not in known]
-
-    def _roots(self) -> Iterator[list[str]]:
-        yield self._options.roots
-        if source := self._options.source:
-            rest = b""
-            with open_input(source) as file:
-                while chunk := file.read1(CHUNK):
-                    *lines, rest = (rest + chunk).split(b"\n")
-                    yield [os.fsdecode(line) for line in lines if line]
-                yield [os.fsdecode(rest)] if rest else []
-
-
 def main() -> int:
     """Report on the repositories that the command line names and return the exit code."""
     logging.disable()  # distributed logs every worker that joins or leaves
-    survey = Survey(_options())
-    end_on_interrupt(NAME, survey.progress)
-    return survey.finish()
+    options = _options()
+    progress = Progress(options.jsonl, options.since, resume=options.resume)
+    end_on_interrupt(NAME, progress.__str__)
+    ask = row.Question(options.since, options.timeout, options.fetch_missing).rows
+    if options.scheduler:
+        warn = partial(print, f"{NAME}:", file=sys.stderr)
+        workers = Cluster(options.scheduler, warn, ask, row, git)
+    else:
+        workers = Threads(options.workers, ask)
+    paths = partial(_paths, options.roots, options.source, progress.roots)
+    total = None if options.source else sum(map(len, paths()))
+    print_rows(map(progress.add, Answers(workers).about(paths())), total)
+    return int(progress.failed > 0)
 
 
-def _is_plain(root: str) -> bool:
-    """Whether a path is absolute and normal; pathlib takes ten times as long for each."""
-    return root.startswith("/") and root == os.path.normpath(root)
+def _paths(roots: list[str], source: str | None, known: set[str]) -> Iterator[list[str]]:
+    """Absolute paths, as they become known, without those that already have a row in the file."""
+    for chunk in chain([roots], _lines(source) if source else ()):
+        paths = [str(Path(root).absolute()) for root in chunk]
+        yield [path for path in paths if path not in known]
+
+
+def _lines(source: str) -> Iterator[list[str]]:
+    rest = b""
+    with open_input(source) as file:
+        while chunk := file.read1(CHUNK):
+            *lines, rest = (rest + chunk).split(b"\n")
+            yield [os.fsdecode(line) for line in lines if line]
+    yield [os.fsdecode(rest)] if rest else []
 
 
 def _options() -> argparse.Namespace:
@@ -104,8 +70,7 @@ def _options() -> argparse.Namespace:
     add("--from", dest="source", metavar="FILE", help="read more roots, one a line (-: stdin)")
     add("--since", default="30d", metavar="SPEC", help="the period (%(default)s): 12h, a date")
     add("--jsonl", type=Path, metavar="FILE", help="also append the rows to FILE")
-    resume_help = "skip repositories that already have a row in the file"
-    add("--resume", action="store_true", help=resume_help)
+    add("--resume", action="store_true", help="skip what already has a row in the file")
     add("--timeout", type=float, metavar="SECONDS", help="limit for git on one repository")
     add("--fetch-missing", action="store_true", help="let partial clones fetch what they lack")
     who = parser.add_mutually_exclusive_group().add_argument

@@ -39,13 +39,11 @@ class Question:
     def rows(self, roots: list[str]) -> list[Row]:
         """The rows of the first directories: at least one, more while that takes less than 50 ms.
 
-        A row with `refused` means the question itself is invalid.
+        Raises:
+            ValueError: The time spec is invalid.
         """
         end = monotonic() + BATCH_SECONDS
-        try:
-            start = self._git.parse_time_spec(self.since)
-        except ValueError as error:
-            return [{"root": roots[0], "refused": str(error)}]
+        start = self._git.parse_time_spec(self.since)
         made: list[Row] = []
         while len(made) < len(roots) and (not made or monotonic() < end):
             made.append(self._row(roots[len(made)], start))
@@ -92,8 +90,7 @@ def _facts(git: ModuleType, root: Path, start: datetime) -> Row:
     name, old = sides.base_name, sides.base
     if not ahead:
         name, old = f"{start:%F}", git.commit_before(root, sides.head, start)
-    compare = shared.changed_files if old else shared.differing_files
-    files = compare(git, root, old or shared.empty_tree(git, root), sides.head)
+    files = shared.changed_files(git, root, old or shared.empty_tree(git, root), sides.head)
     # Without a revision, shortlog would read standard input, which all threads share.
     period = [f"--since={start:%Y-%m-%d %H:%M:%S}", sides.head]
     authors = shared.printed(git, root, ["shortlog", "-sne", *period]).split("\n")[:-1]

@@ -7,7 +7,7 @@ from importlib import import_module
 from importlib.util import find_spec
 
 from repositories.row import NUMBERS, Row
-from shared.terminal import columns, cut, printable, width
+from shared.terminal import columns, cut, fitting, printable, width
 
 # Fixed before the first row is known; a longer cell moves only the rest of its line.
 NAME_WIDTH = 22
@@ -17,22 +17,21 @@ FORMATS |= {"branch": "<22", "compared_with": ""}
 
 def print_rows(rows: Iterable[Row], total: int | None) -> None:
     """Print each row when it is known; the total, if given, is for the progress bar."""
-    bar = None
+    above_bar = nullcontext
     if sys.stderr.isatty() and find_spec("tqdm"):  # rows do not need it
-        bar = import_module("tqdm").tqdm(total=total, unit=" repositories")
-    with nullcontext() if bar is None else bar:
-        for number, row in enumerate(rows):
-            with nullcontext() if bar is None else bar.external_write_mode():
-                if number == 0:
-                    heading = {name: name.replace("_", " ") for name in FORMATS}
-                    print(_line("repository", *_cells(heading)))
-                if "error" in row:
-                    print(_line(row["root"], row["error"]), flush=True)
-                else:
-                    signs = {"added": f"+{row['added']}", "deleted": f"-{row['deleted']}"}
-                    print(_line(row["repository"], *_cells(row | signs)), flush=True)
-            if bar is not None:
-                bar.update()
+        tqdm = import_module("tqdm").tqdm
+        rows = tqdm(rows, total=total, unit=" repositories", miniters=1)
+        above_bar = tqdm.external_write_mode
+    for number, row in enumerate(rows):
+        with above_bar():
+            if number == 0:
+                heading = {name: name.replace("_", " ") for name in FORMATS}
+                print(_line("repository", *_cells(heading)))
+            if "error" in row:
+                print(_line(row["root"], row["error"]), flush=True)
+            else:
+                signs = {"added": f"+{row['added']}", "deleted": f"-{row['deleted']}"}
+                print(_line(row["repository"], *_cells(row | signs)), flush=True)
 
 
 def _cells(row: Row) -> list[str]:
@@ -41,8 +40,8 @@ def _cells(row: Row) -> list[str]:
 
 def _line(name: str, *cells: str) -> str:
     """A row of the table; on a terminal it is one line, with the end of a long path."""
-    most = columns()
-    name = cut(printable(name), NAME_WIDTH, start=True) if most else printable(name)
+    name = printable(name)
+    if columns():
+        name = cut(name, NAME_WIDTH, start=True)
     space = " " * (NAME_WIDTH - width(name))
-    line = "  ".join([name + space, *map(printable, cells)]).rstrip()
-    return cut(line, most) if most else line
+    return fitting("  ".join([name + space, *map(printable, cells)]).rstrip())

@@ -1,19 +1,21 @@
-"""What runs the work: threads of this process, or the workers of a cluster."""
+"""Distributes items over threads of this process, or over the workers of a cluster."""
 
-import math
 import os
-from collections.abc import Callable
-from concurrent.futures import ThreadPoolExecutor
-from time import monotonic
+from collections import deque
+from collections.abc import Callable, Iterator
+from concurrent.futures import FIRST_COMPLETED, CancelledError, Future, ThreadPoolExecutor, wait
+from functools import partial
 from types import ModuleType
-from typing import Any
 
+from repositories.row import Row
 from shared.program import ProgramError
 
 DEFAULT_THREADS = min(32, (os.process_cpu_count() or 1) + 4)
 PATIENCE = 10  # seconds to wait for a scheduler, and before warning that there are no workers
+MAX_BATCH = 64
+READ_AHEAD = 1_000
 
-type Ask = Callable[[list[str]], list[dict[str, Any]]]
+type Ask = Callable[[list[str]], list[Row]]  # answers at least the first item
 
 
 class Threads:
@@ -21,9 +23,12 @@ class Threads:
 
     lost = ()
 
-    def __init__(self, number: int) -> None:
-        self.submit = ThreadPoolExecutor(number).submit
-        self.count = lambda: number
+    def __init__(self, number: int, ask: Ask) -> None:
+        self.most = 2 * number  # batches in flight: one in progress, one queued
+        self.submit = partial(ThreadPoolExecutor(number).submit, ask)
+
+    def check(self) -> None:
+        """Threads cannot be lost."""
 
 
 class Cluster:
@@ -32,9 +37,15 @@ class Cluster:
     The settings for TLS are dask's own.
     """
 
-    def __init__(self, address: str, warn: Callable[[str], None]) -> None:
+    most = 128  # batches in flight: answers to more of them a second would keep the client busy
+
+    def __init__(
+        self, address: str, warn: Callable[[str], None], ask: Ask, *modules: ModuleType
+    ) -> None:
+        """Workers lack the modules of ``ask``, so their code is sent with each batch."""
         try:
-            from distributed import Client, KilledWorker  # noqa: PLC0415 - threads need neither
+            import cloudpickle  # noqa: PLC0415 - threads need none of these
+            from distributed import Client, KilledWorker  # noqa: PLC0415
         except ModuleNotFoundError as error:
             raise ProgramError("--scheduler needs dask: pip install distributed") from error
         # The client's own timeout does not cover every step of its handshake.
@@ -44,48 +55,90 @@ class Cluster:
         except Exception as error:
             reason = str(error) or f"no answer in {PATIENCE} seconds"
             raise ConnectionError(f"no scheduler at {address}: {reason}") from error
-        self.submit = self._client.get_executor(pure=False).submit
-        self.lost = (KilledWorker,)
-        self._warn = warn
-        self._threads = 0
-        self._updated = -math.inf
-        self._seen = monotonic()  # when there were workers, or the warning that there are none
-
-    def count(self) -> int:
-        """How many threads the workers have, updated once a second."""
-        if (now := monotonic()) >= self._updated + 1:
-            self._updated = now
-            ncores = self._client.scheduler.ncores
-            try:
-                threads = self._client.sync(ncores, workers=None, callback_timeout=PATIENCE)
-            except OSError as error:
-                raise ConnectionError("the scheduler is gone") from error
-            self._threads = sum(threads.values())
-            if self._threads:
-                self._seen = now
-            elif now > self._seen + PATIENCE:
-                self._seen = math.inf
-                self._warn("the scheduler has no workers yet; waiting for some")
-        return self._threads
-
-
-class ByValue:
-    """A callable that is pickled once, with the code of its modules, which workers lack.
-
-    Without this, distributed would first try pickle, which stores only the modules' names.
-    """
-
-    def __init__(self, ask: Ask, *modules: ModuleType) -> None:
-        import cloudpickle  # noqa: PLC0415 - threads do not need it
-
         for module in modules:
             cloudpickle.register_pickle_by_value(module)
-        self._ask = ask
-        self._reduced = cloudpickle.loads, (cloudpickle.dumps(ask),)
+        code = cloudpickle.dumps(ask)
 
-    def __call__(self, batch: list[str]) -> list[dict[str, Any]]:
-        """For distributed, which submits only callables; a worker unpickles the wrapped one."""
-        return self._ask(batch)
+        def answer(batch: list[str]) -> list[Row]:
+            """Local: of a function in a module, distributed would send only the name."""
+            return cloudpickle.loads(code)(batch)
 
-    def __reduce__(self) -> tuple[Callable[[bytes], Ask], tuple[bytes]]:
-        return self._reduced
+        self.submit = partial(self._client.get_executor(pure=False).submit, answer)
+        self.lost = (KilledWorker,)
+        self._warn = warn
+        self._idle = 0
+
+    def check(self) -> None:
+        """To be called after each second without an answer: ConnectionError, or a warning."""
+        ncores = self._client.scheduler.ncores
+        try:
+            threads = self._client.sync(ncores, workers=None, callback_timeout=PATIENCE)
+        except OSError as error:
+            raise ConnectionError("the scheduler is gone") from error
+        self._idle = 0 if threads else self._idle + 1
+        if self._idle == PATIENCE:
+            self._warn("the scheduler has no workers yet; waiting for some")
+
+
+class Answers:
+    """The answers of workers about many items, each as soon as it is known."""
+
+    def __init__(self, workers: Threads | Cluster) -> None:
+        self._workers = workers
+        self._waiting: deque[str] = deque()
+        self._in_flight: dict[Future[list[Row]], list[str]] = {}
+        self._suspects: list[str] = []  # of lost workers
+        self._one_by_one = False
+        self._size = 1
+
+    def about(self, chunks: Iterator[list[str]]) -> Iterator[Row]:
+        """An answer for each item of each chunk; ConnectionError if the scheduler is gone."""
+        yield from self._distribute(chunks)
+        self._one_by_one = True  # shows which item it was that killed workers
+        yield from self._distribute(iter([self._suspects]))
+
+    def _distribute(self, chunks: Iterator[list[str]]) -> Iterator[Row]:
+        read = ThreadPoolExecutor(1).submit  # answers do not wait for a slow source
+        more, reading = True, None
+        while more or self._waiting or self._in_flight:
+            if more and reading is None and len(self._waiting) < READ_AHEAD:
+                reading = read(next, chunks, None)
+            self._submit()
+            futures = {*self._in_flight, reading} - {None}
+            done, _ = wait(futures, timeout=1, return_when=FIRST_COMPLETED)
+            if not done:
+                self._workers.check()
+            if reading in done:
+                chunk, reading = reading.result(), None
+                more = chunk is not None
+                self._waiting.extend(chunk or ())
+            for future in [each for each in self._in_flight if each in done]:  # oldest first
+                yield from self._finish(future)
+
+    def _submit(self) -> None:
+        most, size = (1, 1) if self._one_by_one else (self._workers.most, self._size)
+        while self._waiting and len(self._in_flight) < most:
+            batch = [self._waiting.popleft() for _ in range(min(size, len(self._waiting)))]
+            self._in_flight[self._workers.submit(batch)] = batch
+
+    def _finish(self, future: Future[list[Row]]) -> list[Row]:
+        batch = self._in_flight.pop(future)
+        try:
+            answers = future.result()
+        except self._workers.lost as error:
+            if self._one_by_one:
+                died = f"{error.allowed_failures + 1} workers died while reading it"
+                return [{"root": batch[0], "error": died}]
+            self._suspects += batch
+            return []
+        except (CancelledError, OSError) as error:
+            raise ConnectionError("the scheduler is gone") from error
+        except ValueError as error:  # the question itself is invalid
+            raise ProgramError(str(error)) from error
+        except Exception as error:  # noqa: BLE001 - for example, the worker cannot import the module
+            reason = f"{type(error).__name__}: {error}".partition("\n")[0]
+            return [{"root": item, "error": reason} for item in batch]
+        rest = batch[len(answers) :]
+        self._waiting.extendleft(reversed(rest))
+        self._size = len(answers) if rest else min(2 * self._size, MAX_BATCH)
+        return answers

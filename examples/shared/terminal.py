@@ -40,6 +40,12 @@ def cut(text: str, most: int, *, start: bool = False) -> str:
     return ellipsis + text if start else text + ellipsis
 
 
+def fitting(line: str) -> str:
+    """A line for the output: on a terminal, only as much of it as fits."""
+    most = columns()
+    return cut(line, most) if most else line
+
+
 def aligned(rows: Sequence[Sequence[str]], sides: str) -> Iterator[str]:
     """Pads each column left (`<`) or right (`>`); further columns are not padded."""
     columns = list(zip(*rows, strict=True))[: len(sides)]
