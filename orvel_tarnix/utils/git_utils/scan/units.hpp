@@ -26,8 +26,8 @@ const Unit* find(const Unit* begin, const Unit* end, char wanted) {
         const void* found = std::memchr(begin, wanted, size);
         return found == nullptr ? end : static_cast<const Unit*>(found);
     } else if constexpr (sizeof(Unit) == sizeof(wchar_t)) {
-        const void* text = begin;
-        const void* found = std::wmemchr(static_cast<const wchar_t*>(text), wanted, size);
+        const auto target = static_cast<wchar_t>(wanted);
+        const void* found = std::wmemchr(reinterpret_cast<const wchar_t*>(begin), target, size);
         return found == nullptr ? end : static_cast<const Unit*>(found);
     }
     // Blocks without an early exit are what the compiler turns into vector code.
