@@ -74,24 +74,14 @@ def raising(error: type[Exception], *args: object) -> Callable[..., None]:
     return raise_error
 
 
-def fail(*_args: object, **_keywords: object) -> SimpleNamespace:
-    """Run a git that fails whatever it is asked."""
-    return run_canned_git(["bad"])
-
-
-def return_no_result(*_args: object, **_keywords: object) -> object:
-    """Return an object without the attributes of a result."""
-    return object()
-
-
 # The ways in which a run of git may end.
 LAUNCHERS: dict[str, Callable[..., object]] = {
     "git answers": run_canned_git,
-    "git always fails": fail,
+    "git always fails": lambda *_args, **_keywords: run_canned_git(["bad"]),
     "git is never found": raising(FileNotFoundError, "git"),
     "git may not be run": raising(PermissionError, "git"),
     "git takes too long": raising(subprocess.TimeoutExpired, "git", 30),
-    "no result": return_no_result,
+    "no result": lambda *_args, **_keywords: object(),
 }
 
 

@@ -4,7 +4,6 @@ The fast paths must leave them to the fallback, which must use them as a Python 
 """
 
 import gc
-import re
 from collections.abc import Callable, Iterator, KeysView
 from itertools import count
 from typing import Any
@@ -43,28 +42,6 @@ class OddTokens:
 
     def __iter__(self) -> OddIterator:
         return OddIterator()
-
-
-class HeaderWithoutStamp(str):
-    """A commit header whose stamp is None, as if there had been no header at all."""
-
-    __slots__ = ()
-
-    def lstrip(self, _characters: object = None) -> str:
-        return self
-
-    def __getitem__(self, _index: object) -> str:
-        return self
-
-    def strip(self, _characters: object = None) -> Any:
-        return None
-
-
-class LogOfOddHeader:
-    """A log that splits into such a header, a token that is lost therefore, and a plain header."""
-
-    def split(self, _separator: str) -> list[str]:
-        return [HeaderWithoutStamp("\x1e"), "lost", "\x1e5"]
 
 
 class InconsistentKey(str):
@@ -109,16 +86,6 @@ class StrWithOverriddenEncode(str):
         return b"shifted"
 
 
-class PathLikeWithOtherStr:
-    """A path whose `__str__` and `__fspath__` return different paths."""
-
-    def __str__(self) -> str:
-        return "some/where"
-
-    def __fspath__(self) -> str:
-        return "elsewhere"
-
-
 class DictWithOverriddenGetitem(dict[str, Any]):
     """A dict whose `[]` gives other values than it stores: `**` reads the stored ones."""
 
@@ -142,13 +109,6 @@ class ComputedKeywords(dict[str, str]):
         return self._computed[key]
 
 
-class StoredKeywords(dict[str, str]):
-    """A dict with an `__iter__` of its own only: `**` asks `keys` and `[]`, both those of dict."""
-
-    def __iter__(self) -> Iterator[str]:
-        return iter(["timeout"])
-
-
 class BrokenIterable:
     """An iterable whose `__iter__` raises TypeError, as a non-iterable would."""
 
@@ -170,31 +130,6 @@ class GetitemOnlyResult:
         return ("out", "", 0)[index]
 
 
-class EqualsReturnsYes:
-    """A return code whose `==` returns a str."""
-
-    def __eq__(self, _other: object) -> Any:
-        return "yes"
-
-    __hash__ = object.__hash__
-
-
-class RaisesStopIteration:
-    """A branch name of one character, itself; isalnum() and format() raise StopIteration."""
-
-    def replace(self, _old: str, _new: str) -> "RaisesStopIteration":
-        return self
-
-    def __iter__(self) -> Iterator["RaisesStopIteration"]:
-        return iter([self])
-
-    def isalnum(self) -> bool:
-        raise StopIteration
-
-    def __format__(self, _spec: str) -> str:
-        raise StopIteration
-
-
 class LostFileError(FileNotFoundError):
     """A subclass of FileNotFoundError."""
 
@@ -204,35 +139,3 @@ class UnmakeableError(KeyError):
 
     def __new__(cls, *_args: object) -> Any:
         return 5
-
-
-class GroupMatch:
-    """A match object written by hand: it has the methods that the module calls, but no `[]`."""
-
-    def __init__(self, match: re.Match[str]) -> None:
-        self._match = match
-
-    def group(self, number: int) -> str | None:
-        return self._match.group(number)
-
-    def start(self) -> int:
-        return self._match.start()
-
-    def end(self) -> int:
-        return self._match.end()
-
-
-class GroupPattern:
-    """A pattern written by hand, whose matches are of that kind."""
-
-    def __init__(self, pattern: str) -> None:
-        self._pattern = re.compile(pattern)
-
-    def match(self, text: str) -> GroupMatch | None:
-        return (found := self._pattern.match(text)) and GroupMatch(found)
-
-    def fullmatch(self, text: str) -> GroupMatch | None:
-        return (found := self._pattern.fullmatch(text)) and GroupMatch(found)
-
-    def finditer(self, text: str) -> Iterator[GroupMatch]:
-        return map(GroupMatch, self._pattern.finditer(text))

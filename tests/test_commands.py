@@ -1,6 +1,5 @@
 """Files, commits and lines read from real git, and from several runs of it."""
 
-from collections.abc import Sequence
 from dataclasses import astuple
 from datetime import datetime
 from pathlib import Path
@@ -54,9 +53,8 @@ def test_a_log_lists_the_same_files_by_commit(branches: Path) -> None:
     assert [commit.files for commit in commits] == [tuple(files)]
 
 
-@pytest.mark.parametrize("paths", [(), [*ODD_NAMES, RENAMED]], ids=["all files", "given paths"])
-def test_changed_lines_are_listed_by_name(branches: Path, paths: Sequence[str]) -> None:
-    lines = native.diff_line_spans(branches, "main", "topic", merge_base=True, paths=paths)
+def test_changed_lines_are_listed_by_name(branches: Path) -> None:
+    lines = native.diff_line_spans(branches, "main", "topic", merge_base=True)
     expected = {printed_name(name): [native.LineSpan(2, 2, added=False)] for name in ODD_NAMES}
     assert lines == expected
 
@@ -67,30 +65,15 @@ def test_a_path_is_not_a_pattern(branches: Path, name: str) -> None:
     assert list(lines) == [printed_name(name)]
 
 
-@pytest.fixture
-def _one_path_a_batch(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> None:
-    monkeypatch.setattr(either, "_MAX_PATHSPEC_CHARS", 2)
-
-
 A_AND_B = "+++ a\n@@ -1 +1 @@\n-\n+\n+++ b\n@@ -3 +3 @@", "", 0
 C_AND_A = "+++ c\n@@ -4 +4 @@\n-\n+\n+++ a\n@@ -5 +5 @@\n", "", 0
 
 
-@pytest.mark.usefixtures("_one_path_a_batch")
 def test_a_later_batch_replaces_the_spans_of_a_path_but_not_its_place(
-    either: ModuleType, fake_git_results: FakeGitResults
+    either: ModuleType, fake_git_results: FakeGitResults, monkeypatch: pytest.MonkeyPatch
 ) -> None:
+    monkeypatch.setattr(either, "_MAX_PATHSPEC_CHARS", 2)
     fake_git_results(A_AND_B, C_AND_A)
     found = either.diff_line_spans("r", "a", "b", merge_base=True, paths=["a", "a"])
     starts = [(path, [span.start for span in spans]) for path, spans in found.items()]
     assert starts == [("a", [5]), ("b", [3]), ("c", [4])]
-
-
-@pytest.mark.usefixtures("_one_path_a_batch")
-def test_no_batch_is_run_after_a_failure(
-    either: ModuleType, fake_git_results: FakeGitResults
-) -> None:
-    calls = fake_git_results(A_AND_B, ("+++ b\n@@ -1 +1 @@\n", "broken\n", 1))
-    with pytest.raises(either.GitError, match=r"^broken$"):
-        either.diff_line_spans("r", "a", "b", merge_base=True, paths=["a", "b", "c"])
-    assert [call.args[1][-1] for call in calls] == ["a", "b"]

@@ -81,11 +81,6 @@ def test_raw_and_numstat_records_are_joined_by_path(
 
 
 @each_stream
-def test_records_in_a_subclass_of_str_are_read(either: ModuleType, stream: Stream) -> None:
-    assert_lists(either.parse_file_changes(StrSubclass(text_of(stream))), stream)
-
-
-@each_stream
 def test_records_are_read_from_any_iterable_of_tokens(either: ModuleType, stream: Stream) -> None:
     assert_lists(either._file_changes(iter(text_of(stream).split("\0"))), stream)
 
@@ -174,23 +169,15 @@ def spans_of(module: ModuleType, patch: str) -> list[str]:
     ]
 
 
-def empty(changes: dict[str, Any]) -> None:
-    changes.clear()
+CHANGES_OF_A_DICTIONARY = {
+    "it becomes empty": dict.clear,
+    "it gets one more path": lambda statuses: statuses.update(c=("added", None)),
+    "an entry becomes a number": lambda statuses: statuses.update(b=5),
+    "an entry becomes a tuple of one": lambda statuses: statuses.update(b=("x",)),
+}
 
 
-def add_a_path(changes: dict[str, Any]) -> None:
-    changes["c"] = "added", None
-
-
-def store_a_number(changes: dict[str, Any]) -> None:
-    changes["b"] = 5
-
-
-def store_a_short_tuple(changes: dict[str, Any]) -> None:
-    changes["b"] = ("x",)
-
-
-@pytest.mark.parametrize("change", [empty, add_a_path, store_a_number, store_a_short_tuple])
+@pytest.mark.parametrize("change", CHANGES_OF_A_DICTIONARY.values(), ids=CHANGES_OF_A_DICTIONARY)
 def test_a_path_may_change_the_dictionary_it_is_looked_up_in(
     change: Callable[[dict[str, Any]], object],
 ) -> None:

@@ -72,11 +72,3 @@ def test_a_failed_summary_is_logged_and_has_no_authors(
     assert either.get_authors_for_period(Path("r"), "7d") == []
     message = "get_authors_for_period: git shortlog failed rc=%s stderr=%s"
     assert log == [("DEBUG", "get_authors_for_period", (message, 1, "fatal: bad"), NoneType)]
-
-
-def test_a_count_that_is_not_a_number_raises(
-    either: ModuleType, fake_git_results: FakeGitResults
-) -> None:
-    fake_git_results(("many\tAnn <a@b>", "", 0))
-    with pytest.raises(ValueError, match="'many'"):
-        either.get_authors_for_period(Path("r"))
