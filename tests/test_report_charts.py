@@ -1,7 +1,7 @@
 """The geometry of the report's charts."""
 
-from dataclasses import dataclass
 from datetime import datetime
+from typing import NamedTuple
 
 import pytest
 from report import charts, wording
@@ -24,71 +24,45 @@ def chart_of(times: list[int], period: Period | None = None) -> charts.Chart:
     return chart
 
 
-@dataclass
-class ChartCase:
-    """Times of commits, and where the chart's bars end, how tall they are, and its axis."""
+class ChartCase(NamedTuple):
+    """Times of commits, and the chart's axis, where its bars end and how tall they are."""
 
     times: list[int]
     unit: str
+    axis: str
     ends: list[float]
     heights: list[float]
-    axis: str
     period: Period | None = None
 
 
-CHARTS = {
-    "a period": ChartCase(
-        [MAY + 9 * DAY, MAY, MAY],
-        "six hours",
-        ends=[2.2, 92.2],
-        heights=[100, 50],
-        axis="01 May to 11 May",
-        period=Period(datetime(2020, 5, 1), datetime(2020, 5, 11), ""),
+TEN_DAYS = Period(datetime(2020, 5, 1), datetime(2020, 5, 11), "")
+LATER = MAY + 20 * DAY + 60
+A_THOUSAND = [MAY] * 1000
+LOW = charts.MIN_BAR_HEIGHT
+CHARTS = [
+    ChartCase(
+        [MAY + 9 * DAY, MAY, MAY], "six hours", "01 May-11 May", [2.2, 92.2], [100, 50], TEN_DAYS
     ),
-    "days, with a last one that has just begun": ChartCase(
-        [MAY + 20 * DAY + 60, MAY],
-        "day",
-        ends=[4.3, 99.5],
-        heights=[100, 100],
-        axis="01 May to 22 May",
-    ),
-    "a moment": ChartCase([MAY], "hour", ends=[54.0], heights=[100], axis="01 May to 01 May"),
-    "weeks": ChartCase(
-        [MAY + 99 * DAY, MAY], "week", ends=[6.0, 99.3], heights=[100, 100], axis="01 May to 14 Aug"
-    ),
-    "five years": ChartCase(
-        [MAY + 5 * YEAR, MAY],
-        "13 weeks",
-        ends=[4.3, 99.5],
-        heights=[100, 100],
-        axis="01 May to 25 Jul",
-    ),
-    "all of the calendar": ChartCase(
-        [0, END_OF_9999], "century", ends=[1.1, 100], heights=[100, 100], axis="01 Jan to 31 Dec"
-    ),
-    "one commit beside a thousand": ChartCase(
-        [MAY] * 1000 + [MAY + 50 * DAY],
-        "day",
-        ends=[1.8, 99.8],
-        heights=[100, charts.MIN_BAR_HEIGHT],
-        axis="01 May to 20 Jun",
-    ),
-}
+    ChartCase([MAY], "hour", "01 May-01 May", [54.0], [100]),
+    # The last day has just begun, and its bar is as wide as the others.
+    ChartCase([LATER, MAY], "day", "01 May-22 May", [4.3, 99.5], [100, 100]),
+    ChartCase([*A_THOUSAND, MAY + 50 * DAY], "day", "01 May-20 Jun", [1.8, 99.8], [100, LOW]),
+    ChartCase([MAY + 99 * DAY, MAY], "week", "01 May-14 Aug", [6.0, 99.3], [100, 100]),
+    ChartCase([MAY + 5 * YEAR, MAY], "13 weeks", "01 May-25 Jul", [4.3, 99.5], [100, 100]),
+    ChartCase([0, END_OF_9999], "century", "01 Jan-31 Dec", [1.1, 100], [100, 100]),
+]
 
 
-@pytest.mark.parametrize("case", CHARTS.values(), ids=CHARTS)
+@pytest.mark.parametrize("case", CHARTS, ids=lambda case: f"{case.unit}, {case.axis}")
 def test_bars_are_whole_steps_of_the_period(case: ChartCase) -> None:
     chart = chart_of(case.times, case.period)
     marks = [bar.mark for bar in chart.bars]
     assert chart.unit == case.unit
+    assert f"{chart.ticks[0][:6]}-{chart.ticks[2][:6]}" == case.axis
     assert [round(mark.left + mark.width, 1) for mark in marks] == case.ends
     assert [mark.height for mark in marks] == case.heights
-    assert f"{chart.ticks[0][:6]} to {chart.ticks[2][:6]}" == case.axis
-
-
-def test_the_last_bar_is_as_wide_as_the_others() -> None:
-    first, last = chart_of([MAY, MAY + 20 * DAY + 60]).bars
-    assert last.mark.width == pytest.approx(first.mark.width)
+    if case.unit != "century":  # where the calendar ends within the last one
+        assert [mark.width for mark in marks] == pytest.approx([marks[0].width] * len(marks))
 
 
 @pytest.mark.parametrize("days", [3, 16, 61, 430, 1700, 5500, 22000])

@@ -22,10 +22,10 @@ WITH_NEWER_SIDE = "ACMRT"
 
 
 def printed(git: ModuleType, root: Path, args: list[str]) -> str:
-    """What a git command printed.
+    """What a git command printed. The module's own function for this is private.
 
     Raises:
-        git.GitError: git failed, as in the module's own functions.
+        git.GitError: git failed.
     """
     output, error, code = git.run_git_command(root, args)
     if code != 0:
