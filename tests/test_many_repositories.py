@@ -6,6 +6,7 @@ import re
 import shutil
 import signal
 import subprocess
+from functools import partial
 from pathlib import Path
 from typing import Any
 
@@ -68,7 +69,7 @@ def test_a_row_is_printed_while_others_are_still_to_be_named(
     program.stdin.flush()
     program.stdout.readline()  # the heading
     assert program.stdout.readline().split() == [str(project.root), *TOPIC_CELLS]
-    rest, message = program.communicate(f"{project.root}\nmissing")
+    rest, message = program.communicate(f"\n{project.root}\nmissing")
     assert len(rest.splitlines()) == 2
     assert (program.returncode, message) == (1, "")
 
@@ -213,6 +214,12 @@ def test_a_closed_pipe_ends_every_git(
     assert program.wait(PROCESS_LIMIT) == 141
     assert program.stderr.read() == ""
     wait_for(lambda: not is_running((folder / "pids").read_text().strip()))
+
+
+def test_closed_standard_error_does_not_change_the_exit_code(ask: Run, project: Repository) -> None:
+    close = partial(os.close, 2)
+    assert [ask(root, preexec_fn=close)[0] for root in (project.root, "none")] == [0, 1]
+    assert ask(project.root, "--since=soon", preexec_fn=close)[0] == 2
 
 
 BAD_OPTIONS = {

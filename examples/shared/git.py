@@ -153,5 +153,6 @@ def explain(error: Exception) -> str:
     lines = [line for line in text.splitlines() if line.strip()] or [type(error).__name__]
     reason = next((line for line in lines if not line.startswith(("warning:", "hint:"))), lines[0])
     if "promisor remote" in text or "lazy fetching disabled" in text:
-        reason += " (this partial clone lacks objects, which --fetch-missing lets git fetch)"
+        # First, as a terminal may cut the end.
+        return f"this partial clone lacks objects, which --fetch-missing lets git fetch: {reason}"
     return reason

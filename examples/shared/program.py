@@ -30,6 +30,8 @@ def run(name: str, command: Callable[[], int], *errors: type[Exception]) -> NoRe
 
     Failures are the given errors, ``ProgramError`` and ``OSError``.
     """
+    if sys.stderr is None:  # it is closed
+        sys.stderr = os.fdopen(os.open(os.devnull, os.O_WRONLY), "w")
     if sys.stdout is None:
         _leave(2, f"{name}: standard output is closed")
     end_on_interrupt(name, lambda: "interrupted")
@@ -48,7 +50,7 @@ def run(name: str, command: Callable[[], int], *errors: type[Exception]) -> NoRe
 
 
 def _leave(code: int, line: str = "") -> NoReturn:
-    if line and sys.stderr:
+    if line:
         print(line, file=sys.stderr)
     if threading.active_count() > 1:  # a thread may wait for input or for git without an end
         stop_processes()
