@@ -143,6 +143,19 @@ def test_an_orphan_branch_is_compared_with_the_default_branch(
     assert row.split()[1:] == ["1", "1", "2", "+0", "-2", "1", "1", "alone", "main"]
 
 
+def test_without_commits_of_its_own_a_branch_is_compared_with_a_moment(
+    ask: Run, project: Repository
+) -> None:
+    project.git("checkout", "--quiet", "main")
+    project.commit({"a": "1\n"}, "2026-01-05T00:00Z")
+    moments = {  # the second one is before the first commit
+        "2026-01-02": ["0", "0", "1", "+0", "-1", "1", "1", "main", "2026-01-02"],
+        "2025-01-01": ["0", "0", "2", "+2", "-0", "2", "1", "main", "2025-01-01"],
+    }
+    rows = {since: ask(project.root, f"--since={since}")[1].split()[-9:] for since in moments}
+    assert rows == moments
+
+
 @pytest.fixture
 def errors(project: Repository, tmp_path: Path) -> dict[str, str | None]:
     """Write a file of ten thousand roots, one of them a repository; return the error of each."""
