@@ -74,6 +74,12 @@ def test_a_row_is_printed_while_others_are_still_to_be_named(
     assert (program.returncode, message) == (1, "")
 
 
+def test_every_root_has_a_row_although_some_take_longer(ask: Run, project: Repository) -> None:
+    _, table, _ = ask(*["none"] * 200, *[project.root] * 9)  # the 9 take longer than a batch may
+    assert table.count("not a directory\n") == 200
+    assert table.count("topic                   main\n") == 9
+
+
 def test_a_row_fits_the_terminal(ask: Run, project: Repository) -> None:
     roots = [project.root, "\u65e5" * 40]
     lines = lines_on_a_terminal(80, lambda output: ask(*roots, "--workers=1", stdout=output))

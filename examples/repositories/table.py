@@ -28,10 +28,11 @@ def print_rows(rows: Iterable[Row], total: int | None) -> None:
                 heading = {name: name.replace("_", " ") for name in FORMATS}
                 print(_line("repository", *_cells(heading)))
             if "error" in row:
-                print(_line(row["root"], row["error"]), flush=True)
+                line = _line(row["root"], row["error"])
             else:
                 signs = {"added": f"+{row['added']}", "deleted": f"-{row['deleted']}"}
-                print(_line(row["repository"], *_cells(row | signs)), flush=True)
+                line = _line(row["repository"], *_cells(row | signs))
+            print(line, flush=True)
 
 
 def _cells(row: Row) -> list[str]:
