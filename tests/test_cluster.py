@@ -44,9 +44,10 @@ def address(start: Start) -> str:
 
 
 def start_worker(start: Start, address: str, *options: str) -> subprocess.Popen[str]:
-    """Start a worker and drop its log, which would fill a pipe."""
+    """Start a worker that lacks the examples; drop its log, which would fill a pipe."""
     quiet = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
-    return start("-m", "distributed.cli.dask_worker", address, *options, **quiet)
+    worker = ["-m", "distributed.cli.dask_worker", address, *options]
+    return start(*worker, path=str(EXAMPLES.parent), **quiet)
 
 
 def test_scheduler_and_client_do_without_the_module(start: Start, project: str) -> None:
