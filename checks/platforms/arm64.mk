@@ -3,8 +3,9 @@
 arm64_packages := g++-aarch64-linux-gnu qemu-user-static
 arm64_root := $(platforms)/arm64/root
 python_arm64 := $(arm64_root)/usr/bin/python
-# qemu ignores limits of memory.
-pytest_arm64 := -m "not exhausts_memory"
+# qemu ignores limits of memory, and replaying the fuzz corpus takes minutes.
+limits_arm64 := PROCESS_LIMIT=1800
+pytest_arm64 := -m "not exhausts_memory" -o faulthandler_timeout=3600
 cross_arm64 := $(call cross,arm64,$(arm64_root)/usr,aarch64,cpython-313-aarch64-linux-gnu)
 
 # With a status file that lists no package, apt downloads every package that CPython depends on.

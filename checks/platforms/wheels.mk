@@ -53,5 +53,5 @@ arm64: ## run the tests on arm64, under qemu
 musl: ## run the tests with musl as the C library
 arm64 musl: %: tools $(platforms)/%/venv/created
 	@echo "Running the tests for $(tag_$*)"
-	@$(platforms)/$*/venv/bin/python -m pytest --numprocesses=auto $(pytest_$*) \
+	@$(limits_$*) $(platforms)/$*/venv/bin/python -m pytest --numprocesses=auto $(pytest_$*) \
 	    $(or $(TESTS),--ignore=tests/test_packaging.py $(addprefix --ignore=,$(tests_for_check)))
