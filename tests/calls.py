@@ -69,6 +69,7 @@ ARGUMENTS: dict[str, dict[str, Any]] = {
         "a huge old count": f"+++ a\n@@ -1,{TWENTY_DIGITS} +2 @@\n",
         "a start of too many digits": f"+++ a\n@@ -1 +{TOO_MANY_DIGITS} @@\n",
         "an octal escape above a byte": '+++ "\\777"\n',
+        "a backslash at the end of a quoted name": '+++ "a\\"\n@@ -1 +1 @@\n',
         "escapes that are nearly octal": '+++ "\\038\\3\u06633"\n@@ -1 +1 @@\n',
         "edge characters in a quoted name": f'+++ "{EDGE_CHARACTERS}"\n@@ -1 +1 @@\n',
         "the first surrogate in a quoted name": '+++ "\ud800"\n',
