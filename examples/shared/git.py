@@ -102,8 +102,7 @@ def _checked_out(git: ModuleType, root: Path, branch: str | None) -> str:
 def _named(git: ModuleType, root: Path, name: str) -> str:
     """The commit of a name, which is a branch first: a tag of the same name does not hide it."""
     for revision in (f"refs/heads/{name}", name, f"refs/remotes/origin/{name}"):
-        # Git would read a name that starts with a dash as an option.
-        if not name.startswith("-") and (commit := git.resolve_commit(root, revision)):
+        if commit := git.resolve_commit(root, revision):
             return commit
     raise git.GitError(f"{root}: {name!r} names no commit")
 
