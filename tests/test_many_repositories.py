@@ -22,6 +22,7 @@ from example_setup import (
 )
 from processes import count_lines, is_running, wait_for
 from python_process import PROCESS_LIMIT
+from shared.interrupt import StoppableProcess
 
 GIT = shutil.which("git")
 
@@ -216,6 +217,12 @@ def test_an_interrupt_ends_the_program_and_every_git(
     expected = "many_repositories: stopped after 0 rows; --jsonl FILE keeps them\n"
     assert program.stderr.read() == expected
     wait_for(lambda: not any(map(is_running, (folder / "pids").read_text().split())))
+
+
+def test_no_git_is_started_while_the_program_ends(monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.setattr(StoppableProcess, "is_stopped", True)
+    with pytest.raises(InterruptedError):
+        StoppableProcess([GIT])
 
 
 def test_a_closed_pipe_ends_every_git(
