@@ -128,7 +128,7 @@ def test_a_short_history_is_reported_from_its_tenth_newest_commit(
     } <= {*lines}
 
 
-def test_json_has_the_moment_at_which_the_period_begins(run: Run) -> None:
+def test_json_has_the_moment_at_which_the_period_ends(run: Run) -> None:
     facts = json.loads(run("--head=main", "--json")[1])
     assert facts["period"]["end"] == "2020-01-05T12:00:00"
 
