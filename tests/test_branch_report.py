@@ -148,7 +148,7 @@ def test_a_shallow_clone_says_so(run: Run, project: Repository) -> None:
 
 
 ODD_FILE = """
-git init -q ../odd_file; cd ../odd_file; touch $(printf '\\036abc'); git add .; git commit -qm x
+git init -q ../{0}; cd ../{0}; touch $(printf '\\036{1}'); git add .; git commit -qm x
 """
 NO_COMMITTER = """
 git init -q ../no_committer; cd ../no_committer; tree=$(git mktree </dev/null)
@@ -164,7 +164,11 @@ UNREADABLE = {
     "repository/inner": ("mkdir -p inner/.git", "inner: its .git is not a git repository"),
     "no_repository": ("mkdir ../no_repository", "no_repository: in no git repository"),
     "missing": ("true", "missing: not a directory"),
-    "odd_file": (ODD_FILE, "git's log cannot be read: a file name starts with U+001E"),
+    "odd_file": (
+        ODD_FILE.format("odd_file", "abc"),
+        "git's log cannot be read: a file name starts with U+001E",
+    ),
+    "like_a_commit": (ODD_FILE.format("like_a_commit", "1577836800"), "git's log is ambiguous"),
     "no_committer": (NO_COMMITTER, "git's log cannot be read: "),
     "repository --base=--output=x": ("true", "'--output=x' names no commit"),
     "repository --since=soon": ("true", "since must be a positive whole number"),

@@ -8,6 +8,7 @@ import sys
 from pathlib import Path
 
 import pytest
+from conftest import Run
 
 TREE = Path(__file__).parent.parent
 BLOCK = re.compile(r"(?ms)^```(python|console)\n(.*?)^```\n")
@@ -50,3 +51,8 @@ def run_commands(section: str) -> None:
 @pytest.mark.parametrize("section", WITH_COMMANDS.values(), ids=WITH_COMMANDS)
 def test_the_commands_of_a_section_print_what_it_shows(section: str) -> None:
     run_commands(section)
+
+
+def test_the_sample_replaces_nothing(run: Run, tmp_path: Path) -> None:
+    message = f"sample_repository: {tmp_path} is there already\n"
+    assert run("sample_repository.py", tmp_path) == (2, "", message)

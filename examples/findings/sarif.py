@@ -109,7 +109,7 @@ class Run:
         return _text(name), LEVELS[result.get("level") or usual]
 
     def _path(self, uri: str | None, base: str | None, number: int | None) -> str | None:
-        """The file below the directory that a location names, if it names one."""
+        """The file that a location names, if it names one, relative to the directory."""
         if uri is None and number is not None and number >= 0:
             artifact = self._artifacts[number]["location"]
             uri, base = artifact.get("uri"), artifact.get("uriBaseId")
@@ -120,8 +120,7 @@ class Run:
             return None
         # Resolve only the folder: a finding in a symbolic link is about the link.
         folder, name = posixpath.split(posixpath.join(self._root, unquote(parts.path)))
-        path = posixpath.relpath(posixpath.join(os.path.realpath(folder), name), self._root)
-        return None if path.startswith("../") else path
+        return posixpath.relpath(posixpath.join(os.path.realpath(folder), name), self._root)
 
     def _base(self, name: str | None) -> str:
         """The URI of a base, which may be relative to another base; empty for the repository."""
