@@ -12,7 +12,7 @@ from typing import Any, NamedTuple
 
 from canned_git import FILE_CHANGES, LAUNCHERS, LOG, PATCH, subprocess_with
 from compare import NOW, StoppedClock, StrSubclass, outcome
-from odd_objects import LongPath, OddTokens, VagueCount
+from odd_objects import LogOfOddHeader, LongPath, OddTokens, VagueCount
 
 ROOT = Path("/nowhere")
 
@@ -58,6 +58,7 @@ ARGUMENTS: dict[str, dict[str, Any]] = {
         "tokens before a stamp with blanks": f"C{LOG}\x1e 6 \0C7",
         "a stamp that is not a number": "\x1e5\0\x1e6x\0",
         "an empty stamp": "\x1e\0:1 M\0a\0",
+        "a stamp that is None": LogOfOddHeader(),
     },
     "parse_line_spans": {
         **dict(in_every_storage("hunks", PATCH)),

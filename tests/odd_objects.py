@@ -44,6 +44,28 @@ class OddTokens:
         return OddIterator()
 
 
+class HeaderWithoutStamp(str):
+    """A commit header whose stamp is None, as if there had been no header at all."""
+
+    __slots__ = ()
+
+    def lstrip(self, _characters: object = None) -> str:
+        return self
+
+    def __getitem__(self, _index: object) -> str:
+        return self
+
+    def strip(self, _characters: object = None) -> Any:
+        return None
+
+
+class LogOfOddHeader:
+    """A log that splits into such a header, a token that is lost therefore, and a plain header."""
+
+    def split(self, _separator: str) -> list[str]:
+        return [HeaderWithoutStamp("\x1e"), "lost", "\x1e5"]
+
+
 class InconsistentKey(str):
     """A key whose `==` answers False and, for an equal str, True by turns."""
 

@@ -15,7 +15,7 @@ from python_process import run_python
 in_every_width = pytest.mark.parametrize(
     "wide", ["", "中", "😀"], ids=["one byte", "two bytes", "four bytes"]
 )
-HUGE = "9" * 25  # more digits than a 64-bit integer has
+HUGE = "9" * 19  # does not fit in 64 bits
 
 
 class Stream(NamedTuple):
@@ -116,6 +116,9 @@ PATCHES = {
         "+++ a\n@@ -0,0 +1,3 @@\n+++ b\n+@@ -1 +1 @@\n+\n", ["a 1-3 new"]
     ),
     "a deleted file": Patch("+++ /dev/null\n@@ -1 +0,0 @@\n-+++ a\n", []),
+    "a name that begins like that of no file": Patch(
+        "+++ /dev/nullable\n@@ -1 +1 @@\n", ["/dev/nullable 1-1"]
+    ),
     "a hunk before the first file, with an added line that looks like a header": Patch(
         "@@ -1 +1 @@\n-x\n+++ a\n@@ -5 +5 @@", []
     ),

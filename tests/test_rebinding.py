@@ -147,6 +147,7 @@ OTHER_VALUES: dict[str, dict[str, object]] = {
     },
     "_MAX_PATHSPEC_CHARS": {"huge": 10**30, "a float": 18002.5, "a str": "none"},
     "TIME_SPEC_FORMS": {"a number": 5},
+    "find_git_root": {"a function that returns an empty path": returning("")},
     "GitError": {
         "a function that returns a class": returning(KeyError),
         "a function that returns a class of no exceptions": returning(odd_objects.UnmakeableError),
