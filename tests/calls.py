@@ -112,7 +112,7 @@ ARGUMENTS: dict[str, dict[str, Any]] = {
     },
     "normalize_branch_name": {
         **dict(
-            in_every_storage("prefixes", "\x85 origin/refs/heads/remotes/refs/remotes/ a\u3000")
+            in_every_storage("prefixes", "\x85 origin/refs/heads/remotes/refs/remotes/ a\u3000 ")
         ),
         "a prefix only": "origin/",
         "a prefix at the end": "refs/heads/x/origin/",

@@ -86,6 +86,18 @@ def with_keyword_only_fields(record: Any) -> type:
     return dataclass(frozen=True, kw_only=True)(record)
 
 
+def with_reordered_parameters(record: Any) -> type:
+    made = frozen(record)
+    names = [field.name for field in fields(made)]
+    stores = "; ".join(f"object.__setattr__(self, {name!r}, {name})" for name in names)
+    constructor = f"def __init__(self, {', '.join(names[::-1])}): {stores}"
+    namespace: dict[str, Any] = {}
+    # `object` is a closure variable there too, so that only the names of the parameters differ.
+    exec(f"def define(object):\n {constructor}\n return __init__", namespace)
+    made.__init__ = namespace["define"](object)
+    return made
+
+
 def with_constructor_of_reordered_fields(record: Any) -> type:
     made = frozen(record)
     reordered = dict(reversed(record.__annotations__.items()))
@@ -107,6 +119,7 @@ DECORATORS: dict[str, Decorator] = {
     "a class that does not store its first field": with_init_var,
     "a class with keyword-only fields": with_keyword_only_fields,
     "a class with the constructor of reordered fields": with_constructor_of_reordered_fields,
+    "a class whose constructor takes the parameters in another order": with_reordered_parameters,
     "the undecorated class": lambda record: record,
     "a function": lambda record: lambda *values: (record.__name__, *values),
     "None": lambda _: None,
