@@ -299,19 +299,19 @@ def parse_file_changes(output: str) -> list[FileChange]:
 
 def parse_commit_changes(output: str) -> list[CommitChanges]:
     commits = []
-    stamp = None
+    timestamp = None
     body: list[str] = []
     for token in output.split("\x00"):
         header = token.lstrip("\n")
         if header.startswith(_COMMIT_START):
-            if stamp is not None:
-                commits.append(CommitChanges(int(stamp), tuple(_file_changes(body))))
-            stamp = header[1:].strip()
+            if timestamp is not None:
+                commits.append(CommitChanges(int(timestamp), tuple(_file_changes(body))))
+            timestamp = header[1:].strip()
             body = []
-        elif stamp is not None:
+        elif timestamp is not None:
             body.append(token)
-    if stamp is not None:
-        commits.append(CommitChanges(int(stamp), tuple(_file_changes(body))))
+    if timestamp is not None:
+        commits.append(CommitChanges(int(timestamp), tuple(_file_changes(body))))
     return commits
 
 

@@ -27,7 +27,7 @@ class Call(NamedTuple):
     rebound: Mapping[str, Any] = MappingProxyType({})
 
 
-def answer(module: ModuleType, call: Call) -> object:
+def outcome_of(module: ModuleType, call: Call) -> object:
     """What the call returns or raises."""
     return outcome(getattr(module, call.name), *call.args, **call.keywords)
 
@@ -55,10 +55,10 @@ ARGUMENTS: dict[str, dict[str, Any]] = {
     },
     "parse_commit_changes": {
         **dict(in_every_storage("commits", LOG)),
-        "tokens before a stamp with blanks": f"C{LOG}\x1e 6 \0C7",
-        "a stamp that is not a number": "\x1e5\0\x1e6x\0",
-        "an empty stamp": "\x1e\0:1 M\0a\0",
-        "a stamp that is None": LogOfOddHeader(),
+        "tokens before a timestamp with blanks": f"C{LOG}\x1e 6 \0C7",
+        "a timestamp that is not a number": "\x1e5\0\x1e6x\0",
+        "an empty timestamp": "\x1e\0:1 M\0a\0",
+        "a timestamp that is None": LogOfOddHeader(),
     },
     "parse_line_spans": {
         **dict(in_every_storage("hunks", PATCH)),

@@ -55,7 +55,7 @@ def _hermetic(monkeypatch: pytest.MonkeyPatch, tmp_path_factory: pytest.TempPath
 
 
 @pytest.fixture(params=[native, plain], ids=["native", "plain"])
-def either(request: pytest.FixtureRequest) -> ModuleType:
+def module(request: pytest.FixtureRequest) -> ModuleType:
     """Return the native module, then the plain-Python one: each fact must hold for both."""
     return request.param
 
@@ -114,19 +114,19 @@ def fake_git(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> FakeGit:
 
 
 @pytest.fixture
-def fake_git_results(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> FakeGitResults:
+def fake_git_results(module: ModuleType, monkeypatch: pytest.MonkeyPatch) -> FakeGitResults:
     """Let run_git_command return the given triples; return the list of its calls."""
 
     def answer(*triples: tuple[str, str, int]) -> list[Any]:
         run = Mock(side_effect=triples)
-        monkeypatch.setattr(either, "run_git_command", run)
+        monkeypatch.setattr(module, "run_git_command", run)
         return run.call_args_list
 
     return answer
 
 
 @pytest.fixture
-def log(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Log:
+def log(module: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Log:
     """Return the list to which each log record of the module is added."""
     records: Log = []
 
@@ -137,8 +137,8 @@ def log(either: ModuleType, monkeypatch: pytest.MonkeyPatch) -> Log:
         message = record.msg, *record.args
         records.append((record.levelname, record.funcName, message, type(error)))
 
-    monkeypatch.setattr(either, "logger", logging.Logger("listed"))
-    monkeypatch.setattr(either.logger, "handle", handle)
+    monkeypatch.setattr(module, "logger", logging.Logger("listed"))
+    monkeypatch.setattr(module.logger, "handle", handle)
     return records
 
 

@@ -15,7 +15,7 @@ from itertools import count
 from pathlib import Path
 from unittest.mock import patch
 
-from calls import CALLS_WITH_REBOUND_NAMES, Call, answer
+from calls import CALLS_WITH_REBOUND_NAMES, Call, outcome_of
 from compare import described, native as git_utils, outcome
 
 # CPython 3.13 itself loses the exception that leaves a function when it cannot make the object of
@@ -26,7 +26,7 @@ ERRORS_OF_THE_INTERPRETER = (
     "TypeError: stat: path should be ",
 )
 LEAK_ROUNDS = 50
-CALLS_A_ROUND = 40
+CALLS_PER_ROUND = 40
 
 
 def call_without_allocation(function: Callable[[], object], nth: int) -> tuple[object, bool]:
@@ -61,7 +61,7 @@ def native_body(call: Call) -> partial[object]:
 
 def failures(call: Call) -> Iterator[str]:
     """Each outcome that is neither the expected one nor a MemoryError, and references kept."""
-    expected = answer(git_utils, call)
+    expected = outcome_of(git_utils, call)
     body = native_body(call)
     parts = [part for arg in call.args if isinstance(arg, list | tuple | dict) for part in arg]
     shared = [body.func, body.func.__self__, *vars(git_utils).values(), *call.args, *parts]
@@ -91,11 +91,11 @@ def leaks(call: Call) -> Iterator[str]:
     for _ in range(LEAK_ROUNDS):
         gc.collect()
         after = sys.getallocatedblocks()
-        if after - before < CALLS_A_ROUND // 2:
+        if after - before < CALLS_PER_ROUND // 2:
             return
         before = after
-        for _ in range(CALLS_A_ROUND):
-            answer(git_utils, call)
+        for _ in range(CALLS_PER_ROUND):
+            outcome_of(git_utils, call)
     yield "leaks"
 
 

@@ -45,7 +45,7 @@ class OddTokens:
 
 
 class HeaderWithoutStamp(str):
-    """A commit header whose stamp is None, as if there had been no header at all."""
+    """A commit header whose timestamp is None, as if there had been no header at all."""
 
     __slots__ = ()
 

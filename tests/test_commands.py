@@ -70,10 +70,10 @@ C_AND_A = "+++ c\n@@ -4 +4 @@\n-\n+\n+++ a\n@@ -5 +5 @@\n", "", 0
 
 
 def test_a_later_batch_replaces_the_spans_of_a_path_but_not_its_place(
-    either: ModuleType, fake_git_results: FakeGitResults, monkeypatch: pytest.MonkeyPatch
+    module: ModuleType, fake_git_results: FakeGitResults, monkeypatch: pytest.MonkeyPatch
 ) -> None:
-    monkeypatch.setattr(either, "_MAX_PATHSPEC_CHARS", 2)
+    monkeypatch.setattr(module, "_MAX_PATHSPEC_CHARS", 2)
     fake_git_results(A_AND_B, C_AND_A)
-    found = either.diff_line_spans("r", "a", "b", merge_base=True, paths=["a", "a"])
+    found = module.diff_line_spans("r", "a", "b", merge_base=True, paths=["a", "a"])
     starts = [(path, [span.start for span in spans]) for path, spans in found.items()]
     assert starts == [("a", [5]), ("b", [3]), ("c", [4])]

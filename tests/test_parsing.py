@@ -75,25 +75,25 @@ def assert_lists(changes: Iterable[Any], stream: Stream) -> None:
 @in_every_width
 @each_stream
 def test_raw_and_numstat_records_are_joined_by_path(
-    either: ModuleType, wide: str, stream: Stream
+    module: ModuleType, wide: str, stream: Stream
 ) -> None:
-    assert_lists(either.parse_file_changes(text_of(stream, wide)), stream)
+    assert_lists(module.parse_file_changes(text_of(stream, wide)), stream)
 
 
 @each_stream
-def test_records_are_read_from_any_iterable_of_tokens(either: ModuleType, stream: Stream) -> None:
-    assert_lists(either._file_changes(iter(text_of(stream).split("\0"))), stream)
+def test_records_are_read_from_any_iterable_of_tokens(module: ModuleType, stream: Stream) -> None:
+    assert_lists(module._file_changes(iter(text_of(stream).split("\0"))), stream)
 
 
 @in_every_width
 @each_stream
 def test_the_records_of_a_commit_follow_its_header(
-    either: ModuleType, wide: str, stream: Stream
+    module: ModuleType, wide: str, stream: Stream
 ) -> None:
     log = f"lost\0\n\x1e5\0\n{text_of(stream, wide)}\0\n\n\x1e12"
-    first, second = either.parse_commit_changes(log)
+    first, second = module.parse_commit_changes(log)
     assert_lists(first.files, stream)
-    assert (first.timestamp, second) == (5, either.CommitChanges(12, ()))
+    assert (first.timestamp, second) == (5, module.CommitChanges(12, ()))
 
 
 class Patch(NamedTuple):
@@ -154,14 +154,14 @@ each_patch = pytest.mark.parametrize("patch", PATCHES.values(), ids=PATCHES)
 
 @in_every_width
 @each_patch
-def test_each_hunk_is_a_span_of_the_newer_side(either: ModuleType, wide: str, patch: Patch) -> None:
+def test_each_hunk_is_a_span_of_the_newer_side(module: ModuleType, wide: str, patch: Patch) -> None:
     text = f"diff --git {wide}\n{patch.lines}\n{'x' * 200}"
-    assert spans_of(either, text) == patch.spans
+    assert spans_of(module, text) == patch.spans
 
 
 @each_patch
-def test_hunks_in_a_subclass_of_str_are_read(either: ModuleType, patch: Patch) -> None:
-    assert spans_of(either, StrSubclass(patch.lines)) == patch.spans
+def test_hunks_in_a_subclass_of_str_are_read(module: ModuleType, patch: Patch) -> None:
+    assert spans_of(module, StrSubclass(patch.lines)) == patch.spans
 
 
 def spans_of(module: ModuleType, patch: str) -> list[str]:
@@ -189,7 +189,7 @@ def test_a_path_may_change_the_dictionary_it_is_looked_up_in(
     assert_alike("_file_changes", [":M", path, ":M", "b", "1\t2\ta"])
 
 
-def test_an_iterator_that_loses_its_next_method_is_not_an_iterator(either: ModuleType) -> None:
+def test_an_iterator_that_loses_its_next_method_is_not_an_iterator(module: ModuleType) -> None:
     class Tokens:
         def __iter__(self) -> "Tokens":
             return self
@@ -199,7 +199,7 @@ def test_an_iterator_that_loses_its_next_method_is_not_an_iterator(either: Modul
             return ":x M"
 
     with pytest.raises(TypeError, match=r"^'Tokens' object is not an iterator$"):
-        either._file_changes(Tokens())
+        module._file_changes(Tokens())
 
 
 def test_both_modules_read_the_fuzz_corpus_alike() -> None:

@@ -53,23 +53,23 @@ def test_outside_of_a_repository_the_working_directory_stands_for_the_root(
     assert native.find_repo_root() == directories
 
 
-def test_a_branch_name_is_shortened_as_long_as_it_has_a_prefix(either: ModuleType) -> None:
-    assert either.normalize_branch_name("\u3000origin/refs/heads/x/é\x85") == "x/é"
+def test_a_branch_name_is_shortened_as_long_as_it_has_a_prefix(module: ModuleType) -> None:
+    assert module.normalize_branch_name("\u3000origin/refs/heads/x/é\x85") == "x/é"
 
 
-def test_a_name_that_does_not_change_is_returned_itself(either: ModuleType) -> None:
+def test_a_name_that_does_not_change_is_returned_itself(module: ModuleType) -> None:
     name = "x/é"
-    assert either.normalize_branch_name(name) is name
-    assert either._patch_path(name) is name
+    assert module.normalize_branch_name(name) is name
+    assert module._patch_path(name) is name
 
 
 DIRECTORY_NAMES = {"fix: é/y\\٣²-.": "fix__é__y__٣²-.", "/" * 60: "_" * 100, "": "default"}
 
 
 @pytest.mark.parametrize("branch", DIRECTORY_NAMES)
-def test_a_branch_name_becomes_a_directory_name(either: ModuleType, branch: str) -> None:
+def test_a_branch_name_becomes_a_directory_name(module: ModuleType, branch: str) -> None:
     directory = Path("some/place/memory/lore-book") / DIRECTORY_NAMES[branch]
-    assert either.wiki_directory(Path("some/place"), branch) == directory
+    assert module.wiki_directory(Path("some/place"), branch) == directory
 
 
 class Branch(str, Enum):  # noqa: UP042 - a StrEnum would be written as its characters
@@ -122,10 +122,10 @@ QUERIES = {
 
 @pytest.mark.parametrize("call", QUERIES)
 def test_each_query_runs_exactly_these_commands(
-    either: ModuleType, fake_git_results: FakeGitResults, call: str
+    module: ModuleType, fake_git_results: FakeGitResults, call: str
 ) -> None:
     commands = [shlex.split(command) for command in QUERIES[call]]
     runs = fake_git_results(*[("", "", 1) for _ in commands])
-    with suppress(either.GitError):
-        eval(call, {"Branch": Branch, "MOMENT": MOMENT}, vars(either))
+    with suppress(module.GitError):
+        eval(call, {"Branch": Branch, "MOMENT": MOMENT}, vars(module))
     assert [run.args[1] for run in runs] == commands

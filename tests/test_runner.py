@@ -13,13 +13,13 @@ from conftest import FakeGit, Log
 
 
 def test_git_is_launched_with_these_keywords_in_this_order(
-    either: ModuleType, monkeypatch: pytest.MonkeyPatch
+    module: ModuleType, monkeypatch: pytest.MonkeyPatch
 ) -> None:
     launch = Mock(return_value=SimpleNamespace(stdout="out ", stderr=" err", returncode=0))
     monkeypatch.setattr(subprocess, "run", launch)
     of_the_host = MappingProxyType({"z": 1, "env": None})
-    monkeypatch.setattr(either, "get_subprocess_hidden_kwargs", lambda: of_the_host)
-    assert either.run_git_command(Path("here"), ["log", "-1"]) == ("out ", " err", 0)
+    monkeypatch.setattr(module, "get_subprocess_hidden_kwargs", lambda: of_the_host)
+    assert module.run_git_command(Path("here"), ["log", "-1"]) == ("out ", " err", 0)
     assert launch.call_args.args == (["git", "log", "-1"],)
     expected = {
         "cwd": "here",
@@ -38,47 +38,47 @@ SCRIPT_OF_A_FAILURE = (
 
 
 def test_a_failure_is_returned_as_text_and_logged(
-    either: ModuleType, fake_git: FakeGit, log: Log
+    module: ModuleType, fake_git: FakeGit, log: Log
 ) -> None:
     root = fake_git(SCRIPT_OF_A_FAILURE)
     args = ["a b", "", "é\n"]
-    triple = either.run_git_command(root, args)
+    triple = module.run_git_command(root, args)
     assert triple == ("a\nb\nc\ufffd\n<a b><><é\n>", " \n\ufffd \n", -9)
     message = "git command failed: args=%s rc=%s stderr=%s"
     assert log == [("DEBUG", "run_git_command", (message, args, -9, "\ufffd"), NoneType)]
 
 
-def test_a_timeout_is_returned_and_logged(either: ModuleType, fake_git: FakeGit, log: Log) -> None:
+def test_a_timeout_is_returned_and_logged(module: ModuleType, fake_git: FakeGit, log: Log) -> None:
     root = fake_git("exec sleep 600")
-    assert either.run_git_command(root, ["log"], 0.05) == ("", "Command timed out", 1)
+    assert module.run_git_command(root, ["log"], 0.05) == ("", "Command timed out", 1)
     message = "git command timed out after %ss: args=%s"
     event = "WARNING", "run_git_command", (message, 0.05, ["log"]), subprocess.TimeoutExpired
     assert log == [event]
 
 
 def test_a_missing_directory_is_returned_and_logged_as_a_missing_git(
-    either: ModuleType, tmp_path: Path, log: Log
+    module: ModuleType, tmp_path: Path, log: Log
 ) -> None:
-    triple = either.run_git_command(tmp_path / "nowhere", ["log"])
+    triple = module.run_git_command(tmp_path / "nowhere", ["log"])
     assert triple == ("", "git not found", 1)
     message = "git executable not found while running args=%s"
     assert log == [("WARNING", "run_git_command", (message, ["log"]), FileNotFoundError)]
 
 
-def test_the_exception_of_the_caller_is_handled_again_after_a_handler(either: ModuleType) -> None:
+def test_the_exception_of_the_caller_is_handled_again_after_a_handler(module: ModuleType) -> None:
     error = KeyError()
     try:
         raise error
     except KeyError:
-        either.run_git_command("/nowhere", ["x"])
+        module.run_git_command("/nowhere", ["x"])
         assert sys.exception() is error
 
 
 def test_a_handler_leaves_a_generator_without_the_exception_of_its_caller(
-    either: ModuleType,
+    module: ModuleType,
 ) -> None:
     def handle_none() -> Iterator[object]:
-        yield either.run_git_command("/nowhere", ["x"])
+        yield module.run_git_command("/nowhere", ["x"])
         yield sys.exception()
 
     generator = handle_none()
@@ -95,7 +95,7 @@ def function_names(caught: pytest.ExceptionInfo[BaseException]) -> list[str]:
 
 
 def test_other_launch_errors_raise_and_nothing_is_logged(
-    either: ModuleType, fake_git: FakeGit, log: Log, monkeypatch: pytest.MonkeyPatch
+    module: ModuleType, fake_git: FakeGit, log: Log, monkeypatch: pytest.MonkeyPatch
 ) -> None:
     root = fake_git("exit 0")
     program = root / "git"
@@ -103,7 +103,7 @@ def test_other_launch_errors_raise_and_nothing_is_logged(
     monkeypatch.setenv("PATH", str(root))
     for directory, error in ((root, OSError), (program, NotADirectoryError)):
         with pytest.raises(error) as caught:
-            either.run_git_command(directory, ["log"])
+            module.run_git_command(directory, ["log"])
         names = function_names(caught)
         assert names.count("run_git_command") == 1
         assert names[-1] != "run_git_command", "the library's own frames come last"

@@ -4,13 +4,13 @@ import pytest
 from python_process import run_python
 
 DEFINE_ANSWERS = """
-from calls import CALLS, answer
+from calls import CALLS, outcome_of
 from canned_git import run_canned_git, subprocess_with
 from compare import StoppedClock
 from orvel_tarnix.utils import git_utils
 vars(git_utils).update(subprocess_with(run_canned_git), datetime=StoppedClock)
 def answers():
-    return [answer(git_utils, call) for call in CALLS * 9]
+    return [outcome_of(git_utils, call) for call in CALLS * 9]
 """
 ANSWER_IN_THREADS_AND_INTERPRETERS = '''
 import _interpreters, sys

@@ -23,12 +23,12 @@ MOMENTS = {
 
 @pytest.mark.parametrize(("zone", "spec", "expected"), MOMENTS.values(), ids=MOMENTS)
 def test_a_spec_is_a_naive_local_moment(
-    either: ModuleType, monkeypatch: pytest.MonkeyPatch, zone: str, spec: str, expected: datetime
+    module: ModuleType, monkeypatch: pytest.MonkeyPatch, zone: str, spec: str, expected: datetime
 ) -> None:
-    monkeypatch.setattr(either, "datetime", StoppedClock)
+    monkeypatch.setattr(module, "datetime", StoppedClock)
     monkeypatch.setenv("TZ", zone)
     time.tzset()
-    moment = either.parse_time_spec(spec)
+    moment = module.parse_time_spec(spec)
     assert (moment, moment.fold, moment.tzinfo) == (expected, 0, None)
 
 
@@ -45,10 +45,10 @@ LINES_WITHOUT_AUTHOR = "\n  \n\nno tab <a@b>\n"
 
 
 def test_each_line_of_the_summary_with_a_tab_is_an_author(
-    either: ModuleType, fake_git_results: FakeGitResults
+    module: ModuleType, fake_git_results: FakeGitResults
 ) -> None:
     fake_git_results((f"\n{LINES_WITHOUT_AUTHOR.join(AUTHORS)}\n", " warned", 0))
-    authors = either.get_authors_for_period(Path("r"))
+    authors = module.get_authors_for_period(Path("r"))
     expected = [
         dict(zip(("name", "email", "commits"), row, strict=True)) for row in AUTHORS.values()
     ]
@@ -57,18 +57,18 @@ def test_each_line_of_the_summary_with_a_tab_is_an_author(
 
 
 def test_the_period_is_thirty_days_by_default(
-    either: ModuleType, fake_git_results: FakeGitResults, monkeypatch: pytest.MonkeyPatch
+    module: ModuleType, fake_git_results: FakeGitResults, monkeypatch: pytest.MonkeyPatch
 ) -> None:
-    monkeypatch.setattr(either, "datetime", StoppedClock)
+    monkeypatch.setattr(module, "datetime", StoppedClock)
     calls = fake_git_results(("", "", 0))
-    assert either.get_authors_for_period(Path("r")) == []
+    assert module.get_authors_for_period(Path("r")) == []
     assert [call.args[1] for call in calls] == [["shortlog", "--since=2026-02-06 12:30:15", "-sne"]]
 
 
 def test_a_failed_summary_is_logged_and_has_no_authors(
-    either: ModuleType, fake_git_results: FakeGitResults, log: Log
+    module: ModuleType, fake_git_results: FakeGitResults, log: Log
 ) -> None:
     fake_git_results(("1\tA <b>", " fatal: bad\n", 1))
-    assert either.get_authors_for_period(Path("r"), "7d") == []
+    assert module.get_authors_for_period(Path("r"), "7d") == []
     message = "get_authors_for_period: git shortlog failed rc=%s stderr=%s"
     assert log == [("DEBUG", "get_authors_for_period", (message, 1, "fatal: bad"), NoneType)]

@@ -5,7 +5,7 @@ import sys
 from pathlib import Path
 
 import pytest
-from calls import QUERY_CALLS, answer
+from calls import QUERY_CALLS, outcome_of
 from conftest import Repository, make_git
 
 from orvel_tarnix.utils import git_utils
@@ -53,7 +53,7 @@ def functions_that_start(started: Path, root: Path) -> set[str]:
     names = set()
     for call in QUERY_CALLS:
         started.unlink(missing_ok=True)
-        answer(git_utils, call._replace(args=(root, *call.args[1:])))
+        outcome_of(git_utils, call._replace(args=(root, *call.args[1:])))
         if started.exists():
             names.add(call.name)
     return names

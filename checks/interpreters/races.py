@@ -19,7 +19,7 @@ from random import choice, randrange
 from types import FunctionType, ModuleType
 from typing import Any
 
-from calls import CALLS, Call, answer
+from calls import CALLS, Call, outcome_of
 from canned_git import run_canned_git, subprocess_with
 from compare import StoppedClock, native
 
@@ -130,7 +130,7 @@ CHANGES = {
 
 def race(module: ModuleType, mode: str, threads: int, seconds: float) -> str:
     """Calls in all threads, or in all but one, which changes things; returns the counts."""
-    expected = [answer(module, call) for call in CALLS]
+    expected = [outcome_of(module, call) for call in CALLS]
     change = CHANGES[mode](module) if mode in CHANGES else None
     ends = time.monotonic() + seconds
     done: list[tuple[object, int]] = []
@@ -138,7 +138,7 @@ def race(module: ModuleType, mode: str, threads: int, seconds: float) -> str:
     def call_one() -> None:
         at = randrange(len(CALLS))
         try:
-            given = answer(module, CALLS[at])
+            given = outcome_of(module, CALLS[at])
         except AttributeError as error:  # what a patched class has made may lack its fields
             given = repr(error)
         # While names are rebound any answer is right that leaves the process alive.
@@ -168,7 +168,7 @@ def drift(module: ModuleType) -> str:
 
     def references(call: Call) -> int:
         for _ in range(CALLS_PER_ROUND):
-            answer(module, call)
+            outcome_of(module, call)
         gc.collect()
         return sys.gettotalrefcount()
 
