@@ -1,6 +1,6 @@
 """Keep the findings of a linter or scanner on lines that a branch touched.
 
-    ruff check --output-format sarif | python examples/changed_findings.py -
+    ruff check --no-fix --output-format sarif | python examples/changed_findings.py -
     python examples/changed_findings.py [REPO] [--base REV] [--head REV] [--format text|github]
                                         [--sarif OUT] [--fetch-missing] SARIF|-
 
@@ -11,6 +11,7 @@ repository. The exit code is 1 if a finding is left and 0 if there is none.
 import argparse
 import gc
 import json
+import sys
 from pathlib import Path
 
 from findings import sarif
@@ -33,6 +34,9 @@ def main() -> int:
     compared = sides(git_utils, root, options.base, options.head)
     if compared.base is None:
         raise ProgramError(f"{root}: no branch {compared.base_name} to compare with: give --base")
+    if compared.base == compared.head:
+        note = "base and head are the same commit, so no line has changed"
+        print(f"changed_findings: {note}", file=sys.stderr)
     try:
         with open_input(options.findings) as file:
             document = sarif.read(file.read())

@@ -199,7 +199,7 @@ def test_a_full_disk_keeps_the_document_that_was_there(run: Run, project: Reposi
     code, _, message = run(f"--sarif={out}", given=many, preexec_fn=allow_small_files_only)
     assert code == 2
     # A module that counts its covered lines cannot write these either, and says so at exit.
-    assert message.splitlines()[0] == "changed_findings: [Errno 27] File too large"
+    assert message.splitlines()[0] == f"changed_findings: [Errno 27] File too large: '{out}'"
     assert out.read_text() == "before"
     assert [*project.root.glob(".out*")] == []
 

@@ -76,14 +76,15 @@ def write_atomically(path: Path, text: str) -> None:
     if exists and not path.is_file():  # a pipe or a device cannot be replaced
         path.write_text(text, "utf-8", "replace")
         return
-    path = path.resolve()  # replace the target of a symbolic link, not the link
-    part = path.with_name(f".{path.name}.{os.getpid()}.part")
+    target = path.resolve()  # replace the target of a symbolic link, not the link
+    part = target.with_name(f".{target.name}.{os.getpid()}.part")
     try:
         with part.open("x", encoding="utf-8", errors="replace") as file:
             if exists:
-                os.fchmod(file.fileno(), stat.S_IMODE(path.stat().st_mode))
+                os.fchmod(file.fileno(), stat.S_IMODE(target.stat().st_mode))
             file.write(text)
-        part.replace(path)
-    except BaseException:
+        part.replace(target)
+    except OSError as error:  # name the file that was asked for, not the part
+        raise OSError(error.errno, error.strerror, str(path)) from error
+    finally:
         part.unlink(missing_ok=True)
-        raise
