@@ -39,11 +39,13 @@ class Question:
     def rows(self, roots: list[str]) -> list[Row]:
         """The rows of the first directories: at least one, more while that takes less than 50 ms.
 
-        Raises:
-            ValueError: The time spec is invalid.
+        A row with `refused` means the question itself is invalid.
         """
         end = monotonic() + BATCH_SECONDS
-        start = self._git.parse_time_spec(self.since)
+        try:
+            start = self._git.parse_time_spec(self.since)
+        except ValueError as error:
+            return [{"root": roots[0], "refused": str(error)}]
         made: list[Row] = []
         while len(made) < len(roots) and (not made or monotonic() < end):
             made.append(self._row(roots[len(made)], start))

@@ -133,11 +133,15 @@ class Answers:
             return []
         except (CancelledError, OSError) as error:
             raise ConnectionError("the scheduler is gone") from error
-        except ValueError as error:  # the question itself is invalid
-            raise ProgramError(str(error)) from error
         except Exception as error:  # noqa: BLE001 - for example, the worker cannot import the module
+            # Distributed's executor raises ValueError if a worker dies right after its answer.
+            if isinstance(error, ValueError) and not self._one_by_one:
+                self._suspects += batch
+                return []
             reason = f"{type(error).__name__}: {error}".partition("\n")[0]
             return [{"root": item, "error": reason} for item in batch]
+        if "refused" in answers[0]:
+            raise ProgramError(answers[0]["refused"])
         rest = batch[len(answers) :]
         self._waiting.extendleft(reversed(rest))
         self._size = len(answers) if rest else min(2 * self._size, MAX_BATCH)
