@@ -22,6 +22,7 @@ RUN_MODULE = (
     "import runpy, sys; del sys.argv[0]; runpy.run_module(sys.argv[0], run_name='__main__')"
 )
 WITHOUT_MODULE = f"import sys; sys.modules['orvel_tarnix'] = None; {RUN_MODULE}"
+AGAIN = "import subprocess, sys\nwhile True: subprocess.run([sys.executable, *sys.argv[1:]])"
 IMPATIENT = f"from repositories import workers; workers.PATIENCE = 2; {RUN_MODULE}"
 
 
@@ -43,11 +44,14 @@ def address(start: Start) -> str:
     return address_of(start("-m", "distributed.cli.dask_scheduler", "--host=127.0.0.1", "--port=0"))
 
 
-def start_worker(start: Start, address: str, *options: str) -> subprocess.Popen[str]:
-    """Start a worker that lacks the examples; drop its log, which would fill a pipe."""
+def start_worker(start: Start, address: str) -> subprocess.Popen[str]:
+    """Start a worker that lacks the examples, again and again when it has ended.
+
+    Dask's own nanny gives up if its worker dies soon after its start. Logs would fill a pipe.
+    """
     quiet = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
-    worker = ["-m", "distributed.cli.dask_worker", address, *options]
-    return start(*worker, path=str(EXAMPLES.parent), **quiet)
+    worker = ["-m", "distributed.cli.dask_worker", address, "--nthreads=1", "--no-nanny"]
+    return start("-c", AGAIN, *worker, path=str(EXAMPLES.parent), **quiet)
 
 
 def test_scheduler_and_client_do_without_the_module(start: Start, project: str) -> None:
@@ -56,7 +60,7 @@ def test_scheduler_and_client_do_without_the_module(start: Start, project: str) 
     address = address_of(scheduler)
     client = bare("many_repositories", "--from=-", "--scheduler", address, SINCE)
     assert client.stderr.readline().endswith("the scheduler has no workers yet; waiting for some\n")
-    start_worker(start, address, "--nthreads=1", "--no-nanny")
+    start_worker(start, address)
     client.stdin.write(f"{project}\n")
     client.stdin.flush()
     client.stdout.readline()  # the heading
@@ -78,7 +82,8 @@ def test_the_repositories_of_a_lost_worker_go_to_another_one(
         */killed_once) [ -e killed ] || {{ touch killed; kill -KILL $PPID; exit; }};;
         esac
         cd "$OLDPWD" && exec '{shutil.which("git")}' "$@" """)
-    start_worker(start, address, "--nthreads=1", "--nworkers=2")
+    for _ in range(2):
+        start_worker(start, address)
     roots = [project, "killed_once", "killer"]
     client = start(MANY_REPOSITORIES, *roots, "--jsonl=rows", f"--scheduler={address}")
     _, message = client.communicate()
@@ -94,7 +99,7 @@ def test_the_repositories_of_a_lost_worker_go_to_another_one(
 
 
 def test_an_interrupt_ends_the_client(start: Start, address: str, project: str) -> None:
-    start_worker(start, address, "--nthreads=1", "--no-nanny")
+    start_worker(start, address)
     client = start(MANY_REPOSITORIES, project, "--from=-", f"--scheduler={address}")
     client.stdout.readline()
     client.stdout.readline()
@@ -147,7 +152,7 @@ def test_a_server_that_is_not_a_scheduler_gets_one_line(
 def test_a_scheduler_that_stops_answering_gets_one_line(start: Start, project: str) -> None:
     scheduler = start("-m", "distributed.cli.dask_scheduler", "--host=127.0.0.1", "--port=0")
     address = address_of(scheduler)
-    start_worker(start, address, "--nthreads=1", "--no-nanny")
+    start_worker(start, address)
     command = ["many_repositories", project, "--from=-", f"--scheduler={address}"]
     client = start("-c", IMPATIENT, *command)
     client.stdout.readline()
@@ -174,7 +179,7 @@ def test_a_scheduler_with_tls_accepts_a_certificate(
     listen = ["--protocol=tls", "--host=tls://127.0.0.1", "--port=0"]
     address = address_of(start("-m", "distributed.cli.dask_scheduler", *listen))
     assert address.startswith("tls://")
-    start_worker(start, address, "--nthreads=1", "--no-nanny")
+    start_worker(start, address)
     client = start(MANY_REPOSITORIES, project, SINCE, f"--scheduler={address}")
     output, message = client.communicate()
     assert (client.returncode, message) == (0, "")
