@@ -25,7 +25,7 @@ sanitized = rm -f build/report.*; LD_PRELOAD="$(runtimes)" $(sanitizer_options)
 fail_on_reports = status=$$?; if cat build/report.* 2>/dev/null; then exit 1; fi; exit $$status
 
 .PHONY: check
-check: tools .venv/module $(test_needs) ## run every check (15 minutes)
+check: tools .venv/module $(test_needs) ## run lint, stub, corpus, coverage and sanitize (15 minutes)
 	@$(MAKE) lint
 	@$(MAKE) stub
 	@$(MAKE) corpus

@@ -41,7 +41,7 @@ def test_a_deleted_name_raises_name_error(name: str) -> None:
 
 
 @pytest.mark.parametrize("name", NAMES)
-def test_a_name_may_be_bound_to_none(name: str) -> None:
+def test_a_name_bound_to_none_behaves_as_in_plain_python(name: str) -> None:
     assert_same_answers_after(
         lambda module: setattr(module, name, None), changes_answers=name not in IMPORT_ONLY
     )

@@ -53,7 +53,9 @@ def test_outside_of_a_repository_the_working_directory_stands_for_the_root(
     assert native.find_repo_root() == directories
 
 
-def test_a_branch_name_is_shortened_as_long_as_it_has_a_prefix(module: ModuleType) -> None:
+def test_white_space_and_every_leading_prefix_of_a_name_are_removed(
+    module: ModuleType,
+) -> None:
     assert module.normalize_branch_name("\u3000origin/refs/heads/x/é\x85") == "x/é"
 
 

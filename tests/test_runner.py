@@ -17,8 +17,8 @@ def test_git_is_launched_with_these_keywords_in_this_order(
 ) -> None:
     launch = Mock(return_value=SimpleNamespace(stdout="out ", stderr=" err", returncode=0))
     monkeypatch.setattr(subprocess, "run", launch)
-    of_the_host = MappingProxyType({"z": 1, "env": None})
-    monkeypatch.setattr(module, "get_subprocess_hidden_kwargs", lambda: of_the_host)
+    host_keywords = MappingProxyType({"z": 1, "env": None})
+    monkeypatch.setattr(module, "get_subprocess_hidden_kwargs", lambda: host_keywords)
     assert module.run_git_command(Path("here"), ["log", "-1"]) == ("out ", " err", 0)
     assert launch.call_args.args == (["git", "log", "-1"],)
     expected = {
@@ -27,12 +27,12 @@ def test_git_is_launched_with_these_keywords_in_this_order(
         "encoding": "utf-8",
         "errors": "replace",
         "timeout": 30,
-        **of_the_host,
+        **host_keywords,
     }
     assert list(launch.call_args.kwargs.items()) == list(expected.items())
 
 
-SCRIPT_OF_A_FAILURE = (
+FAILING_SCRIPT = (
     r"""printf 'a\r\nb\rc\377\n'; printf '<%s>' "$@"; printf ' \r\376 \n' >&2; kill -9 $$"""
 )
 
@@ -40,7 +40,7 @@ SCRIPT_OF_A_FAILURE = (
 def test_a_failure_is_returned_as_text_and_logged(
     module: ModuleType, fake_git: FakeGit, log: Log
 ) -> None:
-    root = fake_git(SCRIPT_OF_A_FAILURE)
+    root = fake_git(FAILING_SCRIPT)
     args = ["a b", "", "é\n"]
     triple = module.run_git_command(root, args)
     assert triple == ("a\nb\nc\ufffd\n<a b><><é\n>", " \n\ufffd \n", -9)
@@ -77,11 +77,11 @@ def test_the_exception_of_the_caller_is_handled_again_after_a_handler(module: Mo
 def test_a_handler_leaves_a_generator_without_the_exception_of_its_caller(
     module: ModuleType,
 ) -> None:
-    def handle_none() -> Iterator[object]:
+    def fail_and_yield_handled_exception() -> Iterator[object]:
         yield module.run_git_command("/nowhere", ["x"])
         yield sys.exception()
 
-    generator = handle_none()
+    generator = fail_and_yield_handled_exception()
     try:
         {}["missing"]
     except KeyError:

@@ -93,7 +93,7 @@ def test_reading_a_promised_object_starts_the_program_of_its_remote(
     assert functions_that_start(started, repository.root) == readers
 
 
-def test_git_allow_protocol_none_prevents_that(
+def test_git_allow_protocol_none_keeps_the_program_of_a_remote_from_starting(
     repository: Repository, started: Path, monkeypatch: pytest.MonkeyPatch
 ) -> None:
     lose_an_object(repository, f"{started.parent}/git")

@@ -1,4 +1,4 @@
-"""Whether an installed module works: it is asked what a branch of a small repository changed.
+"""Check that an installed module works: list the files that a branch of a repository changed.
 
 Usage: smoke.py [HOST], the folder of the host package where no stand-in for it is installed.
 """

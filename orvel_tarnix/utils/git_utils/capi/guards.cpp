@@ -1,10 +1,10 @@
 // Whether a guard of a fast path still does what it did at the end of the import.
 //
 // The import takes a snapshot of each guard that is what our own statements make; each call
-// compares. A guard is modified when its name is bound to another object, and besides:
-// - a function, when its code or the content of its closure has been replaced;
-// - a record class, when it is abstract, has a `__new__`, a `__del__` or another `__init__`, or has
-//   another attribute under a field's name: a data descriptor would receive the field's value.
+// compares. A guard counts as modified if its name is bound to another object. Also:
+// - a function, if its code or the content of its closure has been replaced;
+// - a record class, if it is abstract, has a `__new__`, a `__del__` or another `__init__`, or has
+//   another attribute with the name of a field: a data descriptor would receive the field's value.
 // A dict is different: it is read at each use, so any plain dict will do, as long as its keys are
 // plain str and a look-up runs no Python code.
 #include "capi/module_state.hpp"
@@ -145,7 +145,7 @@ bool has_plain_keys(Borrowed object) {
     return true;
 }
 
-// Whether any other guard is what our own statements make.
+// Whether a guard that is not a record class is what our own statements make.
 bool is_own_value(const ModuleState& module, Name name, Borrowed object) {
     constexpr int dotall = 16;   // re.DOTALL
     constexpr int unicode = 32;  // re.UNICODE, which every pattern of str has
@@ -191,7 +191,7 @@ void ModuleState::take_snapshots(Borrowed self, std::span<const Name> guards) {
     auto& module = *reinterpret_cast<ModuleState*>(self.get());
     for (const Name each : guards) {
         const Ref bound = module.find(each);
-        if (bound && module.snapshots_[each.index] == nullptr) {
+        if (bound) {
             module.snapshots_[each.index] = snapshot_of(module, each, bound).release();
         }
     }

@@ -54,7 +54,7 @@ template <class Argument>
 concept VariableOrLiteral = !std::same_as<Argument, Ref>;
 
 // A Python object of its own, so that the garbage collector sees the cycle from the globals through
-// a function to its body and back. It never changes after the import.
+// a function to its body and back. After the import only the garbage collector changes it.
 class ModuleState {
 public:
     // The ModuleState for the namespace of `module`; the functions own it.

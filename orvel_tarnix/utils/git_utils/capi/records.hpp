@@ -69,9 +69,9 @@ public:
 
     Ref operator()(const Record& record) {
         Ref instance = allocate(type_);
-        InlineValues& places = InlineValues::of(instance.get());
-        if (layout_is_verified_ && places.capacity >= size) {
-            write(places, record.values());
+        InlineValues& storage = InlineValues::of(instance.get());
+        if (layout_is_verified_ && storage.capacity >= count) {
+            write(storage, record.values());
         } else {
             set_fields(module_, instance, record);
             layout_is_verified_ = has_expected_layout(instance.get(), record.values());
@@ -80,30 +80,30 @@ public:
     }
 
 private:
-    static constexpr std::size_t size = Record::fields.size();
+    static constexpr std::size_t count = Record::fields.size();
 
-    static void write(InlineValues& places, const std::array<PyObject*, size>& values) {
-        PyObject** place = places.values();
-        for (std::size_t i = 0; i < size; ++i) {
+    static void write(InlineValues& storage, const std::array<PyObject*, count>& values) {
+        PyObject** place = storage.values();
+        for (std::size_t i = 0; i < count; ++i) {
             place[i] = Py_NewRef(values[i]);
-            places.order()[i] = static_cast<std::uint8_t>(i);
+            storage.order()[i] = static_cast<std::uint8_t>(i);
         }
-        places.size = size;
+        storage.size = count;
     }
 
     static bool has_expected_layout(PyObject* instance,
-                                    const std::array<PyObject*, size>& expected) {
+                                    const std::array<PyObject*, count>& expected) {
         constexpr unsigned max_capacity = 30;
         const PyTypeObject* type = Py_TYPE(instance);
         if ((type->tp_flags & Py_TPFLAGS_INLINE_VALUES) == 0 ||
             type->tp_basicsize != sizeof(PyObject)) {
             return false;
         }
-        InlineValues& places = InlineValues::of(instance);
-        bool known = places.is_embedded == 1 && places.is_valid == 1 && places.capacity >= size &&
-                     places.capacity <= max_capacity;
-        for (std::size_t i = 0; known && i < size; ++i) {
-            known = places.values()[i] == expected[i] && places.order()[i] == i;
+        InlineValues& storage = InlineValues::of(instance);
+        bool known = storage.is_embedded == 1 && storage.is_valid == 1 &&
+                     storage.capacity >= count && storage.capacity <= max_capacity;
+        for (std::size_t i = 0; known && i < count; ++i) {
+            known = storage.values()[i] == expected[i] && storage.order()[i] == i;
         }
         return known;
     }

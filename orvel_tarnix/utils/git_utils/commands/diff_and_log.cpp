@@ -75,9 +75,9 @@ Ref diff_line_spans(const ModuleState& module, Borrowed repo_root, Borrowed base
 Ref _path_batches(const ModuleState& module, Borrowed paths) {
     Ref batch = empty_list();
     Ref batches = list_of({batch});
-    Ref length = integer(0);
+    Ref characters = integer(0);
     const auto longer_by = [&](Borrowed path) {
-        return add({add({length, Ref::steal(PyLong_FromSsize_t(git_utils::length(path)))}), 1});
+        return add({add({characters, Ref::steal(PyLong_FromSsize_t(length(path)))}), 1});
     };
     const auto is_too_long = [&](Borrowed path) {
         return is_greater({longer_by(path), module["_MAX_PATHSPEC_CHARS"_name]});
@@ -87,10 +87,10 @@ Ref _path_batches(const ModuleState& module, Borrowed paths) {
         if (PyList_GET_SIZE(batch.get()) > 0 && is_too_long(path)) {
             batch = empty_list();
             append(batches, batch);
-            length = integer(0);
+            characters = integer(0);
         }
         append(batch, path);
-        length = longer_by(path);
+        characters = longer_by(path);
     }
     return batches;
 }

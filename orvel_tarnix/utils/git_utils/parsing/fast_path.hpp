@@ -11,8 +11,8 @@
 namespace git_utils {
 
 // The guards of each fast path: the module-level names whose work it does without looking them up.
-// It may run only while all of them are unmodified. The import takes snapshots of the guards of
-// all.
+// It may run only while all of them are unmodified. `all` lists the guards of every fast path; the
+// import takes a snapshot of each.
 namespace guards {
 
 template <std::size_t left, std::size_t right>
@@ -33,20 +33,20 @@ inline constexpr std::array line_spans{"_HUNK_HEADER"_name, "_span"_name,    "Li
 
 inline constexpr auto all = joined(commit_changes, line_spans);
 
-consteval bool includes(std::span<const Name> wanted) {
+consteval bool includes(std::span<const Name> names) {
     return std::ranges::all_of(
-        wanted, [](Name name) { return std::ranges::count(all, name.index, &Name::index) != 0; });
+        names, [](Name name) { return std::ranges::count(all, name.index, &Name::index) != 0; });
 }
 
 }  // namespace guards
 
-// read(characters of the text), unless the text is not exactly a str or one of `names` is modified.
-template <const auto& names, class Read>
+// read(characters of the text), unless the text is not exactly a str or a guard is modified.
+template <const auto& own_guards, class Read>
 auto fast_path(const ModuleState& module, Borrowed text, Read read) {
-    constexpr std::span<const Name> wanted = names;  // NOLINT(*-redundant-parentheses)
-    static_assert(guards::includes(wanted), "guards::all lacks the guards of a fast path");
+    constexpr std::span<const Name> names = own_guards;  // NOLINT(*-redundant-parentheses)
+    static_assert(guards::includes(names), "guards::all lacks the guards of a fast path");
     using Result = decltype(read(std::span<const Py_UCS1>()));
-    return module.are_unmodified(wanted) ? read_exact_str(text, read) : Result{};
+    return module.are_unmodified(names) ? read_exact_str(text, read) : Result{};
 }
 
 }  // namespace git_utils

@@ -15,8 +15,8 @@ public:
     explicit FileChangeReader(const ModuleState& module)
         : module_(module), fill_(module), statuses_(module["_STATUS_BY_LETTER"_name]) {}
 
-    // The FileChange of each file that the scanner finds, in a list or a tuple, which the parameter
-    // creates; nothing when it declines.
+    // The FileChange of each file that the scanner finds, in the list or tuple that `new_sequence`
+    // creates; nothing if the scanner declines.
     template <class Unit>
     Ref read(scan::ChangeScanner<Unit>& scanner, PyObject* (*new_sequence)(Py_ssize_t)) {
         // Without the GIL another thread may have rebound the name since the guards were checked.
