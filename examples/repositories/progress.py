@@ -24,7 +24,7 @@ class Progress:
         self._added = 0
         self._since = since
         self._file = os.fdopen(_locked(path), "a", closefd=False) if path else None
-        if path and not resume and path.stat().st_size:
+        if path and not resume and os.fstat(self._file.fileno()).st_size:
             raise ProgramError(f"{path} is not empty: add --resume or name another file")
         if path:
             self._read(path)
@@ -43,10 +43,12 @@ class Progress:
 
     def _read(self, path: Path) -> None:
         end = 0
-        with path.open("rb") as lines:
+        file = self._file.fileno()  # the locked one, even if another has taken its name meanwhile
+        with open(file, "rb", closefd=False) as lines:
+            lines.seek(0)
             for number, line in enumerate(iter(lambda: lines.readline(MAX_LINE), b""), 1):
                 if self.roots and self._is_cut_short(line):
-                    os.truncate(path, end)  # a new row replaces it
+                    os.truncate(file, end)  # a new row replaces it
                     return
                 if not (row := _row(line)):
                     raise ProgramError(f"{path}, line {number}: not a row of a repository")
